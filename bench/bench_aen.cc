@@ -1,0 +1,175 @@
+// Event delivery: driver queue to callbacks, registration to first
+// delivery, and stopping the reader.
+#include <benchmark/benchmark.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "qorl.h"
+#include "qorl_adapter.h"
+#include "qorl_aen.h"
+#include "qorl_ioc.h"
+#include "qorsim.h"
+
+namespace {
+
+constexpr int kFc = 4;      // FC-side controllers of the default machine
+constexpr int kQueue = 1024; // the emulated queue's bound
+
+qorl_t *ctl(bool fc, int inst)
+{
+	int n = qorl_ioc_get_num(), i = 0;
+	for (qorl_t *q = qorl_ioc_get_list(); q && i < n; q = q->next, i++)
+		if ((q->ioc_type != QOR_IOC_TYPE_LL) == fc && q->instance == inst)
+			return q;
+	return nullptr;
+}
+
+void setup_once()
+{
+	static bool done = [] {
+		static std::string root = "/tmp/qorl-bench-XXXXXX";
+		if (mkdtemp(root.data()))
+			qorsim_set_root(root.c_str());
+		qorsim_log_enable(0);
+		qorl_libinit(qor_aen_app_test);
+		qorl_libload();
+		qorl_adapter_scan();
+		return true;
+	}();
+	(void)done;
+}
+
+qor_aen_entry_t port_event(qorl_t *q)
+{
+	qor_aen_entry_t e{};
+	e.aen_category = QOR_AEN_CAT_PORT;
+	e.aen_type = QOR_PORT_AEN_ONLINE;
+	e.aen_data.port.pwwn = q->pwwn;
+	e.aen_tv.tv_sec = 1;
+	return e;
+}
+
+std::atomic<uint64_t> g_count{0};
+void count_cb(void *, qor_port_aen_event_t, qor_port_aen_data_t *, qor_timeval_t)
+{
+	g_count.fetch_add(1, std::memory_order_relaxed);
+}
+
+std::atomic<bool> g_hit{false};
+void hit_eth(void *, qor_ethport_aen_event_t, qor_ethport_aen_data_t *, qor_timeval_t)
+{
+	g_hit.store(true, std::memory_order_release);
+}
+void hit_port(void *, qor_port_aen_event_t, qor_port_aen_data_t *, qor_timeval_t)
+{
+	g_hit.store(true, std::memory_order_release);
+}
+
+void wait_hit()
+{
+	while (!g_hit.load(std::memory_order_acquire))
+		std::this_thread::yield();
+	g_hit.store(false);
+}
+
+// Full queues on every FC controller, drained by a freshly started reader
+// into one subscriber per controller.
+void BM_QueueToCallbacks(benchmark::State &state)
+{
+	setup_once();
+	std::vector<qorl_port_aen_cbhandle_t *> subs;
+	for (int i = 0; i < kFc; i++) {
+		qorl_t *q = ctl(true, i);
+		qor_port_aen_data_t key{};
+		key.pwwn = q->pwwn;
+		qorl_port_aen_cbhandle_t *h;
+		qorl_port_aen_register(q, count_cb, nullptr, &key, &h);
+		subs.push_back(h);
+	}
+	std::vector<qor_aen_entry_t> batch;
+	uint64_t delivered = 0;
+	for (auto _ : state) {
+		state.PauseTiming();
+		for (int i = 0; i < kFc; i++) {
+			batch.assign(kQueue, port_event(ctl(true, i)));
+			qorsim_inject_events(QORSIM_DRV_FC, i, batch.data(), batch.size());
+		}
+		const uint64_t want = g_count.load() + kFc * kQueue;
+		state.ResumeTiming();
+		qorl_aen_init();
+		while (g_count.load(std::memory_order_relaxed) < want)
+			std::this_thread::yield();
+		state.PauseTiming();
+		qorl_aen_exit();
+		delivered += kFc * kQueue;
+		state.ResumeTiming();
+	}
+	for (auto *h : subs)
+		qorl_port_aen_unregister(h);
+	state.SetItemsProcessed(static_cast<int64_t>(delivered));
+}
+BENCHMARK(BM_QueueToCallbacks)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+// An event already waiting on an unwatched controller; timed from the
+// registration to the callback.
+void BM_RegistrationToFirstDelivery(benchmark::State &state)
+{
+	setup_once();
+	qorl_t *fc = ctl(true, 0), *eth = ctl(false, 0);
+	qor_port_aen_data_t key{};
+	key.pwwn = fc->pwwn;
+	qorl_port_aen_cbhandle_t *ping;
+	qorl_port_aen_register(fc, hit_port, nullptr, &key, &ping);
+	qorl_aen_init();
+	qor_aen_entry_t e{};
+	e.aen_category = QOR_AEN_CAT_ETHPORT;
+	e.aen_type = QOR_ETHPORT_AEN_LINKUP;
+	std::memcpy(e.aen_data.ethport.mac, eth->mac.mac, 6);
+	const qor_aen_entry_t p = port_event(fc);
+	for (auto _ : state) {
+		state.PauseTiming();
+		// A pass of the reader after the last unregistration: the Ethernet
+		// node is no longer watched when its event arrives.
+		qorsim_inject_event(QORSIM_DRV_FC, 0, &p);
+		wait_hit();
+		qorsim_inject_event(QORSIM_DRV_ETH, 0, &e);
+		state.ResumeTiming();
+		qorl_ethport_aen_cbhandle_t *h;
+		qorl_ethport_aen_register(eth, hit_eth, nullptr, nullptr, &h);
+		wait_hit();
+		state.PauseTiming();
+		qorl_ethport_aen_unregister(h);
+		state.ResumeTiming();
+	}
+	qorl_aen_exit();
+	qorl_port_aen_unregister(ping);
+}
+BENCHMARK(BM_RegistrationToFirstDelivery)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+// Stopping an idle reader (waiting in select on a watched node).
+void BM_AenExit(benchmark::State &state)
+{
+	setup_once();
+	qorl_t *fc = ctl(true, 1);
+	qor_port_aen_data_t key{};
+	key.pwwn = fc->pwwn;
+	qorl_port_aen_cbhandle_t *h;
+	qorl_port_aen_register(fc, count_cb, nullptr, &key, &h);
+	for (auto _ : state) {
+		state.PauseTiming();
+		qorl_aen_init();
+		state.ResumeTiming();
+		qorl_aen_exit();
+	}
+	qorl_port_aen_unregister(h);
+}
+BENCHMARK(BM_AenExit)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+} // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,189 @@
+// Virtual port lists and virtual fabric settings of the port slots.
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "qorl_config_int.h"
+
+namespace qorl::cfg {
+
+pthread_mutex_t vportmutex = PTHREAD_MUTEX_INITIALIZER;
+
+namespace {
+
+struct vport_lock {
+	vport_lock() { qorl_get_mutex_lock(&vportmutex); }
+	~vport_lock() { qorl_release_mutex_lock(&vportmutex); }
+	vport_lock(const vport_lock &) = delete;
+	vport_lock &operator=(const vport_lock &) = delete;
+};
+
+bool valid_slot(int idx) { return idx >= 0 && idx < QORL_CFG_MAX_IOC; }
+
+// Fills the fields after the key from the record's remaining pieces.
+void fill(qorl_vf_config_t *e, char **save)
+{
+	if (char *t = strtok_r(nullptr, ",", save))
+		copy_cut(e->nwwn, sizeof e->nwwn, t);
+	else
+		return;
+	if (char *t = strtok_r(nullptr, ",", save))
+		filter(t, e->name.symname, sizeof e->name.symname);
+	else
+		return;
+	if (char *t = strtok_r(nullptr, ",", save))
+		copy_cut(e->role, sizeof e->role, t);
+	else
+		return;
+	if (char *t = strtok_r(nullptr, ",", save))
+		e->vf_id = static_cast<uint16_t>(qorl_config_get_num(t));
+}
+
+void role_text(uint32_t roles, char (&out)[16])
+{
+	static constexpr const char *names[] = {"IM", "TM", "IP"};
+	out[0] = '\0';
+	for (int b = 0; b < 3; b++)
+		if (roles & (1u << b)) {
+			if (out[0])
+				std::strcat(out, " + ");
+			std::strcat(out, names[b]);
+		}
+}
+
+} // namespace
+
+void vport_delete(int idx, const char *pwwn)
+{
+	if (!valid_slot(idx) || !pwwn)
+		return;
+	vport_lock lock;
+	qorl_ioc_config_t &p = ioc_config_data[idx];
+	for (qorl_vf_config_t **pp = &p.vport; *pp; pp = &(*pp)->next)
+		if (std::strcmp((*pp)->pwwn, pwwn) == 0) {
+			qorl_vf_config_t *e = *pp;
+			*pp = e->next;
+			std::free(e);
+			p.vpcount--;
+			return;
+		}
+}
+
+void vport_traverse(FILE *fd, int idx)
+{
+	if (!valid_slot(idx))
+		return;
+	vport_lock lock;
+	int k = 0;
+	for (const qorl_vf_config_t *e = ioc_config_data[idx].vport; e; e = e->next, k++)
+		std::fprintf(fd, "qor%d-vport-%d = \"%s,%s,%s,%s,%d\";\n", idx, k, e->pwwn, e->nwwn,
+			     e->name.symname, e->role, e->vf_id);
+}
+
+void vport_free_all()
+{
+	vport_lock lock;
+	for (auto &p : ioc_config_data) {
+		while (qorl_vf_config_t *e = p.vport) {
+			p.vport = e->next;
+			std::free(e);
+		}
+		p.vpcount = 0;
+	}
+}
+
+} // namespace qorl::cfg
+
+using namespace qorl::cfg;
+
+extern "C" {
+
+void qorl_config_set_vportdata(int idx, char *data)
+{
+	if (!valid_slot(idx) || !data)
+		return;
+	qorl_ioc_config_t &p = ioc_config_data[idx];
+	set_bit(p.flags, QORL_CFG_VPORT);
+	char copy[512];
+	copy_cut(copy, sizeof copy, data);
+	vport_lock lock;
+	char *save = nullptr;
+	char *first = strtok_r(copy, ",", &save);
+	if (!first)
+		return;
+	// Compared as it would be stored, so an over-long key updates rather than repeats.
+	char key[sizeof p.vport->pwwn];
+	copy_cut(key, sizeof key, first);
+	for (qorl_vf_config_t *e = p.vport; e; e = e->next)
+		if (std::strcmp(e->pwwn, key) == 0) {
+			fill(e, &save);
+			return;
+		}
+	auto *e = static_cast<qorl_vf_config_t *>(std::calloc(1, sizeof(qorl_vf_config_t)));
+	if (!e)
+		return;
+	p.vpcount++;
+	std::memcpy(e->pwwn, key, sizeof key);
+	fill(e, &save);
+	e->next = p.vport;
+	p.vport = e;
+	set_bit(p.flags, QORL_CFG_VPORT);
+}
+
+void qorl_config_vport_add(qorl_t *q, uint16_t vf_id, qor_lport_cfg_t *port_cfg)
+{
+	int slot = fc_slot(q);
+	if (slot < 0 || !port_cfg)
+		return;
+	char pw[32], nw[32], role[16], rec[512];
+	wwn_text(port_cfg->pwwn, pw);
+	wwn_text(port_cfg->nwwn, nw);
+	role_text(port_cfg->roles, role);
+	const char *sym = port_cfg->sym_name.symname;
+	int symlen = static_cast<int>(strnlen(sym, sizeof port_cfg->sym_name.symname - 1));
+	std::snprintf(rec, sizeof rec, "%s,%s,\"%.*s\",%s,%d", pw, nw, symlen, sym, role, vf_id);
+	qorl_config_set_vportdata(slot, rec);
+}
+
+void qorl_config_vport_del(qorl_t *q, wwn_t vpwwn)
+{
+	int slot = fc_slot(q);
+	if (slot < 0)
+		return;
+	char pw[32];
+	wwn_text(vpwwn, pw);
+	vport_delete(slot, pw);
+}
+
+void qorl_config_vf_mode(qorl_t *q, uint16_t vf_id, qor_boolean_t mode)
+{
+	int slot = fc_slot(q);
+	if (slot < 0)
+		return;
+	qorl_ioc_config_t &p = ioc_config_data[slot];
+	if (test_bit(config_all, QORL_CFG_VF_ENABLE) && raw(p.vf_enable) != raw(mode))
+		clear_bit(config_all, QORL_CFG_VF_ENABLE);
+	if (test_bit(config_all, QORL_CFG_VF_DEFAULT) && p.vf_default_id != vf_id)
+		clear_bit(config_all, QORL_CFG_VF_DEFAULT);
+	put_bit(p.flags, QORL_CFG_VF_ENABLE, raw(mode) != 0);
+	put_bit(p.flags, QORL_CFG_VF_DEFAULT, vf_id != 1);
+	p.vf_enable = mode;
+	p.vf_default_id = vf_id;
+}
+
+void qorl_config_vf_list(qorl_t *q, uint16_t vf_id, qor_boolean_t mode)
+{
+	int slot = fc_slot(q);
+	// The list holds fabrics 0 to 15 only; others change nothing at all.
+	if (slot < 0 || vf_id >= 16)
+		return;
+	qorl_ioc_config_t &p = ioc_config_data[slot];
+	uint16_t bit = static_cast<uint16_t>(1u << vf_id);
+	bool on = raw(mode) != 0;
+	if (test_bit(config_all, QORL_CFG_VF_LIST) && ((p.vf_list & bit) != 0) != on)
+		clear_bit(config_all, QORL_CFG_VF_LIST);
+	p.vf_list = static_cast<uint16_t>(on ? p.vf_list | bit : p.vf_list & ~bit);
+	put_bit(p.flags, QORL_CFG_VF_LIST, p.vf_list != 0);
+}
+
+} // extern "C"

@@ -1,0 +1,65 @@
+// Event queue requests: fetch a controller's queued events for one
+// application, and the application announcement of a descriptor.
+#include "sim.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace qorsim {
+namespace {
+
+constexpr size_t kAenHeader = offsetof(qor_ioctl_aen_t, aen_list);
+
+int h_aen_get(Req &r)
+{
+	auto &v = r.as<qor_ioctl_aen_t>();
+	if (v.aen_count < 0)
+		return EINVAL;
+	if (v.app_id >= static_cast<uint32_t>(kApps)) {
+		v.status = QOR_STATUS_EINVAL;
+		v.aen_count = 0;
+		return 0;
+	}
+	auto &q = r.fn->aen[v.app_id];
+	size_t n = q.size() < static_cast<size_t>(v.aen_count) ? q.size() : static_cast<size_t>(v.aen_count);
+	// Entries past the first lie beyond the declared record: write them
+	// before dequeuing so a bad buffer loses no event.
+	if (n > 1) {
+		std::vector<qor_aen_entry_t> rest(q.begin() + 1, q.begin() + static_cast<std::ptrdiff_t>(n));
+		if (int e = copy_to_user(r.user + kAenHeader + sizeof(qor_aen_entry_t),
+					 rest.data(), rest.size() * sizeof(qor_aen_entry_t)))
+			return e;
+	}
+	if (n > 0)
+		v.aen_list[0] = q.front();
+	q.erase(q.begin(), q.begin() + static_cast<std::ptrdiff_t>(n));
+	r.m.drv[r.drv].queued[v.app_id] -= n;
+	v.aen_count = static_cast<int32_t>(n);
+	v.status = QOR_STATUS_OK;
+	return 0;
+}
+
+// Events are queued per application; a descriptor becomes readable for
+// the application it announced.
+int h_app_register(Req &r)
+{
+	auto &v = r.as<qor_ioctl_aen_t>();
+	if (v.app_id >= static_cast<uint32_t>(kApps)) {
+		v.status = QOR_STATUS_EINVAL;
+		return 0;
+	}
+	fd_set_app(r.fd, static_cast<int>(v.app_id));
+	v.status = QOR_STATUS_OK;
+	return 0;
+}
+
+} // namespace
+} // namespace qorsim
+
+using namespace qorsim;
+
+// clang-format off
+//             ident          type  nr    record size              drivers   instance   status                              flags        handler         name
+QORSIM_REQUEST(aen_get,       0x43, 0x2A, sizeof(qor_ioctl_aen_t), DRV_BOTH, INST_AEN,  offsetof(qor_ioctl_aen_t, status), ROW_MUTATES, h_aen_get,      "event fetch");
+QORSIM_REQUEST(aen_app_reg,   0x43, 0x2B, sizeof(qor_ioctl_aen_t), DRV_BOTH, INST_NONE, offsetof(qor_ioctl_aen_t, status), ROW_MUTATES, h_app_register, "application announcement");
+// clang-format on

@@ -1,0 +1,134 @@
+/*
+ * qorsim: userspace stand-in for the two adapter drivers.
+ *
+ * libqorsim.so interposes open/openat/close/ioctl/select/poll, the sleep
+ * family and the configuration paths, so an unmodified program run under
+ * LD_PRELOAD (or linked against it) talks to emulated hardware. This header
+ * is the control API for tests that run in the same process; a program that
+ * does not call it gets the topology named by QORSIM_TOPOLOGY (or the built-in
+ * default) and the root named by QORSIM_ROOT.
+ *
+ * All functions are thread-safe. Compiles as C11 and C++.
+ */
+#ifndef QORSIM_H
+#define QORSIM_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "qor/ioctl/qor_ioctl_all.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Drivers, as numbered by this API. */
+#define QORSIM_DRV_FC 0  /* "/dev/qor" and "/dev/qoripfc" */
+#define QORSIM_DRV_ETH 1 /* "/dev/vek" */
+
+/*
+ * Hardware model. Loading replaces the whole model (adapters, driver state,
+ * queues) and clears faults, the request log and the virtual clock.
+ * Return 0, or -1 with the reason in qorsim_error().
+ */
+int qorsim_load_topology(const char *json_text);
+int qorsim_load_topology_file(const char *path);
+/* Back to the built-in default topology, no faults, empty log, clock at 0. */
+void qorsim_reset(void);
+/* The built-in default topology as JSON text (static storage). */
+const char *qorsim_default_topology(void);
+/* Why the last call that returned -1 failed (thread-local, static storage). */
+const char *qorsim_error(void);
+
+/* Configuration paths ("/etc/qor.conf", "/etc/hba.conf", "/sys/class/scsi_device")
+ * resolve under dir; NULL turns redirection off. */
+void qorsim_set_root(const char *dir);
+
+/* Virtual clock: the sleep family advances it and returns at once. */
+uint64_t qorsim_now_ns(void);
+void qorsim_advance_ns(uint64_t ns);
+/* Number of sleep-family calls since the last reset. */
+unsigned qorsim_sleep_count(void);
+
+/*
+ * Fault injection. A fault matches requests by request number and type byte
+ * as sent on the wire (code & 0xffff; pass the full code, the size bits are
+ * ignored) and by driver instance (-1 for any). The request then fails with
+ * errno err when err is not 0, else it is answered normally and its status
+ * word is overwritten with status. count is the number of matching requests
+ * that fail (QORSIM_ALWAYS for every one). Returns a fault id >= 0, or -1.
+ * A status fault on a request that changes the model (enable, names, ...)
+ * is a refusal: the model is left as it was. For the Ethernet driver the
+ * type byte as sent is 0x44.
+ */
+#define QORSIM_ALWAYS (-1)
+int qorsim_fault_request(uint32_t code, int instance, int err, uint32_t status, int count);
+/* Makes open() of node ("/dev/qor", "/dev/qoripfc", "/dev/vek") fail with err (0 heals). */
+void qorsim_fault_open(const char *node, int err);
+/* Clears request faults and open faults. */
+void qorsim_fault_clear(void);
+/* How many requests fault `id` has hit so far. */
+unsigned qorsim_fault_hits(int id);
+/* Interface version that a driver reports. */
+void qorsim_set_driver_version(int drv, uint32_t version);
+
+/*
+ * Request log: every ioctl on an emulated node, in order. `in` holds the
+ * record as the caller passed it, `out` as it was handed back (both `len`
+ * bytes, the size encoded in the code; longer records that carry pointers
+ * are logged up to that size).
+ */
+typedef struct qorsim_log_entry {
+	uint32_t code;     /* as sent, type byte included */
+	int drv;           /* QORSIM_DRV_FC or QORSIM_DRV_ETH */
+	int ipfc;          /* 1 when sent on "/dev/qoripfc" */
+	int instance;      /* target instance as the record names it, -1 for none */
+	int err;           /* errno the call failed with, 0 on success */
+	size_t len;
+	uint8_t in[2048];
+	uint8_t out[2048];
+} qorsim_log_entry_t;
+size_t qorsim_log_count(void);
+/* Copies entry i (0 = oldest); returns 0, or -1 when out of range. */
+int qorsim_log_get(size_t i, qorsim_log_entry_t *entry);
+void qorsim_log_clear(void);
+/* Number of logged requests whose code & 0xffff equals code & 0xffff. */
+size_t qorsim_log_count_code(uint32_t code);
+/* Logging on (default) or off; the log keeps the newest 4096 requests. */
+void qorsim_log_enable(int on);
+
+/* Emulated node descriptors currently open. */
+int qorsim_open_count(void);
+
+/*
+ * How long (virtual milliseconds) an enable or disable of a controller takes
+ * before its attributes show the new state; -1 = never. Default 2500.
+ */
+void qorsim_set_transition_ms(int drv, int instance, int64_t ms);
+
+/* Controller state as the attributes report it (qor_ioc_state_t), -1 when
+ * there is no such controller. Setting it voids a pending transition and
+ * raises no event. */
+int qorsim_ioc_state(int drv, int instance);
+int qorsim_set_ioc_state(int drv, int instance, uint32_t state);
+
+/*
+ * Events. Each controller keeps one queue per application identity
+ * (qor_aen_app_t 0..4, at most 1024 events each; a full queue drops its
+ * oldest). Injecting queues a copy of each event for every application,
+ * with qord_num set to the instance, a running seq_num and, when aen_tv is
+ * zero, the virtual time (seconds from 1700000000, or the topology's
+ * clock.epoch). A descriptor announced for application A (request 0x2B) is
+ * readable while any controller of its driver has events queued for A.
+ * Return 0, or -1 with the reason in qorsim_error().
+ */
+int qorsim_inject_event(int drv, int instance, const qor_aen_entry_t *e);
+int qorsim_inject_events(int drv, int instance, const qor_aen_entry_t *e, size_t n);
+/* Events queued on one controller for one application; -1 for none such. */
+int qorsim_event_count(int drv, int instance, int app);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

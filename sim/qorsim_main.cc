@@ -1,0 +1,153 @@
+// qorsim: runs a program against the emulated drivers.
+//
+//   qorsim [--topology FILE] [--root DIR] -- COMMAND [ARGS...]
+//
+// Validates the topology with the emulator's own parser, prepares DIR/etc
+// and execs COMMAND with libqorsim.so preloaded.
+#include <CLI/CLI.hpp>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <dlfcn.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+bool is_file(const std::string &p)
+{
+	struct stat st;
+	return !p.empty() && ::stat(p.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+std::string exe_dir()
+{
+	char buf[PATH_MAX];
+	ssize_t n = readlink("/proc/self/exe", buf, sizeof buf - 1);
+	if (n <= 0)
+		return {};
+	buf[n] = '\0';
+	std::string s(buf);
+	size_t slash = s.rfind('/');
+	return slash == std::string::npos ? std::string(".") : s.substr(0, slash);
+}
+
+std::string find_lib()
+{
+	if (is_file(QORSIM_BUILD_LIB))
+		return QORSIM_BUILD_LIB;
+	std::string beside = exe_dir() + "/../lib/qorl/libqorsim.so";
+	if (is_file(beside))
+		return beside;
+	return std::string(QORSIM_LIBDIR) + "/libqorsim.so";
+}
+
+std::string absolute(const std::string &p)
+{
+	if (p.empty() || p[0] == '/')
+		return p;
+	char cwd[PATH_MAX];
+	if (!getcwd(cwd, sizeof cwd))
+		return p;
+	return std::string(cwd) + "/" + p;
+}
+
+// mkdir -p; false with errno set.
+bool make_dirs(const std::string &dir)
+{
+	std::string cur;
+	size_t pos = 0;
+	while (pos != std::string::npos) {
+		pos = dir.find('/', pos + 1);
+		cur = dir.substr(0, pos);
+		if (cur.empty())
+			continue;
+		if (mkdir(cur.c_str(), 0755) != 0 && errno != EEXIST)
+			return false;
+	}
+	struct stat st;
+	return ::stat(dir.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+// The emulator's own parser decides; loaded locally, it interposes nothing.
+int validate(const std::string &lib, const std::string &topology)
+{
+	void *h = dlopen(lib.c_str(), RTLD_NOW | RTLD_LOCAL);
+	if (!h) {
+		fprintf(stderr, "qorsim: cannot load %s: %s\n", lib.c_str(), dlerror());
+		return 2;
+	}
+	auto load = reinterpret_cast<int (*)(const char *)>(dlsym(h, "qorsim_load_topology_file"));
+	auto error = reinterpret_cast<const char *(*)()>(dlsym(h, "qorsim_error"));
+	if (!load || !error) {
+		fprintf(stderr, "qorsim: %s is not the emulator library\n", lib.c_str());
+		return 2;
+	}
+	if (load(topology.c_str()) != 0) {
+		fprintf(stderr, "qorsim: invalid topology: %s\n", error());
+		return 2;
+	}
+	return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+	CLI::App app{"Runs COMMAND against the emulated adapter drivers."};
+	std::string topology, root;
+	std::vector<std::string> command;
+	app.add_option("--topology", topology, "hardware topology (JSON); default: the built-in one");
+	app.add_option("--root", root, "directory under which /etc/qor.conf, /etc/hba.conf and /sys/class/scsi_device resolve");
+	app.add_option("command", command, "the program to run and its arguments")->required();
+	app.positionals_at_end();
+	try {
+		app.parse(argc, argv);
+	} catch (const CLI::ParseError &e) {
+		int rc = app.exit(e);
+		return rc == 0 ? 0 : 2;
+	}
+
+	const std::string lib = find_lib();
+	if (!is_file(lib)) {
+		fprintf(stderr, "qorsim: emulator library not found (looked for %s)\n", lib.c_str());
+		return 2;
+	}
+	if (topology.empty()) {
+		const char *env = getenv("QORSIM_TOPOLOGY");
+		if (env && *env)
+			topology = env;
+	}
+	if (!topology.empty()) {
+		topology = absolute(topology);
+		if (int rc = validate(lib, topology))
+			return rc;
+		setenv("QORSIM_TOPOLOGY", topology.c_str(), 1);
+	}
+	if (!root.empty()) {
+		root = absolute(root);
+		if (!make_dirs(root + "/etc")) {
+			fprintf(stderr, "qorsim: cannot create %s/etc: %s\n", root.c_str(), strerror(errno));
+			return 2;
+		}
+		setenv("QORSIM_ROOT", root.c_str(), 1);
+	}
+	std::string preload = lib;
+	if (const char *old = getenv("LD_PRELOAD"); old && *old)
+		preload += std::string(":") + old;
+	setenv("LD_PRELOAD", preload.c_str(), 1);
+
+	std::vector<char *> args;
+	for (auto &a : command)
+		args.push_back(a.data());
+	args.push_back(nullptr);
+	execvp(args[0], args.data());
+	fprintf(stderr, "qorsim: cannot run %s: %s\n", args[0], strerror(errno));
+	return 127;
+}

@@ -1,0 +1,218 @@
+// Internal model of the emulated drivers, shared by the sim/*.cc files.
+//
+// One process-wide Sim, created on first use and never destroyed (the
+// interposed calls can arrive before static constructors and after static
+// destructors). Everything in Model is guarded by Sim::mu.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "qorsim.h"
+
+namespace qorsim {
+
+constexpr int kDrivers = 2;
+constexpr int kApps = 5;                // qor_aen_app_t values 0..4
+constexpr int kMaxInstances = 256;      // bits in the instance bitmap
+constexpr size_t kEventQueueMax = 1024; // per controller and application
+constexpr size_t kLogMax = 4096;        // entries kept; the oldest go first
+constexpr size_t kLogBytes = 2048;      // record bytes kept per direction
+constexpr int kMaxFd = 16384;           // emulated descriptors must be below
+
+enum Node : uint8_t { NODE_NONE = 0, NODE_FC = 1, NODE_IPFC = 2, NODE_ETH = 3 };
+
+// One PCI function as one driver instance sees it (a controller).
+struct Function {
+	int adapter = -1;  // index into Model::adapters
+	int drv = QORSIM_DRV_FC;
+	int instance = -1;
+	uint32_t ioc_type = 1;
+	int port = 0;
+	uint32_t pcifn = 0;
+	uint16_t device_id = 0;
+	std::string hwpath;
+	wwn_t pwwn = 0, nwwn = 0, factory_pwwn = 0, factory_nwwn = 0;
+	mac_t mac{}, factory_mac{}, current_mac{};
+	uint16_t pvid = 0;
+	std::string port_name, eth_name;
+	uint32_t state = QOR_IOC_OPERATIONAL;
+	int64_t transition_ms = -2; // -2: the driver's setting
+	uint64_t gen = 0;           // bumped by every transition; stale completions check it
+	qor_ioc_stats_t stats{};
+	qor_fw_stats_t fwstats{};
+	qor_iocfc_attr_t iocfc{};
+	std::array<std::deque<qor_aen_entry_t>, kApps> aen;
+	// Reserved for the port, logical/remote port and Ethernet models.
+	nlohmann::json port_cfg;
+	nlohmann::json eth_cfg;
+};
+
+struct Adapter {
+	std::string serial, model, model_descr, manufacturer, hwpath, node_symname;
+	std::string hw_ver, fw_ver, optrom_ver, os_type, bios_ver, efi_ver, ob_ver, chip_rev;
+	std::string driver_ver[kDrivers];
+	std::string name[kDrivers]; // adapter name as each driver holds it
+	uint32_t card_type = 0;
+	uint8_t max_speed = 8, prototype = 0, pcie_gen = 2, pcie_lanes = 8, pcie_lanes_orig = 8;
+	char asic_rev = 'C';
+	bool cna_capable = false, trunk_capable = false, is_mezz = false;
+	uint16_t vendor_id = 0, device_id = 0, ssid = 0, ssvid = 0;
+	std::vector<int> fns; // indices into Model::fns
+	nlohmann::json trunk_cfg; // reserved for trunking
+};
+
+struct Driver {
+	bool present = true;
+	uint32_t version = QOR_DRV_INTERFACE_VERSION;
+	int count = 0;
+	std::vector<int> by_inst; // count entries: index into Model::fns, -1 for a gap
+	int64_t transition_ms = 2500;
+	uint64_t queued[kApps] = {}; // events queued over all controllers
+};
+
+struct Fault {
+	int id = 0;
+	uint32_t key = 0; // code & 0xffff as sent
+	int instance = -1;
+	int err = 0;
+	uint32_t status = 0;
+	int remaining = 1; // QORSIM_ALWAYS for no limit
+	unsigned hits = 0;
+};
+
+struct LogRec {
+	uint32_t code = 0;
+	int8_t drv = 0;
+	bool ipfc = false;
+	int instance = -1;
+	int err = 0;
+	uint32_t len = 0;
+	std::vector<uint8_t> in, out;
+};
+
+struct Model {
+	std::vector<Adapter> adapters;
+	std::vector<Function> fns;
+	Driver drv[kDrivers];
+	int open_err[4] = {}; // per Node: errno for open(), 0 = opens
+	std::vector<Fault> faults;
+	int next_fault = 0;
+	std::deque<LogRec> log;
+	bool log_on = true;
+	uint64_t now_ns = 0;
+	uint64_t epoch_s = 1700000000; // wall time of virtual 0, for event stamps
+	unsigned sleeps = 0;
+	int32_t seq = 0;
+	// Scheduled model changes by virtual due time (ties in insertion order).
+	std::multimap<uint64_t, std::function<void(Model &)>> sched;
+	nlohmann::json schedule_cfg; // reserved for timed topology changes
+
+	Function *fn_at(int drv, int instance);
+};
+
+// Everything the interposed calls and the control API share.
+struct Sim {
+	std::mutex mu;
+	Model m;
+	bool events_dirty = false;
+};
+
+// The Sim, created on first call (thread-safe, usable before constructors).
+Sim &sim();
+
+// ---- descriptors -------------------------------------------------------
+Node fd_node(int fd); // lock-free; NODE_NONE for descriptors not emulated
+int fd_app(int fd);   // under Sim::mu; -1 before an announcement
+int fd_track(int fd, Node n); // under Sim::mu; 0 or an errno
+bool fd_untrack(int fd);      // under Sim::mu; false when fd was not emulated
+int fd_open_count();          // takes Sim::mu
+void fd_set_app(int fd, int app);
+// Recomputes the readiness of every emulated descriptor (under Sim::mu).
+void refresh_ready(Model &m);
+
+// ---- virtual clock and schedule (under Sim::mu) -------------------------
+void advance_locked(Model &m, uint64_t ns);
+// Due time of the earliest scheduled change; false when none.
+bool next_due_locked(const Model &m, uint64_t *due);
+void schedule(Model &m, uint64_t due_ns, std::function<void(Model &)> fn);
+
+// ---- events (under Sim::mu) --------------------------------------------
+// Queues a copy for every application; fills qord_num, seq_num and, when
+// zero, aen_tv.
+void queue_event(Model &m, Function &f, const qor_aen_entry_t &e);
+void clear_events(Model &m);
+// The ioc-category event for a controller state change, if any.
+void state_event(Model &m, Function &f, uint32_t new_state);
+
+// ---- topology -----------------------------------------------------------
+// Builds a model from JSON text; false with a message on bad input.
+bool parse_topology(const std::string &text, Model &out, std::string &err);
+const char *default_topology_text();
+bool read_text_file(const char *path, std::string &out, std::string &err);
+
+// ---- configuration root ---------------------------------------------------
+void set_root(const char *dir); // nullptr turns redirection off
+
+// ---- request dispatch -----------------------------------------------------
+enum : uint8_t { DRV_FC_BIT = 1, DRV_ETH_BIT = 2, DRV_BOTH = 3 };
+enum : uint8_t { INST_NONE = 0, INST_GEN = 1 /* u16 at 4 */, INST_AEN = 2 /* i32 at 0 */ };
+enum : uint8_t { ROW_MUTATES = 1 }; // a refused (status-faulted) request changes nothing
+
+struct Req;
+using Handler = int (*)(Req &); // 0, or the errno the request fails with
+
+// One request a driver answers. On the Ethernet driver the type byte on the
+// wire is 0x44 in place of `type`.
+struct ReqRow {
+	uint8_t type;
+	uint8_t nr;
+	uint16_t size;     // record size; the code's size field must match
+	uint8_t drivers;   // DRV_*_BIT
+	uint8_t inst;      // INST_*: where the record names its controller
+	int16_t status_off; // offset of the u32 status word, -1 for none
+	uint8_t flags;     // ROW_*
+	Handler fn;
+	const char *name;
+};
+
+struct Req {
+	Model &m;
+	int drv;
+	bool ipfc;
+	int fd;
+	uint32_t code;
+	const ReqRow &row;
+	uint8_t *rec;    // row.size bytes, copied in from the caller
+	uintptr_t user;  // the caller's record address
+	Function *fn;    // the target controller, when the row names one
+	template <class T> T &as() { return *reinterpret_cast<T *>(rec); }
+};
+
+// Checked access to caller memory (EFAULT instead of a crash).
+int copy_to_user(uintptr_t dst, const void *src, size_t n);
+int copy_from_user(void *dst, uintptr_t src, size_t n);
+
+// Answers one ioctl on an emulated descriptor; returns 0 or sets errno.
+int dispatch(int fd, Node node, unsigned long request, void *arg);
+
+// Lookup table over every registered row (built once).
+const ReqRow *find_row(uint8_t type, uint8_t nr);
+
+} // namespace qorsim
+
+// Registers a request row: every drv_<module>.cc lists its rows with this,
+// and the dispatcher sees them all. Rows live in a linker section, so they
+// are usable before any constructor runs.
+#define QORSIM_REQUEST(ident, ...)                                                    \
+	static const ::qorsim::ReqRow qorsim_row_##ident = {__VA_ARGS__};              \
+	__attribute__((used, section("qorsim_req"))) static const ::qorsim::ReqRow *const \
+		qorsim_rowp_##ident = &qorsim_row_##ident

@@ -1,0 +1,291 @@
+// The control API of qorsim.h.
+#include "sim.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+using namespace qorsim;
+
+namespace {
+
+thread_local char t_error[1024];
+
+int set_error(const std::string &msg)
+{
+	snprintf(t_error, sizeof t_error, "%s", msg.c_str());
+	return -1;
+}
+
+// Swaps in a freshly built model; descriptors stay open and announced.
+void install(Model &&m, bool log_on)
+{
+	Sim &s = sim();
+	std::lock_guard lk(s.mu);
+	s.m = std::move(m);
+	s.m.log_on = log_on;
+	refresh_ready(s.m);
+}
+
+bool valid_drv(int drv) { return drv == QORSIM_DRV_FC || drv == QORSIM_DRV_ETH; }
+
+} // namespace
+
+#pragma GCC visibility push(default)
+extern "C" {
+
+int qorsim_load_topology(const char *json_text)
+{
+	if (!json_text)
+		return set_error("no topology text");
+	Model m;
+	std::string err;
+	if (!parse_topology(json_text, m, err))
+		return set_error(err);
+	bool log_on;
+	{
+		std::lock_guard lk(sim().mu);
+		log_on = sim().m.log_on;
+	}
+	install(std::move(m), log_on);
+	return 0;
+}
+
+int qorsim_load_topology_file(const char *path)
+{
+	if (!path)
+		return set_error("no topology file");
+	std::string text, err;
+	if (!read_text_file(path, text, err))
+		return set_error(err);
+	Model m;
+	if (!parse_topology(text, m, err))
+		return set_error(std::string(path) + ": " + err);
+	bool log_on;
+	{
+		std::lock_guard lk(sim().mu);
+		log_on = sim().m.log_on;
+	}
+	install(std::move(m), log_on);
+	return 0;
+}
+
+void qorsim_reset(void)
+{
+	Model m;
+	std::string err;
+	if (!parse_topology(default_topology_text(), m, err)) {
+		fprintf(stderr, "qorsim: built-in topology: %s\n", err.c_str());
+		abort();
+	}
+	install(std::move(m), true);
+}
+
+const char *qorsim_default_topology(void) { return default_topology_text(); }
+
+const char *qorsim_error(void) { return t_error; }
+
+void qorsim_set_root(const char *dir) { set_root(dir); }
+
+uint64_t qorsim_now_ns(void)
+{
+	std::lock_guard lk(sim().mu);
+	return sim().m.now_ns;
+}
+
+void qorsim_advance_ns(uint64_t ns)
+{
+	std::lock_guard lk(sim().mu);
+	advance_locked(sim().m, ns);
+}
+
+unsigned qorsim_sleep_count(void)
+{
+	std::lock_guard lk(sim().mu);
+	return sim().m.sleeps;
+}
+
+int qorsim_fault_request(uint32_t code, int instance, int err, uint32_t status, int count)
+{
+	if (count == 0 || count < QORSIM_ALWAYS)
+		return set_error("fault count must be positive or QORSIM_ALWAYS");
+	if (instance < -1 || instance >= kMaxInstances)
+		return set_error("fault instance out of range");
+	if (err < 0)
+		return set_error("fault errno must not be negative");
+	std::lock_guard lk(sim().mu);
+	Model &m = sim().m;
+	Fault f;
+	f.id = m.next_fault++;
+	f.key = code & 0xffff;
+	f.instance = instance;
+	f.err = err;
+	f.status = status;
+	f.remaining = count;
+	m.faults.push_back(f);
+	return f.id;
+}
+
+unsigned qorsim_fault_hits(int id)
+{
+	std::lock_guard lk(sim().mu);
+	for (const auto &f : sim().m.faults)
+		if (f.id == id)
+			return f.hits;
+	return 0;
+}
+
+void qorsim_fault_open(const char *node, int err)
+{
+	if (!node)
+		return;
+	int n = strcmp(node, QOR_DEV_FC) == 0     ? NODE_FC
+		: strcmp(node, QOR_DEV_IPFC) == 0 ? NODE_IPFC
+		: strcmp(node, QOR_DEV_ETH) == 0  ? NODE_ETH
+						  : 0;
+	if (!n)
+		return;
+	std::lock_guard lk(sim().mu);
+	sim().m.open_err[n] = err;
+}
+
+void qorsim_fault_clear(void)
+{
+	std::lock_guard lk(sim().mu);
+	Model &m = sim().m;
+	m.faults.clear();
+	for (int &e : m.open_err)
+		e = 0;
+}
+
+void qorsim_set_driver_version(int drv, uint32_t version)
+{
+	if (!valid_drv(drv))
+		return;
+	std::lock_guard lk(sim().mu);
+	sim().m.drv[drv].version = version;
+}
+
+size_t qorsim_log_count(void)
+{
+	std::lock_guard lk(sim().mu);
+	return sim().m.log.size();
+}
+
+int qorsim_log_get(size_t i, qorsim_log_entry_t *entry)
+{
+	if (!entry)
+		return -1;
+	std::lock_guard lk(sim().mu);
+	const auto &log = sim().m.log;
+	if (i >= log.size())
+		return -1;
+	const LogRec &r = log[i];
+	memset(entry, 0, sizeof *entry);
+	entry->code = r.code;
+	entry->drv = r.drv;
+	entry->ipfc = r.ipfc;
+	entry->instance = r.instance;
+	entry->err = r.err;
+	entry->len = r.len;
+	memcpy(entry->in, r.in.data(), std::min(r.in.size(), sizeof entry->in));
+	memcpy(entry->out, r.out.data(), std::min(r.out.size(), sizeof entry->out));
+	return 0;
+}
+
+void qorsim_log_clear(void)
+{
+	std::lock_guard lk(sim().mu);
+	sim().m.log.clear();
+}
+
+size_t qorsim_log_count_code(uint32_t code)
+{
+	std::lock_guard lk(sim().mu);
+	size_t n = 0;
+	for (const auto &r : sim().m.log)
+		n += (r.code & 0xffff) == (code & 0xffff);
+	return n;
+}
+
+void qorsim_log_enable(int on)
+{
+	std::lock_guard lk(sim().mu);
+	sim().m.log_on = on != 0;
+}
+
+int qorsim_open_count(void) { return fd_open_count(); }
+
+void qorsim_set_transition_ms(int drv, int instance, int64_t ms)
+{
+	if (!valid_drv(drv))
+		return;
+	if (ms < -1)
+		ms = -1;
+	std::lock_guard lk(sim().mu);
+	Model &m = sim().m;
+	if (instance < 0) {
+		m.drv[drv].transition_ms = ms;
+		for (auto &f : m.fns)
+			if (f.drv == drv)
+				f.transition_ms = -2;
+	} else if (Function *f = m.fn_at(drv, instance)) {
+		f->transition_ms = ms;
+	}
+}
+
+int qorsim_inject_events(int drv, int instance, const qor_aen_entry_t *e, size_t n)
+{
+	if (!valid_drv(drv))
+		return set_error("no such driver");
+	if (!e && n)
+		return set_error("no events");
+	std::lock_guard lk(sim().mu);
+	Model &m = sim().m;
+	Function *f = m.fn_at(drv, instance);
+	if (!f)
+		return set_error("driver " + std::to_string(drv) + " has no instance " + std::to_string(instance));
+	for (size_t i = 0; i < n; i++)
+		queue_event(m, *f, e[i]);
+	refresh_ready(m);
+	return 0;
+}
+
+int qorsim_inject_event(int drv, int instance, const qor_aen_entry_t *e)
+{
+	return qorsim_inject_events(drv, instance, e, 1);
+}
+
+int qorsim_event_count(int drv, int instance, int app)
+{
+	if (!valid_drv(drv) || app < 0 || app >= kApps)
+		return -1;
+	std::lock_guard lk(sim().mu);
+	Function *f = sim().m.fn_at(drv, instance);
+	return f ? static_cast<int>(f->aen[app].size()) : -1;
+}
+
+int qorsim_ioc_state(int drv, int instance)
+{
+	if (!valid_drv(drv))
+		return -1;
+	std::lock_guard lk(sim().mu);
+	Function *f = sim().m.fn_at(drv, instance);
+	return f ? static_cast<int>(f->state) : -1;
+}
+
+int qorsim_set_ioc_state(int drv, int instance, uint32_t state)
+{
+	if (!valid_drv(drv) || state < QOR_IOC_UNINIT || state > QOR_IOC_ENABLING)
+		return set_error("bad driver or state");
+	std::lock_guard lk(sim().mu);
+	Function *f = sim().m.fn_at(drv, instance);
+	if (!f)
+		return set_error("no such controller");
+	f->state = state;
+	f->gen++; // any pending transition is void
+	return 0;
+}
+
+} // extern "C"
+#pragma GCC visibility pop

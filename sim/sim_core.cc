@@ -1,0 +1,483 @@
+// The emulator's core: the process-wide model, emulated descriptors,
+// virtual clock, event queues and the request dispatcher.
+#include "sim.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <new>
+#include <sstream>
+
+#include <pthread.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+namespace qorsim {
+
+// ---- the Sim singleton ----------------------------------------------------
+
+namespace {
+
+Sim *g_sim;
+pthread_once_t g_once = PTHREAD_ONCE_INIT;
+
+void init_sim()
+{
+	Sim *s = new Sim;
+	std::string text, err;
+	const char *path = getenv("QORSIM_TOPOLOGY");
+	bool ok = path && *path ? read_text_file(path, text, err) : (text = default_topology_text(), true);
+	if (ok)
+		ok = parse_topology(text, s->m, err);
+	if (!ok) {
+		// Nothing sensible to emulate: both nodes then fail to open.
+		fprintf(stderr, "qorsim: %s\n", err.c_str());
+		s->m = Model{};
+		s->m.drv[0].present = s->m.drv[1].present = false;
+	}
+	g_sim = s;
+}
+
+} // namespace
+
+Sim &sim()
+{
+	pthread_once(&g_once, init_sim);
+	return *g_sim;
+}
+
+bool read_text_file(const char *path, std::string &out, std::string &err)
+{
+	std::ifstream in(path, std::ios::binary);
+	if (!in) {
+		err = std::string("cannot open topology file ") + path + ": " + strerror(errno);
+		return false;
+	}
+	std::ostringstream ss;
+	ss << in.rdbuf();
+	if (in.bad()) {
+		err = std::string("cannot read topology file ") + path;
+		return false;
+	}
+	out = ss.str();
+	return true;
+}
+
+Function *Model::fn_at(int d, int instance)
+{
+	if (d < 0 || d >= kDrivers || instance < 0 || instance >= drv[d].count)
+		return nullptr;
+	int i = drv[d].by_inst[instance];
+	return i < 0 ? nullptr : &fns[i];
+}
+
+// ---- descriptors --------------------------------------------------------------
+
+namespace {
+
+struct FdSlot {
+	std::atomic<uint8_t> node;
+	int8_t app; // under Sim::mu
+	bool readable;
+};
+FdSlot g_fd[kMaxFd];
+std::vector<int> *g_open_fds; // under Sim::mu; created with the Sim
+
+std::vector<int> &open_fds()
+{
+	if (!g_open_fds)
+		g_open_fds = new std::vector<int>;
+	return *g_open_fds;
+}
+
+} // namespace
+
+Node fd_node(int fd)
+{
+	if (fd < 0 || fd >= kMaxFd)
+		return NODE_NONE;
+	return static_cast<Node>(g_fd[fd].node.load(std::memory_order_acquire));
+}
+
+int fd_app(int fd) { return fd_node(fd) == NODE_NONE ? -1 : g_fd[fd].app; }
+
+void fd_set_app(int fd, int app)
+{
+	if (fd_node(fd) != NODE_NONE)
+		g_fd[fd].app = static_cast<int8_t>(app);
+}
+
+// Called with Sim::mu held.
+int fd_track(int fd, Node n)
+{
+	if (fd < 0 || fd >= kMaxFd)
+		return EMFILE;
+	g_fd[fd].app = -1;
+	g_fd[fd].readable = false;
+	open_fds().push_back(fd);
+	g_fd[fd].node.store(n, std::memory_order_release);
+	return 0;
+}
+
+// Called with Sim::mu held; false when fd was not emulated.
+bool fd_untrack(int fd)
+{
+	if (fd_node(fd) == NODE_NONE)
+		return false;
+	g_fd[fd].node.store(NODE_NONE, std::memory_order_release);
+	auto &v = open_fds();
+	for (size_t i = 0; i < v.size(); i++)
+		if (v[i] == fd) {
+			v[i] = v.back();
+			v.pop_back();
+			break;
+		}
+	return true;
+}
+
+int fd_open_count()
+{
+	std::lock_guard lk(sim().mu);
+	return static_cast<int>(open_fds().size());
+}
+
+void refresh_ready(Model &m)
+{
+	for (int fd : open_fds()) {
+		FdSlot &s = g_fd[fd];
+		int d = s.node.load() == NODE_ETH ? QORSIM_DRV_ETH : QORSIM_DRV_FC;
+		bool want = s.app >= 0 && s.app < kApps && m.drv[d].queued[s.app] > 0;
+		if (want == s.readable)
+			continue;
+		uint64_t v = 1;
+		ssize_t r = want ? write(fd, &v, sizeof v) : read(fd, &v, sizeof v);
+		(void)r;
+		s.readable = want;
+	}
+}
+
+// ---- virtual clock and schedule ---------------------------------------------
+
+void schedule(Model &m, uint64_t due_ns, std::function<void(Model &)> fn)
+{
+	m.sched.emplace(due_ns, std::move(fn));
+}
+
+bool next_due_locked(const Model &m, uint64_t *due)
+{
+	if (m.sched.empty())
+		return false;
+	*due = m.sched.begin()->first;
+	return true;
+}
+
+void advance_locked(Model &m, uint64_t ns)
+{
+	uint64_t target = m.now_ns + ns < m.now_ns ? UINT64_MAX : m.now_ns + ns;
+	while (!m.sched.empty() && m.sched.begin()->first <= target) {
+		auto it = m.sched.begin();
+		if (it->first > m.now_ns)
+			m.now_ns = it->first;
+		auto fn = std::move(it->second);
+		m.sched.erase(it);
+		fn(m);
+	}
+	m.now_ns = target;
+	refresh_ready(m);
+}
+
+// ---- events -------------------------------------------------------------------
+
+void queue_event(Model &m, Function &f, const qor_aen_entry_t &e)
+{
+	qor_aen_entry_t c = e;
+	c.qord_num = f.instance;
+	c.seq_num = ++m.seq;
+	if (c.aen_tv.tv_sec == 0 && c.aen_tv.tv_usec == 0) {
+		c.aen_tv.tv_sec = static_cast<uint32_t>(m.epoch_s + m.now_ns / 1000000000u);
+		c.aen_tv.tv_usec = static_cast<uint32_t>(m.now_ns % 1000000000u / 1000u);
+	}
+	Driver &d = m.drv[f.drv];
+	for (int a = 0; a < kApps; a++) {
+		auto &q = f.aen[a];
+		if (q.size() >= kEventQueueMax) {
+			q.pop_front(); // a full queue loses its oldest event
+			d.queued[a]--;
+		}
+		q.push_back(c);
+		d.queued[a]++;
+	}
+}
+
+void clear_events(Model &m)
+{
+	for (auto &f : m.fns)
+		for (auto &q : f.aen)
+			q.clear();
+	for (auto &d : m.drv)
+		for (auto &q : d.queued)
+			q = 0;
+}
+
+namespace {
+
+// The event a controller raises on reaching a state.
+struct StateEvent {
+	uint32_t state;
+	uint32_t category;
+	int32_t type;
+};
+constexpr StateEvent kStateEvents[] = {
+	{QOR_IOC_OPERATIONAL, QOR_AEN_CAT_IOC, QOR_IOC_AEN_ENABLE},
+	{QOR_IOC_DISABLED, QOR_AEN_CAT_IOC, QOR_IOC_AEN_DISABLE},
+	{QOR_IOC_FAIL, QOR_AEN_CAT_IOC, QOR_IOC_AEN_HB_FAIL},
+	{QOR_IOC_FWMISMATCH, QOR_AEN_CAT_IOC, QOR_IOC_AEN_FWMISMATCH},
+};
+
+} // namespace
+
+void state_event(Model &m, Function &f, uint32_t new_state)
+{
+	for (const auto &se : kStateEvents) {
+		if (se.state != new_state)
+			continue;
+		qor_aen_entry_t e{};
+		e.aen_category = se.category;
+		e.aen_type = se.type;
+		if (f.drv == QORSIM_DRV_FC)
+			e.aen_data.ioc.pwwn = f.pwwn;
+		e.aen_data.ioc.ioc_type = static_cast<int16_t>(f.ioc_type);
+		memcpy(e.aen_data.ioc.mac, f.mac.mac, 6);
+		queue_event(m, f, e);
+	}
+}
+
+// ---- caller memory ------------------------------------------------------------
+
+// process_vm_* on our own process turns a bad address into EFAULT, as a
+// driver's copy to or from user memory would.
+int copy_to_user(uintptr_t dst, const void *src, size_t n)
+{
+	if (n == 0)
+		return 0;
+	if (dst == 0)
+		return EFAULT;
+	iovec l{const_cast<void *>(src), n}, r{reinterpret_cast<void *>(dst), n};
+	ssize_t w = process_vm_writev(getpid(), &l, 1, &r, 1, 0);
+	if (w == static_cast<ssize_t>(n))
+		return 0;
+	if (w < 0 && errno == ENOSYS) {
+		memcpy(reinterpret_cast<void *>(dst), src, n);
+		return 0;
+	}
+	return EFAULT;
+}
+
+int copy_from_user(void *dst, uintptr_t src, size_t n)
+{
+	if (n == 0)
+		return 0;
+	if (src == 0)
+		return EFAULT;
+	iovec l{dst, n}, r{reinterpret_cast<void *>(src), n};
+	ssize_t got = process_vm_readv(getpid(), &l, 1, &r, 1, 0);
+	if (got == static_cast<ssize_t>(n))
+		return 0;
+	if (got < 0 && errno == ENOSYS) {
+		memcpy(dst, reinterpret_cast<const void *>(src), n);
+		return 0;
+	}
+	return EFAULT;
+}
+
+// ---- request table ------------------------------------------------------------
+
+extern "C" {
+extern const ReqRow *const __start_qorsim_req[] __attribute__((weak, visibility("hidden")));
+extern const ReqRow *const __stop_qorsim_req[] __attribute__((weak, visibility("hidden")));
+}
+
+namespace {
+
+constexpr uint8_t kTypes[] = {0x43, 0xB0, 0xB1, 0xB2, 0xBA, 0xBB, 0xC1, 0xC2};
+const ReqRow *g_rows[sizeof kTypes][256];
+pthread_once_t g_rows_once = PTHREAD_ONCE_INIT;
+
+int type_slot(uint8_t type)
+{
+	for (size_t i = 0; i < sizeof kTypes; i++)
+		if (kTypes[i] == type)
+			return static_cast<int>(i);
+	return -1;
+}
+
+void build_rows()
+{
+	if (!__start_qorsim_req)
+		return;
+	for (const ReqRow *const *p = __start_qorsim_req; p < __stop_qorsim_req; p++) {
+		const ReqRow *r = *p;
+		int t = type_slot(r->type);
+		if (t < 0 || g_rows[t][r->nr]) {
+			fprintf(stderr, "qorsim: request row %s (0x%02x/0x%02x) is %s; ignored\n", r->name,
+				r->type, r->nr, t < 0 ? "of an unknown module" : "a duplicate");
+			continue;
+		}
+		g_rows[t][r->nr] = r;
+	}
+}
+
+} // namespace
+
+const ReqRow *find_row(uint8_t type, uint8_t nr)
+{
+	pthread_once(&g_rows_once, build_rows);
+	int t = type_slot(type);
+	return t < 0 ? nullptr : g_rows[t][nr];
+}
+
+// ---- dispatch -------------------------------------------------------------------
+
+namespace {
+
+Fault *match_fault(Model &m, uint32_t key, int instance)
+{
+	for (auto &f : m.faults) {
+		if (f.remaining == 0 || f.key != key)
+			continue;
+		if (f.instance >= 0 && f.instance != instance)
+			continue;
+		if (f.remaining > 0)
+			f.remaining--;
+		f.hits++;
+		return &f;
+	}
+	return nullptr;
+}
+
+void log_bytes(std::vector<uint8_t> &dst, const uint8_t *rec, size_t rec_len, uintptr_t user, size_t len)
+{
+	size_t n = len < kLogBytes ? len : kLogBytes;
+	dst.assign(n, 0);
+	if (rec && rec_len >= n)
+		memcpy(dst.data(), rec, n);
+	else if (copy_from_user(dst.data(), user, n) != 0)
+		dst.clear();
+}
+
+void log_push(Model &m, LogRec &&r)
+{
+	if (m.log.size() >= kLogMax)
+		m.log.pop_front();
+	m.log.push_back(std::move(r));
+}
+
+int run_handler(Req &r)
+{
+	try {
+		return r.row.fn(r);
+	} catch (const std::bad_alloc &) {
+		return ENOMEM;
+	} catch (...) {
+		return EIO;
+	}
+}
+
+} // namespace
+
+int dispatch(int fd, Node node, unsigned long request, void *arg)
+{
+	Sim &s = sim();
+	const uint32_t code = static_cast<uint32_t>(request);
+	const int drv = node == NODE_ETH ? QORSIM_DRV_ETH : QORSIM_DRV_FC;
+	const size_t size = QOR_IOCTL_SIZE(code);
+	const uint8_t type = static_cast<uint8_t>(QOR_IOCTL_TYPE(code));
+	const uintptr_t user = reinterpret_cast<uintptr_t>(arg);
+
+	// The Ethernet driver answers only under its own type byte, the FC
+	// driver never under it.
+	const ReqRow *row = nullptr;
+	if (request <= 0xffffffffUL && (code >> 30) == QOR_IOC_DIR_RW) {
+		if (drv == QORSIM_DRV_ETH && type == QOR_IOCTL_TYPE_ETH)
+			row = find_row(QOR_IOCTL_TYPE_IOC, QOR_IOCTL_NR(code));
+		else if (drv == QORSIM_DRV_FC && type != QOR_IOCTL_TYPE_ETH)
+			row = find_row(type, QOR_IOCTL_NR(code));
+		if (row && !(row->drivers & (drv == QORSIM_DRV_ETH ? DRV_ETH_BIT : DRV_FC_BIT)))
+			row = nullptr;
+	}
+	int err = !row ? ENOTTY : size != row->size ? EINVAL : 0;
+
+	std::lock_guard lk(s.mu);
+	Model &m = s.m;
+	if (!err && !m.drv[drv].present)
+		err = ENODEV;
+
+	std::vector<uint64_t> buf;
+	uint8_t *rec = nullptr;
+	if (!err) {
+		buf.resize((row->size + 7) / 8);
+		rec = reinterpret_cast<uint8_t *>(buf.data());
+		err = copy_from_user(rec, user, row->size);
+		if (err)
+			rec = nullptr;
+	}
+	LogRec lr;
+	if (m.log_on) {
+		lr.code = code;
+		lr.drv = static_cast<int8_t>(drv);
+		lr.ipfc = node == NODE_IPFC;
+		lr.len = static_cast<uint32_t>(size);
+		log_bytes(lr.in, rec, row ? row->size : 0, user, size);
+	}
+
+	int instance = -1;
+	Function *f = nullptr;
+	if (!err && row->inst != INST_NONE) {
+		if (row->inst == INST_GEN) {
+			uint16_t v;
+			memcpy(&v, rec + 4, 2);
+			instance = v;
+		} else {
+			int32_t v;
+			memcpy(&v, rec, 4);
+			instance = v;
+		}
+		f = m.fn_at(drv, instance);
+		if (!f)
+			err = ENXIO;
+	}
+	Fault *fault = nullptr;
+	if (!err) {
+		fault = match_fault(m, code & 0xffff, instance);
+		if (fault && fault->err)
+			err = fault->err;
+	}
+	if (!err) {
+		bool refused = fault && row->status_off >= 0 && (row->flags & ROW_MUTATES);
+		if (!refused) {
+			Req r{m, drv, node == NODE_IPFC, fd, code, *row, rec, user, f};
+			err = run_handler(r);
+		}
+		if (!err && fault && row->status_off >= 0)
+			memcpy(rec + row->status_off, &fault->status, 4);
+		if (!err)
+			err = copy_to_user(user, rec, row->size);
+	}
+	if (m.log_on) {
+		lr.instance = instance;
+		lr.err = err;
+		log_bytes(lr.out, err ? nullptr : rec, row ? row->size : 0, user, size);
+		log_push(m, std::move(lr));
+	}
+	refresh_ready(m);
+	if (err) {
+		errno = err;
+		return -1;
+	}
+	return 0;
+}
+
+} // namespace qorsim

@@ -1,0 +1,99 @@
+#include "testutil.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace qt {
+
+void SimTest::SetUp()
+{
+	qorsim_reset();
+	root_ = make_temp_dir();
+	qorsim_set_root(root_.c_str());
+}
+
+void SimTest::TearDown()
+{
+	qorsim_set_root(nullptr);
+	remove_tree(root_);
+}
+
+void SimTest::topology(const std::string &json)
+{
+	ASSERT_EQ(qorsim_load_topology(json.c_str()), 0) << qorsim_error();
+}
+
+std::string read_file(const std::string &path)
+{
+	std::ifstream in(path, std::ios::binary);
+	std::ostringstream ss;
+	ss << in.rdbuf();
+	return ss.str();
+}
+
+void write_file(const std::string &path, const std::string &text)
+{
+	std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+	std::ofstream out(path, std::ios::binary | std::ios::trunc);
+	out << text;
+}
+
+std::string make_temp_dir()
+{
+	char tmpl[] = "/tmp/qorl-test-XXXXXX";
+	const char *d = mkdtemp(tmpl);
+	return d ? std::string(d) : std::string();
+}
+
+void remove_tree(const std::string &dir)
+{
+	std::error_code ec;
+	if (!dir.empty())
+		std::filesystem::remove_all(dir, ec);
+}
+
+std::vector<qorsim_log_entry_t> log_entries()
+{
+	std::vector<qorsim_log_entry_t> v(qorsim_log_count());
+	for (size_t i = 0; i < v.size(); i++)
+		qorsim_log_get(i, &v[i]);
+	return v;
+}
+
+std::vector<qorsim_log_entry_t> log_entries(uint32_t code)
+{
+	std::vector<qorsim_log_entry_t> v;
+	for (auto &e : log_entries())
+		if ((e.code & 0xffff) == (code & 0xffff))
+			v.push_back(e);
+	return v;
+}
+
+std::vector<qorsim_log_entry_t> log_entries_any(uint32_t code)
+{
+	std::vector<qorsim_log_entry_t> v;
+	for (auto &e : log_entries()) {
+		uint32_t type = (e.code >> 8) & 0xff;
+		if ((e.code & 0xff) == (code & 0xff) && (type == ((code >> 8) & 0xff) || type == 0x44))
+			v.push_back(e);
+	}
+	return v;
+}
+
+uint64_t wwn(const char *text)
+{
+	uint8_t b[8] = {};
+	unsigned v[8] = {};
+	sscanf(text, "%x:%x:%x:%x:%x:%x:%x:%x", &v[0], &v[1], &v[2], &v[3], &v[4], &v[5], &v[6], &v[7]);
+	for (int i = 0; i < 8; i++)
+		b[i] = (uint8_t)v[i];
+	uint64_t w;
+	memcpy(&w, b, 8);
+	return w;
+}
+
+} // namespace qt

@@ -1,0 +1,44 @@
+// Shared fixture and helpers for the suites: a fresh emulated machine and a
+// private configuration root per test.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "qorsim.h"
+
+namespace qt {
+
+// Emulator back to the default topology, empty log, clock at 0; the
+// configuration paths resolve under a new temporary directory.
+class SimTest : public ::testing::Test {
+protected:
+	void SetUp() override;
+	void TearDown() override;
+	// Replaces the hardware model; fails the test on a bad topology.
+	void topology(const std::string &json);
+	// Path of a file under the emulated root, e.g. root_path("/etc/qor.conf").
+	std::string root_path(const std::string &p) const { return root_ + p; }
+	std::string root_;
+};
+
+std::string read_file(const std::string &path);
+void write_file(const std::string &path, const std::string &text);
+std::string make_temp_dir();
+void remove_tree(const std::string &dir);
+
+// Log entries, oldest first.
+std::vector<qorsim_log_entry_t> log_entries();
+// Entries whose code & 0xffff equals code & 0xffff.
+std::vector<qorsim_log_entry_t> log_entries(uint32_t code);
+// Entries of the same request on either driver: same number, and the code's
+// type byte or the Ethernet driver's 0x44.
+std::vector<qorsim_log_entry_t> log_entries_any(uint32_t code);
+
+// A wwn_t from its text "aa:bb:..." (bytes in wire order).
+uint64_t wwn(const char *text);
+
+} // namespace qt

@@ -1,0 +1,63 @@
+// Status names and what they mean to a user.
+#include <string>
+
+#include "mxt.h"
+
+namespace mxt {
+
+namespace {
+
+#define MXT_STATUS_NAME(name, value) #name,
+constexpr const char *status_names[] = {QOR_STATUS_LIST(MXT_STATUS_NAME)};
+#undef MXT_STATUS_NAME
+static_assert(sizeof status_names / sizeof *status_names == QOR_STATUS_MAX_VAL);
+
+struct meaning_row {
+	qor_status_t st;
+	const char *text;
+};
+
+// What a user needs to know about the statuses a command is likely to meet.
+constexpr meaning_row meanings[] = {
+	{QOR_STATUS_OK, "success"},
+	{QOR_STATUS_FAILED, "the operation failed"},
+	{QOR_STATUS_EINVAL, "a value is not valid"},
+	{QOR_STATUS_ENOMEM, "out of memory"},
+	{QOR_STATUS_NODEV, "no such device"},
+	{QOR_STATUS_UNSUPP_SPEED, "the port does not support that speed"},
+	{QOR_STATUS_NO_ADAPTER, "no such adapter"},
+	{QOR_STATUS_LINKDOWN, "the link is down"},
+	{QOR_STATUS_EBADF, "the driver node is not open"},
+	{QOR_STATUS_EINTR, "interrupted"},
+	{QOR_STATUS_EIO, "input/output error talking to the driver"},
+	{QOR_STATUS_ENOTTY, "the driver does not know this request"},
+	{QOR_STATUS_ENXIO, "the driver has no such instance"},
+	{QOR_STATUS_EFOPEN, "a file could not be opened"},
+	{QOR_STATUS_IOC_ENABLED, "the controller is already enabled"},
+	{QOR_STATUS_IOC_DISABLED, "the controller is already disabled"},
+	{QOR_STATUS_AD_IS_ENABLE, "the adapter is already enabled"},
+	{QOR_STATUS_SAME_NAME, "the name is already in use"},
+	{QOR_STATUS_VERSION_FAIL, "the driver's version check failed"},
+	{QOR_STATUS_NO_DRIVER, "the adapter driver is not loaded"},
+	{QOR_STATUS_TRUNK_UNSUPP, "the adapter does not support trunking"},
+	{QOR_STATUS_NO_PORT_INSTANCE, "no such port"},
+};
+
+} // namespace
+
+const char *status_name(qor_status_t st)
+{
+	unsigned v = (unsigned)st;
+	return v < QOR_STATUS_MAX_VAL ? status_names[v] : "QOR_STATUS_UNKNOWN";
+}
+
+std::string status_text(qor_status_t st)
+{
+	std::string s = "status " + std::to_string((unsigned)st) + " (" + status_name(st) + ")";
+	for (auto &m : meanings)
+		if (m.st == st)
+			return s + ": " + m.text;
+	return s;
+}
+
+} // namespace mxt
