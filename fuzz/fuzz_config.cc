@@ -12,6 +12,10 @@
 
 #include "qorl_config_int.h"
 
+namespace qorl::cfg {
+void fuzz_reset_model();
+}
+
 namespace {
 
 int memfd = -1;
@@ -74,6 +78,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 	qorl_config_load(path);
 	setters(data, size);
 	write_back();
-	qorl::cfg::reset_model();
+	qorl::cfg::fuzz_reset_model();
 	return 0;
 }

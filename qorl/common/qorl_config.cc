@@ -559,21 +559,6 @@ int fc_slot(const qorl_t *q)
 	return q ? qorl_config_ioc_lookup(q->pwwn) : -1;
 }
 
-void reset_model()
-{
-	vport_free_all();
-	std::memset(ad_config_data, 0, sizeof ad_config_data);
-	std::memset(ioc_config_data, 0, sizeof ioc_config_data);
-	std::memset(config_all, 0, sizeof config_all);
-	for (int i = 0; i < n_tuning; i++)
-		tuning_value[i] = tuning_keys[i].initial;
-	tuning_set = 0;
-	std::memset(ad_power, 0, sizeof ad_power);
-	global_power[0] = '\0';
-	global_power_set = false;
-	ad_next = 0;
-}
-
 } // namespace qorl::cfg
 
 using namespace qorl::cfg;

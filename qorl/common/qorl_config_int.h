@@ -67,11 +67,5 @@ int fc_slot(const qorl_t *q);
 
 void vport_delete(int idx, const char *pwwn);
 void vport_traverse(FILE *fd, int idx);
-// Frees every slot's virtual port list (model reset).
-void vport_free_all();
-
-// Empties the whole model, the tuning variables and the adapter counter.
-// Long-running harnesses use it to keep memory bounded.
-void reset_model();
 
 } // namespace qorl::cfg

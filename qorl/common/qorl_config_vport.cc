@@ -80,18 +80,6 @@ void vport_traverse(FILE *fd, int idx)
 			     e->name.symname, e->role, e->vf_id);
 }
 
-void vport_free_all()
-{
-	vport_lock lock;
-	for (auto &p : ioc_config_data) {
-		while (qorl_vf_config_t *e = p.vport) {
-			p.vport = e->next;
-			std::free(e);
-		}
-		p.vpcount = 0;
-	}
-}
-
 } // namespace qorl::cfg
 
 using namespace qorl::cfg;

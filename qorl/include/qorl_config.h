@@ -229,7 +229,8 @@ void qorl_config_vf_list(qorl_t *qorl, uint16_t vf_id, qor_boolean_t mode);
 qor_status_t qorl_config_sync(char *path);
 /* Header and adapter sections; resets the reader's adapter counter. */
 qor_status_t qorl_config_ad_update(FILE *fd);
-/* Port sections. */
+/* Port sections, then the driver parameters the file held that have no
+ * section of their own (tuning keys, "power", Ethernet MTU). */
 void qorl_config_ioc_update(FILE *fd);
 /* Keeps the model. */
 void qorl_config_unload(void);
