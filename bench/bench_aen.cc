@@ -3,6 +3,8 @@
 #include <benchmark/benchmark.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -54,10 +56,24 @@ qor_aen_entry_t port_event(qorl_t *q)
 	return e;
 }
 
+// Delivered so far; the waiting thread sleeps until `g_want` is reached so
+// it leaves both cores to the reader and the emulated driver.
 std::atomic<uint64_t> g_count{0};
+std::atomic<uint64_t> g_want{UINT64_MAX};
+std::mutex g_mu;
+std::condition_variable g_cv;
 void count_cb(void *, qor_port_aen_event_t, qor_port_aen_data_t *, qor_timeval_t)
 {
-	g_count.fetch_add(1, std::memory_order_relaxed);
+	if (g_count.fetch_add(1, std::memory_order_relaxed) + 1 == g_want.load(std::memory_order_relaxed)) {
+		std::lock_guard lk(g_mu);
+		g_cv.notify_all();
+	}
+}
+
+void wait_count(uint64_t want)
+{
+	std::unique_lock lk(g_mu);
+	g_cv.wait(lk, [&] { return g_count.load() >= want; });
 }
 
 std::atomic<bool> g_hit{false};
@@ -100,10 +116,10 @@ void BM_QueueToCallbacks(benchmark::State &state)
 			qorsim_inject_events(QORSIM_DRV_FC, i, batch.data(), batch.size());
 		}
 		const uint64_t want = g_count.load() + kFc * kQueue;
+		g_want.store(want);
 		state.ResumeTiming();
 		qorl_aen_init();
-		while (g_count.load(std::memory_order_relaxed) < want)
-			std::this_thread::yield();
+		wait_count(want);
 		state.PauseTiming();
 		qorl_aen_exit();
 		delivered += kFc * kQueue;
@@ -114,6 +130,44 @@ void BM_QueueToCallbacks(benchmark::State &state)
 	state.SetItemsProcessed(static_cast<int64_t>(delivered));
 }
 BENCHMARK(BM_QueueToCallbacks)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+// Dispatch alone: one batch of 64 records to one subscriber each, no driver.
+void BM_Dispatch(benchmark::State &state)
+{
+	setup_once();
+	qorl_t *q = ctl(true, 2);
+	qor_port_aen_data_t key{};
+	key.pwwn = q->pwwn;
+	qorl_port_aen_cbhandle_t *h;
+	qorl_port_aen_register(q, count_cb, nullptr, &key, &h);
+	std::vector<qor_aen_entry_t> batch(64, port_event(q));
+	for (auto &e : batch)
+		e.qord_num = q->instance;
+	for (auto _ : state)
+		qorl_aen_handling(64 * sizeof(qor_aen_entry_t), batch.data());
+	qorl_port_aen_unregister(h);
+	state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * 64);
+}
+BENCHMARK(BM_Dispatch);
+
+// The driver request alone: full batches of 64 from a full queue.
+void BM_Fetch(benchmark::State &state)
+{
+	setup_once();
+	qorl_t *q = ctl(true, 3);
+	std::vector<qor_aen_entry_t> batch(kQueue, port_event(q)), out(64);
+	for (auto _ : state) {
+		state.PauseTiming();
+		qorsim_inject_events(QORSIM_DRV_FC, 3, batch.data(), batch.size());
+		state.ResumeTiming();
+		for (int i = 0; i < kQueue / 64; i++) {
+			int n = 64;
+			qorl_aen_get_events(q, out.data(), &n, qor_aen_app_test);
+		}
+	}
+	state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * kQueue);
+}
+BENCHMARK(BM_Fetch);
 
 // An event already waiting on an unwatched controller; timed from the
 // registration to the callback.

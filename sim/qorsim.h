@@ -127,6 +127,31 @@ int qorsim_inject_events(int drv, int instance, const qor_aen_entry_t *e, size_t
 /* Events queued on one controller for one application; -1 for none such. */
 int qorsim_event_count(int drv, int instance, int app);
 
+/*
+ * State changes that raise the events the drivers raise for them, queued for
+ * every application (sim/sim_events.cc). A change to the state already held
+ * raises nothing. Return 0, or -1 with the reason in qorsim_error().
+ *
+ * Link up/down: FC/FCoE port online/offline, its logical ports online/offline,
+ * and offline/online of the remote ports (and IT nexus of targets) logged in;
+ * Ethernet: link up/down.
+ */
+int qorsim_set_link(int drv, int instance, int up);
+/* A remote port of any logical port of the controller logs in or out:
+ * remote port online/offline, and IT nexus online/offline for a target. */
+int qorsim_set_rport_online(int drv, int instance, uint64_t rpwwn, int online);
+/* Controller enabled/disabled at once (no transition): controller enable or
+ * disable, and port (or Ethernet port) enable or disable. */
+int qorsim_set_ioc_enabled(int drv, int instance, int enabled);
+/* Every function of adapter `adapter` (topology order, from 0) as above. */
+int qorsim_set_adapter_enabled(int adapter, int enabled);
+/* Adapter add (type 1) or remove (type 2) event, raised by its first function. */
+int qorsim_adapter_event(int adapter, int type);
+/* Audit event (QOR_AUDIT_AEN_*) of a controller's port. */
+int qorsim_audit_event(int drv, int instance, int type, int32_t partition_inst, int32_t partition_type);
+/* Events one controller's full queue for app has dropped since the model was loaded; -1 for none such. */
+int64_t qorsim_event_dropped(int drv, int instance, int app);
+
 #ifdef __cplusplus
 }
 #endif

@@ -10,6 +10,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -19,6 +20,10 @@
 #include "qorsim.h"
 
 namespace qorsim {
+
+namespace san {
+struct Port; // the emulated SAN behind a function (sim/san.h)
+}
 
 constexpr int kDrivers = 2;
 constexpr int kApps = 5;                // qor_aen_app_t values 0..4
@@ -51,9 +56,11 @@ struct Function {
 	qor_fw_stats_t fwstats{};
 	qor_iocfc_attr_t iocfc{};
 	std::array<std::deque<qor_aen_entry_t>, kApps> aen;
+	uint64_t aen_dropped[kApps] = {}; // events a full queue lost (sim/sim_events.cc)
 	// Reserved for the port, logical/remote port and Ethernet models.
 	nlohmann::json port_cfg;
 	nlohmann::json eth_cfg;
+	std::shared_ptr<san::Port> san; // built from port_cfg / eth_cfg (sim/drv_san.cc)
 };
 
 struct Adapter {
@@ -152,6 +159,14 @@ void queue_event(Model &m, Function &f, const qor_aen_entry_t &e);
 void clear_events(Model &m);
 // The ioc-category event for a controller state change, if any.
 void state_event(Model &m, Function &f, uint32_t new_state);
+
+// ---- events raised by state changes, timed changes (sim/sim_events.cc,
+// sim/sim_schedule.cc) ----------------------------------------------------------
+// Turns the topology's "schedule" into timed changes; throws
+// std::invalid_argument naming the bad entry.
+void build_schedule(Model &m);
+// Sets qorsim_error() for control functions outside sim_api.cc; returns -1.
+int api_error(const std::string &msg);
 
 // ---- topology -----------------------------------------------------------
 // Builds a model from JSON text; false with a message on bad input.

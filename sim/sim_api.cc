@@ -31,6 +31,12 @@ bool valid_drv(int drv) { return drv == QORSIM_DRV_FC || drv == QORSIM_DRV_ETH; 
 
 } // namespace
 
+// For the control functions of sim/sim_events.cc.
+int qorsim::api_error(const std::string &msg)
+{
+	return set_error(msg);
+}
+
 #pragma GCC visibility push(default)
 extern "C" {
 

@@ -206,6 +206,7 @@ void queue_event(Model &m, Function &f, const qor_aen_entry_t &e)
 		if (q.size() >= kEventQueueMax) {
 			q.pop_front(); // a full queue loses its oldest event
 			d.queued[a]--;
+			f.aen_dropped[a]++;
 		}
 		q.push_back(c);
 		d.queued[a]++;

