@@ -11,10 +11,7 @@ template <uint32_t Code> qor_status_t fcoe_switch(qorl_t *q, qor_boolean_t enabl
 	if (!qorl::is_fc_side(q->ioc_type))
 		return QOR_STATUS_FAILED;
 	qor_ioctl_gen_t rec{};
-	qorl::outcome o = qorl::exec<Code>(q, rec);
-	if (o.sent && o.status == QOR_STATUS_OK)
-		qorl_config_enable(q, enable);
-	return o.status;
+	return qorl::apply<Code>(q, rec, [&] { qorl_config_enable(q, enable); });
 }
 
 } // namespace

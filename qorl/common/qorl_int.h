@@ -78,6 +78,15 @@ template <uint32_t Code> inline qor_status_t exec_gen(qorl_t *q)
 	return exec<Code>(q, rec).status;
 }
 
+// A setting: sent, and recorded (persist()) only once the driver accepted it.
+template <uint32_t Code, class Rec, class Persist> inline qor_status_t apply(qorl_t *q, Rec &rec, Persist persist)
+{
+	outcome o = exec<Code>(q, rec);
+	if (o.sent && o.status == QOR_STATUS_OK)
+		persist();
+	return o.status;
+}
+
 // When a reading operation hands the reply body to its caller.
 enum class copy_when { sent, ok };
 

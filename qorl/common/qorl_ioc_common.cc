@@ -264,10 +264,8 @@ qor_status_t qorl_iocfc_intr_set(qorl_t *qorl, qor_boolean_t coalesce, uint16_t 
 	rec.attr.coalesce = (uint8_t)coalesce;
 	rec.attr.latency = latency;
 	rec.attr.delay = delay;
-	qorl::outcome o = qorl::exec<QOR_IOCTL_IOCFC_SET_INTR>(qorl, rec);
-	if (o.sent && o.status == QOR_STATUS_OK)
-		qorl_config_iocfc_intr(qorl, coalesce, delay, latency);
-	return o.status;
+	return qorl::apply<QOR_IOCTL_IOCFC_SET_INTR>(
+		qorl, rec, [&] { qorl_config_iocfc_intr(qorl, coalesce, delay, latency); });
 }
 
 qor_status_t qorl_ioc_set_name(qorl_t *qorl, char *name)
@@ -275,12 +273,10 @@ qor_status_t qorl_ioc_set_name(qorl_t *qorl, char *name)
 	qor_ioctl_ioc_set_adapter_name_t rec{};
 	if (!qorl::put_text(rec.name, name))
 		return QOR_STATUS_EINVAL;
-	qorl::outcome o = qorl::exec<QOR_IOCTL_IOC_SET_NAME>(qorl, rec);
-	if (o.sent && o.status == QOR_STATUS_OK) {
+	return qorl::apply<QOR_IOCTL_IOC_SET_NAME>(qorl, rec, [&] {
 		qorl::put_text(qorl->port_name, name);
 		qorl_config_ioc_name(qorl, name);
-	}
-	return o.status;
+	});
 }
 
 } // extern "C"

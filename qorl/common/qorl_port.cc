@@ -48,19 +48,13 @@ extern "C" {
 qor_status_t qorl_port_enable(qorl_t *qorl)
 {
 	qor_ioctl_gen_t rec{};
-	qorl::outcome o = qorl::exec<QOR_IOCTL_PORT_ENABLE>(qorl, rec);
-	if (ok(o))
-		qorl_config_enable(qorl, QOR_TRUE);
-	return o.status;
+	return qorl::apply<QOR_IOCTL_PORT_ENABLE>(qorl, rec, [&] { qorl_config_enable(qorl, QOR_TRUE); });
 }
 
 qor_status_t qorl_port_disable(qorl_t *qorl)
 {
 	qor_ioctl_gen_t rec{};
-	qorl::outcome o = qorl::exec<QOR_IOCTL_PORT_DISABLE>(qorl, rec);
-	if (ok(o))
-		qorl_config_enable(qorl, QOR_FALSE);
-	return o.status;
+	return qorl::apply<QOR_IOCTL_PORT_DISABLE>(qorl, rec, [&] { qorl_config_enable(qorl, QOR_FALSE); });
 }
 
 qor_status_t qorl_port_get_attr(qorl_t *qorl, qor_port_attr_t *attr)
@@ -109,49 +103,34 @@ qor_status_t qorl_port_cfg_topology(qorl_t *qorl, qor_port_topology_t topo)
 {
 	qor_ioctl_port_cfg_topo_t rec{};
 	rec.topo = (uint32_t)topo;
-	qorl::outcome o = qorl::exec<QOR_IOCTL_PORT_CFG_TOPO>(qorl, rec);
-	if (ok(o))
-		qorl_config_topology(qorl, topo);
-	return o.status;
+	return qorl::apply<QOR_IOCTL_PORT_CFG_TOPO>(qorl, rec, [&] { qorl_config_topology(qorl, topo); });
 }
 
 qor_status_t qorl_port_cfg_speed(qorl_t *qorl, qor_port_speed_t speed)
 {
 	qor_ioctl_port_cfg_speed_t rec{};
 	rec.speed = (uint32_t)speed;
-	qorl::outcome o = qorl::exec<QOR_IOCTL_PORT_CFG_SPEED>(qorl, rec);
-	if (ok(o))
-		qorl_config_speed(qorl, speed);
-	return o.status;
+	return qorl::apply<QOR_IOCTL_PORT_CFG_SPEED>(qorl, rec, [&] { qorl_config_speed(qorl, speed); });
 }
 
 qor_status_t qorl_port_cfg_hardalpa(qorl_t *qorl, uint8_t alpa)
 {
 	qor_ioctl_port_alpa_t rec{};
 	rec.alpa = alpa;
-	qorl::outcome o = qorl::exec<QOR_IOCTL_PORT_CFG_ALPA>(qorl, rec);
-	if (ok(o))
-		qorl_config_alpa(qorl, alpa, QOR_TRUE);
-	return o.status;
+	return qorl::apply<QOR_IOCTL_PORT_CFG_ALPA>(qorl, rec, [&] { qorl_config_alpa(qorl, alpa, QOR_TRUE); });
 }
 
 qor_status_t qorl_port_clr_hardalpa(qorl_t *qorl)
 {
 	qor_ioctl_port_alpa_t rec{};
-	qorl::outcome o = qorl::exec<QOR_IOCTL_PORT_CLR_ALPA>(qorl, rec);
-	if (ok(o))
-		qorl_config_alpa(qorl, 0, QOR_FALSE);
-	return o.status;
+	return qorl::apply<QOR_IOCTL_PORT_CLR_ALPA>(qorl, rec, [&] { qorl_config_alpa(qorl, 0, QOR_FALSE); });
 }
 
 qor_status_t qorl_port_cfg_maxfrsize(qorl_t *qorl, uint16_t maxfrsize)
 {
 	qor_ioctl_port_cfg_maxfrsize_t rec{};
 	rec.maxfrsize = maxfrsize;
-	qorl::outcome o = qorl::exec<QOR_IOCTL_PORT_CFG_MAXFRSZ>(qorl, rec);
-	if (ok(o))
-		qorl_config_maxfrsz(qorl, maxfrsize);
-	return o.status;
+	return qorl::apply<QOR_IOCTL_PORT_CFG_MAXFRSZ>(qorl, rec, [&] { qorl_config_maxfrsz(qorl, maxfrsize); });
 }
 
 qor_status_t qorl_port_cfg_rnid_info(qorl_t *qorl, qor_port_rnid_t info)
