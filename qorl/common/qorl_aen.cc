@@ -632,26 +632,7 @@ qor_status_t qorl_ioc_aen_register(qorl_t *qorl, qorl_ioc_aen_cbfn_t cbfn, void 
 	return register_kind<ioc_kind>(qorl, cbfn, user_data, 0, cbhandle, [](auto &) { return true; });
 }
 
-qor_status_t qorl_ioc_aen_unregister(qorl_ioc_aen_cbhandle_t *cbhandle)
-{
-	return family<ioc_kind>::remove(cbhandle);
-}
-
-void qorl_ioc_fd_collect(qorl_aen_fd_list_t *fd_list)
-{
-	family<ioc_kind>::collect(fd_list);
-}
-
-qor_status_t qorl_ioc_event(uint16_t inst, qor_ioc_aen_data_t *data, qor_ioc_aen_event_t eventType, qor_timeval_t tv)
-{
-	return engine_event<ioc_kind>(inst, data, eventType, tv);
-}
-
-qor_status_t qorl_ioc_windows_event(qorl_t *qorl, qor_ioc_aen_data_t *data, qor_ioc_aen_event_t eventType,
-				    qor_timeval_t tv)
-{
-	return direct_event<ioc_kind>(qorl, data, eventType, tv);
-}
+QORL_AEN_KIND_ENTRY_POINTS(ioc)
 
 qor_status_t qorl_port_aen_register(qorl_t *qorl, qorl_port_aen_cbfn_t cbfn, void *user_data,
 				    qor_port_aen_data_t *data, qorl_port_aen_cbhandle_t **cbhandle)
@@ -660,27 +641,7 @@ qor_status_t qorl_port_aen_register(qorl_t *qorl, qorl_port_aen_cbfn_t cbfn, voi
 					[&](auto &h) { return key_port(h, qorl, data); });
 }
 
-qor_status_t qorl_port_aen_unregister(qorl_port_aen_cbhandle_t *cbhandle)
-{
-	return family<port_kind>::remove(cbhandle);
-}
-
-void qorl_port_fd_collect(qorl_aen_fd_list_t *fd_list)
-{
-	family<port_kind>::collect(fd_list);
-}
-
-qor_status_t qorl_port_event(uint16_t inst, qor_port_aen_data_t *data, qor_port_aen_event_t eventType,
-			     qor_timeval_t tv)
-{
-	return engine_event<port_kind>(inst, data, eventType, tv);
-}
-
-qor_status_t qorl_port_windows_event(qorl_t *qorl, qor_port_aen_data_t *data, qor_port_aen_event_t eventType,
-				     qor_timeval_t tv)
-{
-	return direct_event<port_kind>(qorl, data, eventType, tv);
-}
+QORL_AEN_KIND_ENTRY_POINTS(port)
 
 qor_status_t qorl_lport_aen_register(qorl_t *qorl, qorl_lport_aen_cbfn_t cbfn, void *user_data,
 				     qor_lport_aen_data_t *data, qorl_lport_aen_cbhandle_t **cbhandle, uint32_t flag)
@@ -693,27 +654,7 @@ qor_status_t qorl_lport_aen_register(qorl_t *qorl, qorl_lport_aen_cbfn_t cbfn, v
 	});
 }
 
-qor_status_t qorl_lport_aen_unregister(qorl_lport_aen_cbhandle_t *cbhandle)
-{
-	return family<lport_kind>::remove(cbhandle);
-}
-
-void qorl_lport_fd_collect(qorl_aen_fd_list_t *fd_list)
-{
-	family<lport_kind>::collect(fd_list);
-}
-
-qor_status_t qorl_lport_event(uint16_t inst, qor_lport_aen_data_t *data, qor_lport_aen_event_t eventType,
-			      qor_timeval_t tv)
-{
-	return engine_event<lport_kind>(inst, data, eventType, tv);
-}
-
-qor_status_t qorl_lport_windows_event(qorl_t *qorl, qor_lport_aen_data_t *data, qor_lport_aen_event_t eventType,
-				      qor_timeval_t tv)
-{
-	return direct_event<lport_kind>(qorl, data, eventType, tv);
-}
+QORL_AEN_KIND_ENTRY_POINTS(lport)
 
 qor_status_t qorl_rport_aen_register(qorl_t *qorl, qorl_rport_aen_cbfn_t cbfn, void *user_data,
 				     qor_rport_aen_data_t *data, qorl_rport_aen_cbhandle_t **cbhandle)
@@ -726,27 +667,7 @@ qor_status_t qorl_rport_aen_register(qorl_t *qorl, qorl_rport_aen_cbfn_t cbfn, v
 	});
 }
 
-qor_status_t qorl_rport_aen_unregister(qorl_rport_aen_cbhandle_t *cbhandle)
-{
-	return family<rport_kind>::remove(cbhandle);
-}
-
-void qorl_rport_fd_collect(qorl_aen_fd_list_t *fd_list)
-{
-	family<rport_kind>::collect(fd_list);
-}
-
-qor_status_t qorl_rport_event(uint16_t inst, qor_rport_aen_data_t *data, qor_rport_aen_event_t eventType,
-			      qor_timeval_t tv)
-{
-	return engine_event<rport_kind>(inst, data, eventType, tv);
-}
-
-qor_status_t qorl_rport_windows_event(qorl_t *qorl, qor_rport_aen_data_t *data, qor_rport_aen_event_t eventType,
-				      qor_timeval_t tv)
-{
-	return direct_event<rport_kind>(qorl, data, eventType, tv);
-}
+QORL_AEN_KIND_ENTRY_POINTS(rport)
 
 qor_status_t qorl_itnim_aen_register(qorl_t *qorl, qorl_itnim_aen_cbfn_t cbfn, void *user_data,
 				     qor_itnim_aen_data_t *data, qorl_itnim_aen_cbhandle_t **cbhandle, uint32_t flag)
@@ -760,27 +681,7 @@ qor_status_t qorl_itnim_aen_register(qorl_t *qorl, qorl_itnim_aen_cbfn_t cbfn, v
 	});
 }
 
-qor_status_t qorl_itnim_aen_unregister(qorl_itnim_aen_cbhandle_t *cbhandle)
-{
-	return family<itnim_kind>::remove(cbhandle);
-}
-
-void qorl_itnim_fd_collect(qorl_aen_fd_list_t *fd_list)
-{
-	family<itnim_kind>::collect(fd_list);
-}
-
-qor_status_t qorl_itnim_event(uint16_t inst, qor_itnim_aen_data_t *data, qor_itnim_aen_event_t eventType,
-			      qor_timeval_t tv)
-{
-	return engine_event<itnim_kind>(inst, data, eventType, tv);
-}
-
-qor_status_t qorl_itnim_windows_event(qorl_t *qorl, qor_itnim_aen_data_t *data, qor_itnim_aen_event_t eventType,
-				      qor_timeval_t tv)
-{
-	return direct_event<itnim_kind>(qorl, data, eventType, tv);
-}
+QORL_AEN_KIND_ENTRY_POINTS(itnim)
 
 qor_status_t qorl_ethport_aen_register(qorl_t *qorl, qorl_ethport_aen_cbfn_t cbfn, void *user_data,
 				       qor_ethport_aen_data_t *data, qorl_ethport_aen_cbhandle_t **cbhandle)
@@ -789,27 +690,7 @@ qor_status_t qorl_ethport_aen_register(qorl_t *qorl, qorl_ethport_aen_cbfn_t cbf
 					   [&](auto &h) { return key_ethport(h, qorl, data); });
 }
 
-qor_status_t qorl_ethport_aen_unregister(qorl_ethport_aen_cbhandle_t *cbhandle)
-{
-	return family<ethport_kind>::remove(cbhandle);
-}
-
-void qorl_ethport_fd_collect(qorl_aen_fd_list_t *fd_list)
-{
-	family<ethport_kind>::collect(fd_list);
-}
-
-qor_status_t qorl_ethport_event(uint16_t inst, qor_ethport_aen_data_t *data, qor_ethport_aen_event_t eventType,
-				qor_timeval_t tv)
-{
-	return engine_event<ethport_kind>(inst, data, eventType, tv);
-}
-
-qor_status_t qorl_ethport_windows_event(qorl_t *qorl, qor_ethport_aen_data_t *data,
-					qor_ethport_aen_event_t eventType, qor_timeval_t tv)
-{
-	return direct_event<ethport_kind>(qorl, data, eventType, tv);
-}
+QORL_AEN_KIND_ENTRY_POINTS(ethport)
 
 } // extern "C"
 

@@ -281,3 +281,25 @@ qor_status_t register_kind(qorl_t *q, Fn cbfn, void *user_data, uint32_t flags, 
 }
 
 } // namespace qorl::aen
+
+// The four entry points of every kind but the adapter, alike but for their
+// types: unregister, descriptor collection, engine and direct delivery.
+#define QORL_AEN_KIND_ENTRY_POINTS(k)                                                                    \
+	qor_status_t qorl_##k##_aen_unregister(qorl_##k##_aen_cbhandle_t *cbhandle)                        \
+	{                                                                                                  \
+		return qorl::aen::family<k##_kind>::remove(cbhandle);                                      \
+	}                                                                                                  \
+	void qorl_##k##_fd_collect(qorl_aen_fd_list_t *fd_list)                                            \
+	{                                                                                                  \
+		qorl::aen::family<k##_kind>::collect(fd_list);                                             \
+	}                                                                                                  \
+	qor_status_t qorl_##k##_event(uint16_t inst, qor_##k##_aen_data_t *data,                           \
+				      qor_##k##_aen_event_t eventType, qor_timeval_t tv)                   \
+	{                                                                                                  \
+		return qorl::aen::engine_event<k##_kind>(inst, data, eventType, tv);                       \
+	}                                                                                                  \
+	qor_status_t qorl_##k##_windows_event(qorl_t *qorl, qor_##k##_aen_data_t *data,                    \
+					      qor_##k##_aen_event_t eventType, qor_timeval_t tv)           \
+	{                                                                                                  \
+		return qorl::aen::direct_event<k##_kind>(qorl, data, eventType, tv);                       \
+	}

@@ -48,26 +48,6 @@ qor_status_t qorl_audit_aen_register(qorl_t *qorl, qorl_audit_aen_cbfn_t cbfn, v
 	});
 }
 
-qor_status_t qorl_audit_aen_unregister(qorl_audit_aen_cbhandle_t *cbhandle)
-{
-	return family<audit_kind>::remove(cbhandle);
-}
-
-void qorl_audit_fd_collect(qorl_aen_fd_list_t *fd_list)
-{
-	family<audit_kind>::collect(fd_list);
-}
-
-qor_status_t qorl_audit_event(uint16_t inst, qor_audit_aen_data_t *data, qor_audit_aen_event_t eventType,
-			      qor_timeval_t tv)
-{
-	return engine_event<audit_kind>(inst, data, eventType, tv);
-}
-
-qor_status_t qorl_audit_windows_event(qorl_t *qorl, qor_audit_aen_data_t *data, qor_audit_aen_event_t eventType,
-				      qor_timeval_t tv)
-{
-	return direct_event<audit_kind>(qorl, data, eventType, tv);
-}
+QORL_AEN_KIND_ENTRY_POINTS(audit)
 
 } // extern "C"
