@@ -2,9 +2,11 @@
 // port logins, enable/disable of controllers and adapters, audit), and the
 // control API that makes those changes.
 #include "sim_events.h"
+#include "defs/qor_defs_aen_names.h"
 
 #include <cstdio>
 #include <cstring>
+#include <span>
 #include <stdexcept>
 
 #include "san.h"
@@ -163,36 +165,12 @@ namespace {
 
 using nlohmann::json;
 
-struct cat_names {
-	uint32_t cat;
-	const char *name;
-	std::vector<const char *> types; // code - 1
-};
-
-const std::vector<cat_names> &names()
+// The kinds and type names as the tools print them.
+std::span<const qor_aen_names_t> names()
 {
-	static const std::vector<cat_names> v = {
-		{QOR_AEN_CAT_ADAPTER, "adapter", {"add", "remove"}},
-		{QOR_AEN_CAT_PORT,
-		 "port",
-		 {"online", "offline", "rlir", "sfp_insert", "sfp_remove", "sfp_pom", "enable", "disable", "auth_on",
-		  "auth_off", "disconnect", "qos_neg", "fabric_name_change", "sfp_access_error", "sfp_unsupport"}},
-		{QOR_AEN_CAT_LPORT,
-		 "lport",
-		 {"new", "delete", "online", "offline", "disconnect", "new_prop", "delete_prop", "new_standard",
-		  "delete_standard", "npiv_dup_wwn", "npiv_fabric_max", "npiv_unknown"}},
-		{QOR_AEN_CAT_RPORT, "rport", {"online", "offline", "disconnect", "qos_prio", "qos_flowid"}},
-		{QOR_AEN_CAT_ITNIM, "itnim", {"online", "offline", "disconnect"}},
-		{QOR_AEN_CAT_TIN, "tin", {}},
-		{QOR_AEN_CAT_IPFC, "ipfc", {}},
-		{QOR_AEN_CAT_AUDIT, "audit", {"auth_enable", "auth_disable", "flash_erase", "flash_update"}},
-		{QOR_AEN_CAT_IOC,
-		 "ioc",
-		 {"hbgood", "hb_fail", "enable", "disable", "fwmismatch", "fwcfg_error", "invalid_vendor", "invalid_nwwn",
-		  "invalid_pwwn"}},
-		{QOR_AEN_CAT_ETHPORT, "ethport", {"linkup", "linkdown", "enable", "disable"}},
-	};
-	return v;
+	int n = 0;
+	const qor_aen_names_t *t = qor_aen_names(&n);
+	return {t, static_cast<size_t>(n)};
 }
 
 [[noreturn]] void bad(const std::string &path, const std::string &what)
@@ -245,9 +223,9 @@ qor_aen_entry_t entry_from_json(const json &j, const std::string &path)
 	if (!j.contains("category"))
 		bad(path, "an event needs \"category\"");
 	const json &jc = j["category"];
-	const cat_names *c = nullptr;
+	const qor_aen_names_t *c = nullptr;
 	for (const auto &n : names())
-		if ((jc.is_string() && jc.get<std::string>() == n.name) || (jc.is_number_integer() && jc.get<int64_t>() == n.cat))
+		if ((jc.is_string() && jc.get<std::string>() == n.kind) || (jc.is_number_integer() && jc.get<int64_t>() == n.cat))
 			c = &n;
 	uint32_t cat = c ? c->cat : static_cast<uint32_t>(num(jc, path + ".category"));
 	int type = 0;
@@ -255,7 +233,7 @@ qor_aen_entry_t entry_from_json(const json &j, const std::string &path)
 		const json &jt = j["type"];
 		bool found = false;
 		if (jt.is_string() && c)
-			for (size_t i = 0; i < c->types.size(); i++)
+			for (int i = 0; i < c->ntypes; i++)
 				if (jt.get<std::string>() == c->types[i]) {
 					type = static_cast<int>(i + 1);
 					found = true;

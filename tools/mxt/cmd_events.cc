@@ -17,37 +17,26 @@
 #include "qorl_audit.h"
 #include "qorl_ioc.h"
 
+#include "defs/qor_defs_aen_names.h"
+
 namespace mxt {
 
 namespace {
 
-struct category_row {
-	uint32_t cat;
-	const char *kind;
-	std::vector<const char *> types; // index = event code - 1
-};
+using category_row = qor_aen_names_t;
 
+// The kinds that carry events of their own (target-mode and IP-over-FC do not).
 const std::vector<category_row> &categories()
 {
-	static const std::vector<category_row> rows = {
-		{QOR_AEN_CAT_ADAPTER, "adapter", {"add", "remove"}},
-		{QOR_AEN_CAT_PORT,
-		 "port",
-		 {"online", "offline", "rlir", "sfp_insert", "sfp_remove", "sfp_pom", "enable", "disable", "auth_on",
-		  "auth_off", "disconnect", "qos_neg", "fabric_name_change", "sfp_access_error", "sfp_unsupport"}},
-		{QOR_AEN_CAT_LPORT,
-		 "lport",
-		 {"new", "delete", "online", "offline", "disconnect", "new_prop", "delete_prop", "new_standard",
-		  "delete_standard", "npiv_dup_wwn", "npiv_fabric_max", "npiv_unknown"}},
-		{QOR_AEN_CAT_RPORT, "rport", {"online", "offline", "disconnect", "qos_prio", "qos_flowid"}},
-		{QOR_AEN_CAT_ITNIM, "itnim", {"online", "offline", "disconnect"}},
-		{QOR_AEN_CAT_AUDIT, "audit", {"auth_enable", "auth_disable", "flash_erase", "flash_update"}},
-		{QOR_AEN_CAT_IOC,
-		 "ioc",
-		 {"hbgood", "hb_fail", "enable", "disable", "fwmismatch", "fwcfg_error", "invalid_vendor", "invalid_nwwn",
-		  "invalid_pwwn"}},
-		{QOR_AEN_CAT_ETHPORT, "ethport", {"linkup", "linkdown", "enable", "disable"}},
-	};
+	static const std::vector<category_row> rows = [] {
+		int n = 0;
+		const qor_aen_names_t *t = qor_aen_names(&n);
+		std::vector<category_row> v;
+		for (int i = 0; i < n; i++)
+			if (t[i].ntypes > 0)
+				v.push_back(t[i]);
+		return v;
+	}();
 	return rows;
 }
 
@@ -62,8 +51,8 @@ const category_row *category(uint32_t cat)
 std::string type_name(uint32_t cat, int type)
 {
 	const category_row *r = category(cat);
-	if (r && type >= 1 && static_cast<size_t>(type) <= r->types.size())
-		return r->types[static_cast<size_t>(type) - 1];
+	if (r && type >= 1 && type <= r->ntypes)
+		return r->types[type - 1];
 	return std::to_string(type);
 }
 
