@@ -248,3 +248,25 @@ TEST_F(Adapter, IdentityFailureStopsDiscoveryWithCount)
 }
 
 } // namespace
+
+namespace {
+
+// That PCI function's identity is refused, and adapter discovery stops there.
+TEST(AdapterRefusedIdentity, StopsDiscoveryWithFailed)
+{
+	qorsim_reset();
+	ASSERT_EQ(qorsim_load_topology(R"({"drivers":{"eth":{"present":false}},"adapters":[
+	  {"serial":"FIRST","functions":[{"type":"fc"}]},
+	  {"serial":"SECOND","functions":[{"type":"fc","pcifn":0,"device_id":"0x17"},
+	                                  {"type":"fc","pcifn":1,"device_id":"0x17"}]}]})"),
+		  0)
+		<< qorsim_error();
+	EXPECT_EQ(qorl_adapter_scan(), 0);
+	EXPECT_EQ(qorl_get_last_error(), QOR_STATUS_FAILED);
+	EXPECT_EQ(qorl_adapter_get_count(), 2u);
+	qor_ioctl_ioc_info_t info;
+	EXPECT_EQ(qorl_ioc_get_info(qorl_ioc_open_idx(1), &info), QOR_STATUS_OK) << "function 0 is answered";
+	EXPECT_EQ(qorl_ioc_get_info(qorl_ioc_open_idx(2), &info), QOR_STATUS_FAILED);
+}
+
+} // namespace

@@ -197,3 +197,47 @@ TEST_F(Discovery, CfgPath)
 }
 
 } // namespace
+
+namespace {
+
+// The instance bitmap bounds: gaps are skipped, 128 is the most a driver has.
+class DiscoveryCounts : public qt::SimTest {};
+
+TEST_F(DiscoveryCounts, GapInBitmapKeepsPositionsDense)
+{
+	topology(R"({"drivers":{"fc":{"count":3},"eth":{"present":false}},
+	  "adapters":[{"functions":[{"type":"fc","instance":0},{"type":"fc","instance":2}]}]})");
+	EXPECT_EQ(qorl_ioc_scan(), 3) << "the count, not the records, is the total";
+	auto v = snapshot();
+	ASSERT_EQ(v.size(), 2u);
+	EXPECT_EQ(v[0].instance, 0);
+	EXPECT_EQ(v[1].instance, 2);
+	EXPECT_EQ(v[1].id, 1);
+	EXPECT_EQ(qorl_ioc_open_idx(2), nullptr) << "position 2 is a gap";
+	EXPECT_EQ(qorl_ioc_get_by_inst(2), qorl_ioc_open_idx(1)) << "lookups walk past the gap";
+	EXPECT_EQ(qt::log_entries(QOR_IOCTL_IOC_GET_INFO).size(), 2u) << "only set bits are asked";
+}
+
+TEST_F(DiscoveryCounts, MoreThan128InstancesFailThePass)
+{
+	for (int count : {128, 129}) {
+		qorsim_reset();
+		std::string t = R"({"drivers":{"fc":{"count":)" + std::to_string(count) +
+				R"(}},"adapters":[{"functions":[{"type":"fc"}]}]})";
+		topology(t);
+		qorl_set_last_error(QOR_STATUS_OK);
+		int open_before = qorsim_open_count();
+		int n = qorl_ioc_scan();
+		if (count == 128) {
+			EXPECT_EQ(n, 128);
+			EXPECT_EQ(snapshot().size(), 1u);
+		} else {
+			EXPECT_EQ(n, 0);
+			EXPECT_EQ(qorl_get_last_error(), QOR_STATUS_EIO);
+			EXPECT_EQ(qorsim_open_count() - open_before, 1) << "only the Ethernet node stays open";
+		}
+		qorl_libexit();
+	}
+}
+
+} // namespace
