@@ -173,6 +173,8 @@ int api_error(const std::string &msg);
 bool parse_topology(const std::string &text, Model &out, std::string &err);
 const char *default_topology_text();
 bool read_text_file(const char *path, std::string &out, std::string &err);
+// Names the configuration file under root holds, as the drivers take them at load.
+void apply_persistent_names(Model &m, const char *root);
 
 // ---- configuration root ---------------------------------------------------
 void set_root(const char *dir); // nullptr turns redirection off

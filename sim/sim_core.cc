@@ -32,6 +32,8 @@ void init_sim()
 	bool ok = path && *path ? read_text_file(path, text, err) : (text = default_topology_text(), true);
 	if (ok)
 		ok = parse_topology(text, s->m, err);
+	if (ok)
+		apply_persistent_names(s->m, getenv("QORSIM_ROOT"));
 	if (!ok) {
 		// Nothing sensible to emulate: both nodes then fail to open.
 		fprintf(stderr, "qorsim: %s\n", err.c_str());

@@ -146,6 +146,18 @@ TEST_F(Mxt, AdapterListShowsControllersByPort)
 	EXPECT_EQ(j[1]["cna_capable"], true);
 }
 
+// The emulated drivers take names from the file when they load, as real ones do.
+TEST_F(Mxt, NamesSurviveIntoTheNextRun)
+{
+	ASSERT_EQ(mxt("adapter name 2 lab-west").rc, 0);
+	ASSERT_EQ(mxt("ioc name 4 uplink-a").rc, 0);
+	auto ads = nlohmann::json::parse(mxt("adapter list --json").out);
+	EXPECT_EQ(ads[1]["name"], "lab-west");
+	auto iocs = nlohmann::json::parse(mxt("ioc list --json").out);
+	EXPECT_EQ(iocs[4]["port_name"], "uplink-a");
+	EXPECT_EQ(iocs[5]["port_name"], "");
+}
+
 TEST_F(Mxt, OverlongNameIsRefused)
 {
 	result r = mxt("adapter name 1 " + std::string(64, 'x'));
