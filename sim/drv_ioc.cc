@@ -90,36 +90,33 @@ int h_get_inst(Req &r)
 	return 0;
 }
 
-int h_enable(Req &r)
+// Enable and disable are one state change toward opposite ends.
+template <bool Enable> int h_switch(Req &r)
 {
 	Function &f = *r.fn;
-	f.stats.drv_stats.enable_reqs++;
-	f.stats.fw_stats.enable_reqs++;
-	f.fwstats.ioc_stats.enable_reqs++;
-	if (f.state == QOR_IOC_OPERATIONAL)
-		status_of(r) = QOR_STATUS_IOC_ENABLED;
-	else {
-		if (f.state != QOR_IOC_ENABLING)
-			start_transition(r.m, f, QOR_IOC_ENABLING, QOR_IOC_OPERATIONAL);
-		status_of(r) = QOR_STATUS_OK;
+	constexpr uint32_t done = Enable ? QOR_IOC_OPERATIONAL : QOR_IOC_DISABLED;
+	constexpr uint32_t moving = Enable ? QOR_IOC_ENABLING : QOR_IOC_DISABLING;
+	(Enable ? f.stats.drv_stats.enable_reqs : f.stats.drv_stats.disable_reqs)++;
+	(Enable ? f.stats.fw_stats.enable_reqs : f.stats.fw_stats.disable_reqs)++;
+	(Enable ? f.fwstats.ioc_stats.enable_reqs : f.fwstats.ioc_stats.disable_reqs)++;
+	if (f.state == done) {
+		status_of(r) = Enable ? QOR_STATUS_IOC_ENABLED : QOR_STATUS_IOC_DISABLED;
+		return 0;
 	}
+	if (f.state != moving)
+		start_transition(r.m, f, moving, done);
+	status_of(r) = QOR_STATUS_OK;
 	return 0;
+}
+
+int h_enable(Req &r)
+{
+	return h_switch<true>(r);
 }
 
 int h_disable(Req &r)
 {
-	Function &f = *r.fn;
-	f.stats.drv_stats.disable_reqs++;
-	f.stats.fw_stats.disable_reqs++;
-	f.fwstats.ioc_stats.disable_reqs++;
-	if (f.state == QOR_IOC_DISABLED)
-		status_of(r) = QOR_STATUS_IOC_DISABLED;
-	else {
-		if (f.state != QOR_IOC_DISABLING)
-			start_transition(r.m, f, QOR_IOC_DISABLING, QOR_IOC_DISABLED);
-		status_of(r) = QOR_STATUS_OK;
-	}
-	return 0;
+	return h_switch<false>(r);
 }
 
 int h_get_attr(Req &r)
