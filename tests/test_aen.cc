@@ -1,6 +1,9 @@
 // Event notification: fetch, dispatch, every subscription kind through the
 // reader thread, key matching, subscribers changing during delivery, and
 // starting and stopping the reader.
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
 #include <atomic>
 #include <thread>
 
@@ -409,6 +412,10 @@ TEST_F(Aen, ExitFromACallbackEndsTheReader)
 	// touches lives as long as the process.
 	auto *r = new qt::Recorder;
 	auto *a = new Sub{r, 1, [](const Call &) { qorl_aen_exit(); }};
+#ifdef __SANITIZE_ADDRESS__
+	__lsan_ignore_object(r);
+	__lsan_ignore_object(a);
+#endif
 	qorl_port_aen_cbhandle_t *h;
 	port_sub(q, a, &h);
 	ASSERT_EQ(qorl_aen_init(), QOR_STATUS_OK);
