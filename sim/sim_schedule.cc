@@ -144,8 +144,8 @@ Run adapter_event(int type, Model &m, const json &e, const std::string &path)
 
 Run audit(Model &m, const json &e, const std::string &path)
 {
-	json spec = {{"category", "audit"}, {"type", e.contains("type") ? e["type"] : json("flash_update")}};
-	const int type = ev::entry_from_json(spec, path).aen_type;
+	json audit_event = {{"category", "audit"}, {"type", e.contains("type") ? e["type"] : json("flash_update")}};
+	const int type = ev::entry_from_json(audit_event, path).aen_type;
 	const int32_t inst = static_cast<int32_t>(integer(e, path, "partition_inst", 0, INT32_MIN, INT32_MAX));
 	const int32_t ptype = static_cast<int32_t>(integer(e, path, "partition_type", 0, INT32_MIN, INT32_MAX));
 	return on_controller(m, e, path,
