@@ -15,26 +15,7 @@ namespace {
 // Faults match the code as sent: the Ethernet driver's type byte.
 constexpr uint32_t kEthAttrOnWire = (QOR_IOCTL_ETHPORT_GET_ATTR & ~0xff00u) | 0x4400u;
 
-class Eth : public qt::SimTest {
-protected:
-	void SetUp() override
-	{
-		qt::SimTest::SetUp();
-		ASSERT_GT(qorl_adapter_scan(), 0);
-		fc = qorl_ioc_open_idx(0);
-		fcoe = qorl_ioc_open_idx(2);
-		eth = qorl_ioc_open_idx(4);
-		ASSERT_TRUE(fc && fcoe && eth);
-		qorsim_log_clear();
-	}
-	std::string conf()
-	{
-		std::string path = root_ + "/qor.conf";
-		EXPECT_EQ(qorl_config_sync(path.data()), QOR_STATUS_OK);
-		return qt::read_file(path);
-	}
-	qorl_t *fc = nullptr, *fcoe = nullptr, *eth = nullptr;
-};
+using Eth = qt::ScannedTest;
 
 TEST_F(Eth, StatisticsAndAttributesGoToTheEthernetDriver)
 {
@@ -71,12 +52,12 @@ TEST_F(Eth, SideTestsSendNothing)
 	qor_ethport_attr_t a;
 	qorl_stats_long_t p[QORL_FCOE_STATS_COUNT];
 	EXPECT_EQ(qorl_ethport_get_stats(fcoe, &s), QOR_STATUS_FAILED);
-	EXPECT_EQ(qorl_ethport_get_attr(fc, &a), QOR_STATUS_FAILED);
+	EXPECT_EQ(qorl_ethport_get_attr(fc0, &a), QOR_STATUS_FAILED);
 	EXPECT_EQ(qorl_fcoe_get_stats(eth, p), QOR_STATUS_FAILED);
 	EXPECT_EQ(qorl_fcoe_port_enable(eth), QOR_STATUS_FAILED);
 	EXPECT_EQ(qorl_fcoe_reset_stats(eth), QOR_STATUS_FAILED);
 	EXPECT_EQ(qorsim_log_count(), 0u);
-	EXPECT_EQ(qorl_fcoe_get_stats(fc, p), QOR_STATUS_CMD_NOTSUPP) << "the driver knows FC from FCoE";
+	EXPECT_EQ(qorl_fcoe_get_stats(fc0, p), QOR_STATUS_CMD_NOTSUPP) << "the driver knows FC from FCoE";
 }
 
 TEST_F(Eth, ResetIsThePortReset)
@@ -93,14 +74,14 @@ TEST_F(Eth, FcoeEnableDisablePersistOnlyWhenAccepted)
 {
 	qorsim_fault_request(QOR_IOCTL_FCOE_DISABLE, -1, 0, QOR_STATUS_DEVBUSY, 1);
 	EXPECT_EQ(qorl_fcoe_port_disable(fcoe), QOR_STATUS_DEVBUSY);
-	EXPECT_EQ(conf().find("port-enable"), std::string::npos);
+	EXPECT_EQ(written_config().find("port-enable"), std::string::npos);
 	ASSERT_EQ(qorl_fcoe_port_disable(fcoe), QOR_STATUS_OK);
-	EXPECT_NE(conf().find("port-enable"), std::string::npos);
+	EXPECT_NE(written_config().find("port-enable"), std::string::npos);
 	qor_port_attr_t a;
 	ASSERT_EQ(qorl_port_get_attr(fcoe, &a), QOR_STATUS_OK);
 	EXPECT_EQ(a.port_state, (uint32_t)QOR_PORT_ST_DISABLED);
 	ASSERT_EQ(qorl_fcoe_port_enable(fcoe), QOR_STATUS_OK);
-	EXPECT_EQ(conf().find("port-enable"), std::string::npos);
+	EXPECT_EQ(written_config().find("port-enable"), std::string::npos);
 	auto log = qt::log_entries(QOR_IOCTL_FCOE_ENABLE);
 	ASSERT_EQ(log.size(), 1u);
 	EXPECT_EQ(log[0].code, 0xC008C103u);

@@ -17,21 +17,12 @@ const wwn_t kTgtA = qt::wwn("50:06:0e:80:10:3a:7c:00");
 const uint8_t kTgtAPid[3] = {0x01, 0x1a, 0x00};
 const uint8_t kOurPid[3] = {0x10, 0x00, 0x00}; // adapter 1 port 0 on its fabric
 
-class Fcpt : public qt::SimTest {
+class Fcpt : public qt::ScannedTest {
 protected:
-	void SetUp() override
-	{
-		qt::SimTest::SetUp();
-		ASSERT_GT(qorl_adapter_scan(), 0);
-		fc0 = qorl_ioc_open_idx(0);
-		fc1 = qorl_ioc_open_idx(1);
-		ASSERT_TRUE(fc0 && fc1);
-		qorsim_log_clear();
-	}
 	void TearDown() override
 	{
 		qorsim_san_fabric_fault(QORSIM_SAN_FAULT_NONE);
-		qt::SimTest::TearDown();
+		qt::ScannedTest::TearDown();
 	}
 	uint32_t pid_of(wwn_t rp)
 	{
@@ -45,7 +36,6 @@ protected:
 		b.resize(qorsim_san_last_payload(b.data(), b.size()));
 		return b;
 	}
-	qorl_t *fc0 = nullptr, *fc1 = nullptr;
 };
 
 qor_ioctl_fcpt_t sent(size_t i = 0)

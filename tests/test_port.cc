@@ -12,28 +12,7 @@
 
 namespace {
 
-class Port : public qt::SimTest {
-protected:
-	void SetUp() override
-	{
-		qt::SimTest::SetUp();
-		ASSERT_GT(qorl_adapter_scan(), 0);
-		fc0 = qorl_ioc_open_idx(0);
-		fc1 = qorl_ioc_open_idx(1);
-		fcoe = qorl_ioc_open_idx(2);
-		eth = qorl_ioc_open_idx(4);
-		ASSERT_TRUE(fc0 && fc1 && fcoe && eth);
-		qorsim_log_clear();
-	}
-	// The configuration as the next write-back would put it.
-	std::string conf()
-	{
-		std::string path = root_ + "/qor.conf";
-		EXPECT_EQ(qorl_config_sync(path.data()), QOR_STATUS_OK);
-		return qt::read_file(path);
-	}
-	qorl_t *fc0 = nullptr, *fc1 = nullptr, *fcoe = nullptr, *eth = nullptr;
-};
+using Port = qt::ScannedTest;
 
 template <class T> T body(const qorsim_log_entry_t &e, size_t off, bool out = false)
 {
@@ -71,11 +50,11 @@ TEST_F(Port, SettingsTravelAndPersistOnlyWhenAccepted)
 		// Refused first: the setting must not reach the configuration.
 		qorsim_fault_request(s.code, -1, 0, QOR_STATUS_CNFG_FAILED, 1);
 		EXPECT_EQ(s.apply(fc0), QOR_STATUS_CNFG_FAILED);
-		EXPECT_EQ(conf().find(s.line), std::string::npos);
+		EXPECT_EQ(written_config().find(s.line), std::string::npos);
 		// A channel failure neither.
 		qorsim_fault_request(s.code, -1, EIO, 0, 1);
 		EXPECT_EQ(s.apply(fc0), QOR_STATUS_EIO);
-		EXPECT_EQ(conf().find(s.line), std::string::npos);
+		EXPECT_EQ(written_config().find(s.line), std::string::npos);
 
 		EXPECT_EQ(s.apply(fc0), QOR_STATUS_OK);
 		auto log = qt::log_entries(s.code);
@@ -89,7 +68,7 @@ TEST_F(Port, SettingsTravelAndPersistOnlyWhenAccepted)
 		} else if (s.off) {
 			EXPECT_EQ(body<uint32_t>(log[2], s.off), s.value);
 		}
-		EXPECT_NE(conf().find(s.line), std::string::npos) << conf();
+		EXPECT_NE(written_config().find(s.line), std::string::npos) << written_config();
 	}
 }
 
@@ -100,7 +79,7 @@ TEST_F(Port, DriverValidatesValuesAndTheyStick)
 	EXPECT_EQ(qorl_port_cfg_hardalpa(fc0, 0x03), QOR_STATUS_EINVAL) << "not a valid loop address";
 	EXPECT_EQ(qorl_port_cfg_maxfrsize(fc0, 1000), QOR_STATUS_INVLD_DFSZ);
 	EXPECT_EQ(qorl_port_cfg_topology(fcoe, QOR_PORT_TOPOLOGY_P2P), QOR_STATUS_NO_TOPOLOGY_FOR_CNA);
-	EXPECT_EQ(conf().find("qor0-port-speed"), std::string::npos);
+	EXPECT_EQ(written_config().find("qor0-port-speed"), std::string::npos);
 
 	ASSERT_EQ(qorl_port_cfg_speed(fc0, QOR_PORT_SPEED_4GBPS), QOR_STATUS_OK);
 	ASSERT_EQ(qorl_port_cfg_hardalpa(fc0, 0x01), QOR_STATUS_OK);
@@ -113,14 +92,14 @@ TEST_F(Port, DriverValidatesValuesAndTheyStick)
 
 	ASSERT_EQ(qorl_port_clr_hardalpa(fc0), QOR_STATUS_OK);
 	ASSERT_EQ(qorl_port_cfg_speed(fc0, QOR_PORT_SPEED_AUTO), QOR_STATUS_OK);
-	EXPECT_EQ(conf().find("qor0-port-speed"), std::string::npos) << "auto is the default";
+	EXPECT_EQ(written_config().find("qor0-port-speed"), std::string::npos) << "auto is the default";
 	ASSERT_EQ(qorl_port_disable(fc0), QOR_STATUS_OK);
 	ASSERT_EQ(qorl_port_get_attr(fc0, &a), QOR_STATUS_OK);
 	EXPECT_EQ(a.port_state, (uint32_t)QOR_PORT_ST_DISABLED);
 	EXPECT_EQ(a.pid, 0u);
 	EXPECT_EQ(a.pport_cfg.cfg_hardalpa, 0);
 	ASSERT_EQ(qorl_port_enable(fc0), QOR_STATUS_OK);
-	EXPECT_EQ(conf().find("qor0-port-enable"), std::string::npos) << "enabled is the default";
+	EXPECT_EQ(written_config().find("qor0-port-enable"), std::string::npos) << "enabled is the default";
 }
 
 TEST_F(Port, AttributesCopiedOnRefusalNotOnChannelFailure)

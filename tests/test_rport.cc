@@ -15,19 +15,7 @@ const wwn_t kTgtA = qt::wwn("50:06:0e:80:10:3a:7c:00");
 const wwn_t kTgtB = qt::wwn("50:06:0e:80:10:3a:7c:01");
 const wwn_t kInit = qt::wwn("21:00:00:24:ff:4c:8e:10");
 
-class Rport : public qt::SimTest {
-protected:
-	void SetUp() override
-	{
-		qt::SimTest::SetUp();
-		ASSERT_GT(qorl_adapter_scan(), 0);
-		fc0 = qorl_ioc_open_idx(0);
-		eth = qorl_ioc_open_idx(4);
-		ASSERT_TRUE(fc0 && eth);
-		qorsim_log_clear();
-	}
-	qorl_t *fc0 = nullptr, *eth = nullptr;
-};
+using Rport = qt::ScannedTest;
 
 template <class T> T at(const uint8_t *p, size_t off)
 {

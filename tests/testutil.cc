@@ -1,5 +1,9 @@
 #include "testutil.h"
 
+#include "qorl_adapter.h"
+#include "qorl_config.h"
+#include "qorl_ioc.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -25,6 +29,25 @@ void SimTest::TearDown()
 void SimTest::topology(const std::string &json)
 {
 	ASSERT_EQ(qorsim_load_topology(json.c_str()), 0) << qorsim_error();
+}
+
+void ScannedTest::SetUp()
+{
+	SimTest::SetUp();
+	ASSERT_EQ(qorl_adapter_scan(), 2);
+	fc0 = qorl_ioc_open_idx(0);
+	fc1 = qorl_ioc_open_idx(1);
+	fcoe = qorl_ioc_open_idx(2);
+	eth = qorl_ioc_open_idx(4);
+	ASSERT_TRUE(fc0 && fc1 && fcoe && eth);
+	qorsim_log_clear();
+}
+
+std::string ScannedTest::written_config()
+{
+	std::string path = root_ + "/qor.conf";
+	EXPECT_EQ(qorl_config_sync(path.data()), QOR_STATUS_OK);
+	return read_file(path);
 }
 
 std::string read_file(const std::string &path)

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "qorl.h"
 #include "qorsim.h"
 
 namespace qt {
@@ -23,6 +24,17 @@ protected:
 	// Path of a file under the emulated root, e.g. root_path("/etc/qor.conf").
 	std::string root_path(const std::string &p) const { return root_ + p; }
 	std::string root_;
+};
+
+// The default hardware discovered: FC ports 0 and 1 of adapter 1, the first
+// FCoE function and the first Ethernet function of adapter 2. The log starts
+// empty.
+class ScannedTest : public SimTest {
+protected:
+	void SetUp() override;
+	// The configuration as the next write-back would put it.
+	std::string written_config();
+	qorl_t *fc0 = nullptr, *fc1 = nullptr, *fcoe = nullptr, *eth = nullptr;
 };
 
 std::string read_file(const std::string &path);
