@@ -1,8 +1,6 @@
 // mxt end to end: the real binary, under the qorsim launcher (or without any
 // driver), with the configuration redirected to a private root.
-#include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <string>
@@ -181,43 +179,6 @@ TEST_F(Mxt, RemotePortsOfFabricPort)
 	auto j = nlohmann::json::parse(r.out);
 	ASSERT_TRUE(j.is_array());
 	EXPECT_GE(j.size(), 3u);
-}
-
-// A scheduled remote port logout reaches an unmodified `mxt events --follow`.
-TEST_F(Mxt, FollowPrintsScheduledRemotePortOffline)
-{
-	std::string topo = root + "/events.json";
-	qt::write_file(topo, R"({"adapters":[{"serial":"EVT1","functions":[
-	  {"type":"fc","pwwn":"20:00:00:00:00:00:0e:01",
-	   "fcport":{"rports":[{"pwwn":"21:00:00:24:ff:00:00:01"}]}}]}],
-	  "schedule":[{"at_ms":200,"action":"rport_offline","instance":0,"rpwwn":"21:00:00:24:ff:00:00:01"}]})");
-	int fds[2];
-	ASSERT_EQ(pipe(fds), 0);
-	pid_t pid = fork();
-	ASSERT_GE(pid, 0);
-	if (pid == 0) {
-		dup2(fds[1], 1);
-		close(fds[0]);
-		close(fds[1]);
-		// The guard only matters when the event never comes.
-		execl("/usr/bin/timeout", "timeout", "60", (bin + "/qorsim").c_str(), "--topology", topo.c_str(), "--root",
-		      root.c_str(), "--", (bin + "/mxt").c_str(), "events", "--follow", "--json", (char *)nullptr);
-		_exit(127);
-	}
-	close(fds[1]);
-	FILE *in = fdopen(fds[0], "r");
-	char line[4096];
-	bool seen = false;
-	while (!seen && fgets(line, sizeof line, in)) {
-		auto e = nlohmann::json::parse(line, nullptr, false);
-		seen = !e.is_discarded() && e.value("category", "") == "rport" && e.value("type", "") == "offline" &&
-		       e.value("rpwwn", "") == "21:00:00:24:ff:00:00:01";
-	}
-	kill(pid, SIGTERM);
-	int st = 0;
-	waitpid(pid, &st, 0);
-	fclose(in);
-	EXPECT_TRUE(seen);
 }
 
 TEST_F(Mxt, UsageErrorsExitOne)
