@@ -157,13 +157,7 @@ TEST_P(Malformed, IsAClearStatus)
 	}
 }
 
-INSTANTIATE_TEST_SUITE_P(Fcpt, Malformed, ::testing::ValuesIn(kBad), [](const auto &i) {
-	std::string n = i.param.name;
-	for (char &ch : n)
-		if (!isalnum((unsigned char)ch))
-			ch = '_';
-	return n;
-});
+INSTANTIATE_TEST_SUITE_P(Fcpt, Malformed, ::testing::ValuesIn(kBad), [](const auto &i) { return qt::test_name(i.param.name); });
 
 TEST_F(Fcpt, PassThroughFieldsAndRoom)
 {

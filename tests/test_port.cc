@@ -234,6 +234,20 @@ TEST_F(Port, TrunkFailureOnSecondPortIsUndone)
 	EXPECT_EQ(t.state, 0x11111111u) << "trunk attributes only on success";
 }
 
+TEST_F(Port, TrunkDisableFailureTurnsUpperPortsBackOn)
+{
+	ASSERT_EQ(qorl_trunk_enable(1), QOR_STATUS_OK);
+	qorsim_log_clear();
+	qorsim_fault_request(QOR_IOCTL_TRUNK_DISABLE, fc0->instance, 0, QOR_STATUS_DEVBUSY, 1);
+	EXPECT_EQ(qorl_trunk_disable(1), QOR_STATUS_DEVBUSY);
+	auto on = qt::log_entries(QOR_IOCTL_TRUNK_ENABLE);
+	ASSERT_EQ(on.size(), 1u);
+	EXPECT_EQ(on[0].instance, fc1->instance);
+	qor_port_attr_t a;
+	ASSERT_EQ(qorl_port_get_attr(fc1, &a), QOR_STATUS_OK);
+	EXPECT_NE(a.pport_cfg.trunked, 0);
+}
+
 TEST_F(Port, RateLimitedPortBlocksTrunk)
 {
 	topology(R"({"adapters":[{"trunk_capable":true,"functions":[

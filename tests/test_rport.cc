@@ -246,13 +246,7 @@ TEST_P(Profile, Converted)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rport, Profile, ::testing::ValuesIn(kProfiles),
-			 [](const auto &i) {
-				 std::string n = i.param.name;
-				 for (char &ch : n)
-					 if (!isalnum((unsigned char)ch))
-						 ch = '_';
-				 return n;
-			 });
+			 [](const auto &i) { return qt::test_name(i.param.name); });
 
 TEST_F(Rport, ProfileRefusalCopiesUnconverted)
 {

@@ -107,6 +107,14 @@ std::vector<qorsim_log_entry_t> log_entries_any(uint32_t code)
 	return v;
 }
 
+std::string test_name(std::string text)
+{
+	for (char &ch : text)
+		if (!isalnum((unsigned char)ch))
+			ch = '_';
+	return text;
+}
+
 uint64_t wwn(const char *text)
 {
 	uint8_t b[8] = {};

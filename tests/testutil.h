@@ -50,6 +50,9 @@ std::vector<qorsim_log_entry_t> log_entries(uint32_t code);
 // type byte or the Ethernet driver's 0x44.
 std::vector<qorsim_log_entry_t> log_entries_any(uint32_t code);
 
+// A parameterised case's name as a test name: letters and digits, the rest '_'.
+std::string test_name(std::string text);
+
 // A wwn_t from its text "aa:bb:..." (bytes in wire order).
 uint64_t wwn(const char *text);
 

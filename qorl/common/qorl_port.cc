@@ -1,4 +1,6 @@
 // Physical port operations and trunking of a whole adapter.
+#include <optional>
+
 #include "qorl_adapter.h"
 #include "qorl_config.h"
 #include "qorl_int.h"
@@ -38,6 +40,43 @@ qor_status_t trunk_adapter(uint32_t ad, qorl_adapter_t **out)
 	if (!a->trunk_capable)
 		return QOR_STATUS_TRUNK_UNSUPP;
 	*out = a;
+	return QOR_STATUS_OK;
+}
+
+// Reads each port's attributes in port order; the first port whose verdict
+// is a status ends the walk with it.
+template <class Verdict> qor_status_t check_ports(qorl_adapter_t *a, Verdict verdict)
+{
+	for (int i = 0; i < a->port_count; i++) {
+		qorl_t *q = qorl_adapter_get_ioc(a, i);
+		if (!q)
+			return QOR_STATUS_NO_PORT_INSTANCE;
+		qor_port_attr_t attr;
+		if (qor_status_t st = qorl_port_get_attr(q, &attr); st != QOR_STATUS_OK)
+			return st;
+		if (std::optional<qor_status_t> v = verdict(attr))
+			return *v;
+	}
+	return QOR_STATUS_OK;
+}
+
+// Switches trunking port by port, upward to turn it on and downward to turn
+// it off; a failure switches the ports already done back (best effort).
+qor_status_t switch_ports(qorl_adapter_t *a, bool on)
+{
+	const int n = a->port_count, step = on ? 1 : -1;
+	for (int k = 0, i = on ? 0 : n - 1; k < n; k++, i += step) {
+		qorl_t *q = qorl_adapter_get_ioc(a, i);
+		if (!q)
+			return QOR_STATUS_NO_PORT_INSTANCE;
+		qor_status_t st = on ? qorl_port_enable_trunk(q) : qorl_port_disable_trunk(q);
+		if (st == QOR_STATUS_OK)
+			continue;
+		for (int j = i - step; j >= 0 && j < n; j -= step)
+			if (qorl_t *u = qorl_adapter_get_ioc(a, j))
+				(void)(on ? qorl_port_disable_trunk(u) : qorl_port_enable_trunk(u));
+		return st;
+	}
 	return QOR_STATUS_OK;
 }
 
@@ -157,32 +196,15 @@ qor_status_t qorl_trunk_enable(uint32_t ad)
 	qorl_adapter_t *a = nullptr;
 	if (qor_status_t st = trunk_adapter(ad, &a); st != QOR_STATUS_OK)
 		return st;
-	for (int i = 0; i < a->port_count; i++) {
-		qorl_t *q = qorl_adapter_get_ioc(a, i);
-		if (!q)
-			return QOR_STATUS_NO_PORT_INSTANCE;
-		qor_port_attr_t attr;
-		if (qor_status_t st = qorl_port_get_attr(q, &attr); st != QOR_STATUS_OK)
-			return st;
+	// The rate-limit test comes first: it decides when both are on.
+	qor_status_t st = check_ports(a, [](const qor_port_attr_t &attr) -> std::optional<qor_status_t> {
 		if (attr.pport_cfg.ratelimit)
 			return QOR_STATUS_TRUNK_ERROR_TRL_ENABLED;
 		if (attr.pport_cfg.trunked)
 			return QOR_STATUS_TRUNK_ENABLED;
-	}
-	for (int i = 0; i < a->port_count; i++) {
-		qorl_t *q = qorl_adapter_get_ioc(a, i);
-		if (!q)
-			return QOR_STATUS_NO_PORT_INSTANCE;
-		qor_status_t st = qorl_port_enable_trunk(q);
-		if (st == QOR_STATUS_OK)
-			continue;
-		// Best effort: the ports already switched go back as they were.
-		for (int k = i - 1; k >= 0; k--)
-			if (qorl_t *u = qorl_adapter_get_ioc(a, k))
-				(void)qorl_port_disable_trunk(u);
-		return st;
-	}
-	return QOR_STATUS_OK;
+		return std::nullopt;
+	});
+	return st != QOR_STATUS_OK ? st : switch_ports(a, true);
 }
 
 qor_status_t qorl_trunk_disable(uint32_t ad)
@@ -190,29 +212,12 @@ qor_status_t qorl_trunk_disable(uint32_t ad)
 	qorl_adapter_t *a = nullptr;
 	if (qor_status_t st = trunk_adapter(ad, &a); st != QOR_STATUS_OK)
 		return st;
-	for (int i = 0; i < a->port_count; i++) {
-		qorl_t *q = qorl_adapter_get_ioc(a, i);
-		if (!q)
-			return QOR_STATUS_NO_PORT_INSTANCE;
-		qor_port_attr_t attr;
-		if (qor_status_t st = qorl_port_get_attr(q, &attr); st != QOR_STATUS_OK)
-			return st;
+	qor_status_t st = check_ports(a, [](const qor_port_attr_t &attr) -> std::optional<qor_status_t> {
 		if (!attr.pport_cfg.trunked)
 			return QOR_STATUS_TRUNK_DISABLED;
-	}
-	for (int i = a->port_count - 1; i >= 0; i--) {
-		qorl_t *q = qorl_adapter_get_ioc(a, i);
-		if (!q)
-			return QOR_STATUS_NO_PORT_INSTANCE;
-		qor_status_t st = qorl_port_disable_trunk(q);
-		if (st == QOR_STATUS_OK)
-			continue;
-		for (int k = i + 1; k < a->port_count; k++)
-			if (qorl_t *u = qorl_adapter_get_ioc(a, k))
-				(void)qorl_port_enable_trunk(u);
-		return st;
-	}
-	return QOR_STATUS_OK;
+		return std::nullopt;
+	});
+	return st != QOR_STATUS_OK ? st : switch_ports(a, false);
 }
 
 qor_status_t qorl_trunk_query(uint32_t ad, qor_trunk_attr_t *attr)
@@ -232,19 +237,14 @@ qor_status_t qorl_trunk_get_ports_state(qorl_t *qorl)
 	qorl_adapter_t *a = idx ? qorl_adapter_get_by_idx((int)idx) : nullptr;
 	if (!a)
 		return QOR_STATUS_FAILED;
-	for (int i = 0; i < a->port_count; i++) {
-		qorl_t *q = qorl_adapter_get_ioc(a, i);
-		if (!q)
-			return QOR_STATUS_NO_PORT_INSTANCE;
-		qor_port_attr_t attr;
-		if (qor_status_t st = qorl_port_get_attr(q, &attr); st != QOR_STATUS_OK)
-			return st;
+	// The first port that is not trunked ends the check.
+	return check_ports(a, [](const qor_port_attr_t &attr) -> std::optional<qor_status_t> {
 		if (!attr.pport_cfg.trunked)
 			return QOR_STATUS_OK;
 		if (attr.port_state != QOR_PORT_ST_DISABLED)
 			return QOR_STATUS_NEED_PORTS_DISABLE;
-	}
-	return QOR_STATUS_OK;
+		return std::nullopt;
+	});
 }
 
 } // extern "C"
