@@ -46,29 +46,25 @@ struct outcome {
 	bool sent; // the request reached the driver; its reply is in the record
 };
 
-// The executor: stamps the instance, sends through the channel, maps the
-// result. Code and record must agree in size; checked at compile time.
-template <uint32_t Code, class Rec> inline outcome exec(qorl_t *q, Rec &rec)
+// The executor: stamps the instance, sends through the channel (or, with
+// Nomask, through qorl_ioctl_nomask, which hands the record back whatever
+// the result), maps the result. Code and record must agree in size; checked
+// at compile time.
+template <uint32_t Code, bool Nomask = false, class Rec> inline outcome exec(qorl_t *q, Rec &rec)
 {
 	static_assert(QOR_IOCTL_SIZE(Code) == sizeof(Rec), "request code and record disagree");
+	static_assert(!Nomask || sizeof(Rec) <= sizeof(qorl_ioctl_t), "record larger than the scratch union");
 	stamp(rec, q);
-	qor_status_t ch = qorl_ioctl(q, Code, reinterpret_cast<qorl_args_t *>(&rec), 0, 0, 0);
+	qor_status_t ch = Nomask ? qorl_ioctl_nomask(q, Code, &rec, (int)sizeof(Rec))
+				 : qorl_ioctl(q, Code, reinterpret_cast<qorl_args_t *>(&rec), 0, 0, 0);
 	if (ch != QOR_STATUS_OK)
 		return {ch, false};
 	return {driver_status(rec), true};
 }
 
-// The same for records sent through qorl_ioctl_nomask (the record stays in
-// the caller's frame and comes back whatever the result).
 template <uint32_t Code, class Rec> inline outcome exec_nomask(qorl_t *q, Rec &rec)
 {
-	static_assert(QOR_IOCTL_SIZE(Code) == sizeof(Rec), "request code and record disagree");
-	static_assert(sizeof(Rec) <= sizeof(qorl_ioctl_t), "record larger than the scratch union");
-	stamp(rec, q);
-	qor_status_t ch = qorl_ioctl_nomask(q, Code, &rec, (int)sizeof(Rec));
-	if (ch != QOR_STATUS_OK)
-		return {ch, false};
-	return {driver_status(rec), true};
+	return exec<Code, true>(q, rec);
 }
 
 // Request without body: the 8-byte header only.
