@@ -1,5 +1,7 @@
 #include "testutil.h"
 
+#include "qor/qor_text.h"
+
 #include "qorl_adapter.h"
 #include "qorl_config.h"
 #include "qorl_ioc.h"
@@ -117,13 +119,8 @@ std::string test_name(std::string text)
 
 uint64_t wwn(const char *text)
 {
-	uint8_t b[8] = {};
-	unsigned v[8] = {};
-	sscanf(text, "%x:%x:%x:%x:%x:%x:%x:%x", &v[0], &v[1], &v[2], &v[3], &v[4], &v[5], &v[6], &v[7]);
-	for (int i = 0; i < 8; i++)
-		b[i] = (uint8_t)v[i];
-	uint64_t w;
-	memcpy(&w, b, 8);
+	wwn_t w = 0;
+	EXPECT_TRUE(qor_wwn_parse(text, &w)) << text;
 	return w;
 }
 
