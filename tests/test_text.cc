@@ -113,4 +113,12 @@ TEST(Text, TopologyWords)
 	EXPECT_STREQ(qor_topology_word(QOR_PORT_TOPOLOGY_AUTO), "auto");
 }
 
+TEST(Text, ControllerTypeWords)
+{
+	EXPECT_STREQ(qor_ioc_type_word(QOR_IOC_TYPE_FC), "fc");
+	EXPECT_STREQ(qor_ioc_type_word(QOR_IOC_TYPE_FCoE), "fcoe");
+	EXPECT_STREQ(qor_ioc_type_word(QOR_IOC_TYPE_LL), "eth");
+	EXPECT_STREQ(qor_ioc_type_word(0), "unknown");
+}
+
 } // namespace

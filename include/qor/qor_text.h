@@ -10,6 +10,7 @@
  *   speed "1", "2", "4", "8", "10", "16" with an optional "G" or "Gbps"
  *        (any case), or "auto"
  *   topology "p2p", "loop", "auto" (any case)
+ * Controller types are named "fc", "fcoe" and "eth" on output.
  * Hex digits may be upper or lower case; output is always lower case.
  */
 #ifndef QOR_TEXT_H
@@ -191,6 +192,21 @@ static inline int qor_topology_parse(const char *s, qor_port_topology_t *topo)
 			return 1;
 		}
 	return 0;
+}
+
+/* "fc", "fcoe", "eth", or "unknown" for a controller type (qor_ioc_type_e). */
+static inline const char *qor_ioc_type_word(uint32_t type)
+{
+	switch (type) {
+	case QOR_IOC_TYPE_FC:
+		return "fc";
+	case QOR_IOC_TYPE_FCoE:
+		return "fcoe";
+	case QOR_IOC_TYPE_LL:
+		return "eth";
+	default:
+		return "unknown";
+	}
 }
 
 #ifdef __cplusplus
