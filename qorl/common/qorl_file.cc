@@ -19,7 +19,7 @@ constexpr size_t stream_buf = 1 << 16;
 // fsync on a directory; the new file is in place either way.
 void sync_dir(const char *path)
 {
-	char dir[4096];
+	char dir[file_replacement::path_room];
 	size_t n = strnlen(path, sizeof dir - 1);
 	std::memcpy(dir, path, n);
 	dir[n] = '\0';

@@ -16,6 +16,9 @@ namespace qorl {
 // new target gets 0644. Not shared between threads.
 class file_replacement {
 public:
+	// Room for the temporary file's path; a longer target path is refused.
+	static constexpr size_t path_room = 4096;
+
 	file_replacement() = default;
 	~file_replacement();
 	file_replacement(const file_replacement &) = delete;
@@ -33,7 +36,7 @@ private:
 	void discard();
 
 	const char *target_ = nullptr;
-	char tmp_[4096] = {};
+	char tmp_[path_room] = {};
 	FILE *f_ = nullptr;
 	std::unique_ptr<char[]> buf_;
 };
