@@ -79,18 +79,17 @@ typedef enum qor_aen_field_kind {
 	F(lport, roles, roles, 2, 2, INT)   \
 	F(lport, ppwwn, ppwwn, 8, 8, WWN)   \
 	F(lport, lpwwn, lpwwn, 16, 8, WWN)
-#define QOR_AEN_FIELDS_rport(F)                                   \
-	F(rport, vf_id, vf_id, 0, 2, UINT)                        \
-	F(rport, ppwwn, ppwwn, 8, 8, WWN)                         \
-	F(rport, lpwwn, lpwwn, 16, 8, WWN)                        \
-	F(rport, rpwwn, rpwwn, 24, 8, WWN)                        \
-	F(rport, qos_priority, priv.qos_priority, 32, 1, UINT)    \
+/* The remote port and IT nexus records start alike. */
+#define QOR_AEN_FIELDS_NEXUS_(F, k)      \
+	F(k, vf_id, vf_id, 0, 2, UINT)  \
+	F(k, ppwwn, ppwwn, 8, 8, WWN)   \
+	F(k, lpwwn, lpwwn, 16, 8, WWN)  \
+	F(k, rpwwn, rpwwn, 24, 8, WWN)
+#define QOR_AEN_FIELDS_rport(F)                                \
+	QOR_AEN_FIELDS_NEXUS_(F, rport)                        \
+	F(rport, qos_priority, priv.qos_priority, 32, 1, UINT) \
 	F(rport, qos_flow_id, priv.qos_flow_id, 36, 4, UINT)
-#define QOR_AEN_FIELDS_itnim(F)             \
-	F(itnim, vf_id, vf_id, 0, 2, UINT)  \
-	F(itnim, ppwwn, ppwwn, 8, 8, WWN)   \
-	F(itnim, lpwwn, lpwwn, 16, 8, WWN)  \
-	F(itnim, rpwwn, rpwwn, 24, 8, WWN)
+#define QOR_AEN_FIELDS_itnim(F) QOR_AEN_FIELDS_NEXUS_(F, itnim)
 #define QOR_AEN_FIELDS_audit(F)                                 \
 	F(audit, pwwn, pwwn, 0, 8, WWN)                         \
 	F(audit, partition_inst, partition_inst, 8, 4, INT)     \
