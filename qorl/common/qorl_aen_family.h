@@ -36,7 +36,7 @@ template <uint32_t Cat, pthread_mutex_t &Mutex, typename kind_types<Cat>::handle
 struct kind_base : kind_types<Cat> {
 	static constexpr uint32_t category = Cat;
 	static constexpr bool warn_unknown = true;     // unregistering an unknown handle says so
-	static constexpr bool direct_empty_ok = false; // direct delivery to an empty list is OK
+	static constexpr bool direct_empty_ok = false; // direct delivery to an empty list answers OK
 	static constexpr pthread_mutex_t &mutex = Mutex;
 	static constexpr typename kind_types<Cat>::handle_t *&head = Head;
 };
