@@ -190,8 +190,8 @@ enum : uint8_t { ROW_MUTATES = 1 }; // a refused (status-faulted) request change
 struct Req;
 using Handler = int (*)(Req &); // 0, or the errno the request fails with
 
-// One request a driver answers. On the Ethernet driver the type byte on the
-// wire is 0x44 in place of `type`.
+// One request of the list as the drivers answer it (make_row). On the
+// Ethernet driver the type byte on the wire is 0x44 in place of `type`.
 struct ReqRow {
 	uint8_t type;
 	uint8_t nr;
@@ -224,8 +224,9 @@ int copy_from_user(void *dst, uintptr_t src, size_t n);
 // Answers one ioctl on an emulated descriptor; returns 0 or sets errno.
 int dispatch(int fd, Node node, unsigned long request, void *arg);
 
-// The row driver `drv` answers a code with as sent, or nullptr (the code
-// is unknown to it, or its size is not the row's).
+// The row driver `drv` takes a code for, as sent, or nullptr when it does
+// not know the code. The row's size may differ from the code's: the
+// dispatcher refuses that code as malformed.
 const ReqRow *find_row(int drv, uint32_t code);
 
 // A request's row, all of it read from the request list and its record.
@@ -250,7 +251,8 @@ template <uint32_t Code> constexpr ReqRow make_row(Handler fn)
 	return ReqRow{R::info.type,
 		      R::info.nr,
 		      R::info.size,
-		      static_cast<uint8_t>(R::side),
+		      static_cast<uint8_t>((qor::serves_fc(R::side) ? DRV_FC_BIT : 0) |
+					   (qor::serves_eth(R::side) ? DRV_ETH_BIT : 0)),
 		      inst,
 		      status_off,
 		      static_cast<uint8_t>(R::mutates ? ROW_MUTATES : 0),

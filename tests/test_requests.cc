@@ -18,7 +18,7 @@
 namespace {
 
 // Each line's descriptor carries its record and the code it was checked against.
-#define QOR_REQUEST(name, type, nr, rec, side, target, state, literal, label)                 \
+#define QOR_REQUEST(name, type, nr, rec, side, target, effect, literal, label)                 \
 	static_assert(qor::request<QOR_IOCTL_##name>::info.code == (literal) &&                \
 		      std::is_same_v<qor::request<QOR_IOCTL_##name>::record, rec> &&            \
 		      QOR_IOCTL_SIZE(literal) == sizeof(rec) && (literal) >> 30 == QOR_IOC_DIR_RW, \

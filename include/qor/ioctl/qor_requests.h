@@ -23,7 +23,7 @@
 #define QOR_REQUEST_CODE_DECL static const uint32_t
 #endif
 
-#define QOR_REQUEST(name, type, nr, rec, side, target, state, code, label) \
+#define QOR_REQUEST(name, type, nr, rec, side, target, effect, code, label) \
 	QOR_REQUEST_CODE_DECL QOR_IOCTL_##name = QOR_IOCTL_CODE(type, nr, sizeof(rec)); \
 	static_assert(QOR_IOCTL_CODE(type, nr, sizeof(rec)) == (code), "QOR_IOCTL_" #name " code");
 #include "qor_requests.def"

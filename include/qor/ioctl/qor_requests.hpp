@@ -37,8 +37,8 @@ constexpr bool mutates_GET = false, mutates_SET = true;
 
 // Every request, in list order.
 inline constexpr request_info requests[] = {
-#define QOR_REQUEST(name, type, nr, rec, side_, target_, state, code, label) \
-	{QOR_IOCTL_##name, type, nr, sizeof(rec), side::side_, target::target_, detail::mutates_##state, #name, label},
+#define QOR_REQUEST(name, type, nr, rec, side_, target_, effect, code, label) \
+	{QOR_IOCTL_##name, type, nr, sizeof(rec), side::side_, target::target_, detail::mutates_##effect, #name, label},
 #include "qor_requests.def"
 #undef QOR_REQUEST
 };
