@@ -47,6 +47,24 @@ bool has(const std::string &text, const std::string &part)
 	return text.find(part) != std::string::npos;
 }
 
+constexpr const char *trunk_pending =
+	"trunk state is persisted by the library's trunk operations, which do not write it yet";
+
+// One run of a command. Setup is written to etc/qor.conf first; present and
+// absent are lines of etc/qor.conf after the command.
+struct invocation {
+	const char *path;
+	const char *args = "";
+	const char *setup = "";
+	std::vector<std::string> present = {};
+	std::vector<std::string> absent = {};
+	const char *topology = "";
+	// Set where a persisted line is written by a part that has not landed yet:
+	// its absence is reported as a skip naming the reason, not as a failure.
+	const char *pending = nullptr;
+	std::string text() const { return std::string(path) + " " + args; }
+};
+
 class Mxt : public ::testing::Test {
 protected:
 	void SetUp() override
@@ -76,7 +94,8 @@ protected:
 		std::string file = root + "/cases.json";
 		qt::write_file(file, cases.dump());
 		result r = sh("/usr/bin/python3 " QORL_SOURCE_DIR "/tests/mxt_json_check.py " QORL_SOURCE_DIR
-			      "/docs/mxt-json.md " + file);
+			      "/docs/mxt-json.md " +
+			      file);
 		EXPECT_EQ(r.rc, 0) << r.out << r.err;
 	}
 	// Parses a JSON output and queues it for the schema check.
@@ -87,6 +106,43 @@ protected:
 		if (!j.is_discarded())
 			cases.push_back({{"schema", schema}, {"what", what}, {"output", j}});
 		return j;
+	}
+	// A refused command: exit 1, nothing on stdout, one line on stderr that
+	// begins with "mxt: " and message; with --json the same message as an
+	// error object without a library status.
+	void refused(const std::string &args, const std::string &message)
+	{
+		result t = mxt(args);
+		EXPECT_EQ(t.rc, 1) << args;
+		EXPECT_EQ(t.out, "") << args;
+		EXPECT_EQ(t.err.rfind("mxt: " + message, 0), 0u) << args << ": " << t.err;
+		EXPECT_EQ(t.err.find('\n'), t.err.size() - 1) << args << ": one line: " << t.err;
+		result j = mxt(args + " --json");
+		EXPECT_EQ(j.rc, 1) << args;
+		json e = collect("error", args, j.out);
+		EXPECT_TRUE(e["error"]["status"].is_null()) << j.out;
+		EXPECT_TRUE(e["error"]["name"].is_null()) << j.out;
+		EXPECT_EQ(e["error"]["message"], t.err.substr(5, t.err.size() - 6)) << j.out;
+	}
+	// Runs an invocation in a fresh root set up for it; *conf gets the root's
+	// etc/qor.conf afterwards. With trap, a directory takes the file's place.
+	result run(const invocation &i, bool as_json, std::string *conf = nullptr, bool trap = false)
+	{
+		std::string r = fresh_root(), topo;
+		if (*i.topology) {
+			topo = r + "/topology.json";
+			qt::write_file(topo, i.topology);
+		}
+		if (trap) {
+			EXPECT_EQ(mkdir((r + "/etc").c_str(), 0755), 0);
+			EXPECT_EQ(mkdir((r + "/etc/qor.conf").c_str(), 0755), 0);
+		} else if (*i.setup) {
+			qt::write_file(r + "/etc/qor.conf", i.setup);
+		}
+		result out = mxt((as_json ? "--json " : "") + i.text(), topo, r);
+		if (conf)
+			*conf = qt::read_file(r + "/etc/qor.conf");
+		return out;
 	}
 	std::string root, bin;
 	int runs = 0;
@@ -105,23 +161,6 @@ std::map<std::string, std::string> listed_commands(const std::string &bin)
 }
 
 // ---- the table walk -------------------------------------------------------------
-
-constexpr const char *trunk_pending =
-	"trunk state is persisted by the library's trunk operations, which do not write it yet";
-
-// One run of a command. Setup is written to etc/qor.conf first; present and
-// absent are lines of etc/qor.conf after the command.
-struct invocation {
-	const char *path;
-	const char *args = "";
-	const char *setup = "";
-	std::vector<std::string> present = {};
-	std::vector<std::string> absent = {};
-	const char *topology = "";
-	// Set where a persisted line is written by a part that has not landed yet:
-	// its absence is reported as a skip naming the reason, not as a failure.
-	const char *pending = nullptr;
-};
 
 // Adapter 1's ports trunked, so that there is a trunk to disable.
 const char *const trunked_topology = R"({"adapters":[{"serial":"QXA2210F001","trunk_capable":true,"functions":[
@@ -159,8 +198,13 @@ const std::vector<invocation> &walk()
 		{"trunk show", "1"},
 		{"trunk enable", "1", "", {"adapter-QXA2210F001-trunk = \"TRUE\";"}, {}, "", trunk_pending},
 		{"trunk disable", "1"},
-		{"trunk disable", "1", "adapter-QXA2210F001-trunk = \"TRUE\";\n", {"adapter-QXA2210F001-trunk = \"FALSE\";"},
-		 {}, trunked_topology, trunk_pending},
+		{"trunk disable",
+		 "1",
+		 "adapter-QXA2210F001-trunk = \"TRUE\";\n",
+		 {"adapter-QXA2210F001-trunk = \"FALSE\";"},
+		 {},
+		 trunked_topology,
+		 trunk_pending},
 		{"lport list", "1/0"},
 		{"rport list", "1/0"},
 		{"rport show", "1/0 50:06:0e:80:10:3a:7c:00"},
@@ -211,17 +255,10 @@ TEST_F(Mxt, EveryCommandRunsInTextAndJson)
 {
 	std::map<std::string, std::string> listed = listed_commands(bin);
 	for (const invocation &i : walk()) {
-		const std::string what = std::string(i.path) + " " + i.args;
+		const std::string what = i.text();
 		for (bool as_json : {false, true}) {
-			std::string r = fresh_root();
-			std::string topo;
-			if (*i.topology) {
-				topo = r + "/topology.json";
-				qt::write_file(topo, i.topology);
-			}
-			if (*i.setup)
-				qt::write_file(r + "/etc/qor.conf", i.setup);
-			result out = mxt((as_json ? "--json " : "") + what, topo, r);
+			std::string c;
+			result out = run(i, as_json, &c);
 			ASSERT_EQ(out.rc, 0) << what << (as_json ? " (JSON)" : "") << ": " << out.err;
 			const bool shows = listed[i.path] == "reads" && !has(i.args, "--reset");
 			if (as_json) {
@@ -231,7 +268,6 @@ TEST_F(Mxt, EveryCommandRunsInTextAndJson)
 			} else if (!shows) {
 				EXPECT_EQ(out.out, "") << what << ": a change prints nothing in text";
 			}
-			std::string c = qt::read_file(r + "/etc/qor.conf");
 			// Pending lines are TrunkStateIsPersisted's.
 			for (const std::string &line : i.present) {
 				if (!i.pending) {
@@ -254,21 +290,12 @@ TEST_F(Mxt, TrunkStateIsPersisted)
 	for (const invocation &i : walk()) {
 		if (!i.pending)
 			continue;
-		std::string r = fresh_root();
-		std::string topo;
-		if (*i.topology) {
-			topo = r + "/topology.json";
-			qt::write_file(topo, i.topology);
-		}
-		if (*i.setup)
-			qt::write_file(r + "/etc/qor.conf", i.setup);
-		const std::string what = std::string(i.path) + " " + i.args;
-		result out = mxt(what, topo, r);
-		ASSERT_EQ(out.rc, 0) << what << ": " << out.err;
-		std::string c = qt::read_file(r + "/etc/qor.conf");
+		std::string c;
+		result out = run(i, false, &c);
+		ASSERT_EQ(out.rc, 0) << i.text() << ": " << out.err;
 		for (const std::string &line : i.present)
 			if (!has(c, line + "\n"))
-				missing.push_back(what + ": no '" + line + "'");
+				missing.push_back(i.text() + ": no '" + line + "'");
 	}
 	if (!missing.empty())
 		GTEST_SKIP() << "pending: " << trunk_pending << "; " << missing.front();
@@ -284,20 +311,12 @@ TEST_F(Mxt, FailedWriteBackExitsOneAndSaysSo)
 		// The invocations whose persisted lines are checked make real changes.
 		if (listed[i.path] != "sets" || (i.present.empty() && i.absent.empty()) || !tried.insert(i.path).second)
 			continue;
-		const std::string what = std::string(i.path) + " " + i.args;
+		const std::string what = i.text();
 		for (bool as_json : {false, true}) {
-			std::string r = fresh_root();
-			std::string topo;
-			if (*i.topology) {
-				topo = r + "/topology.json";
-				qt::write_file(topo, i.topology);
-			}
-			// The file's place is taken by a directory: the rename cannot replace it.
-			ASSERT_EQ(mkdir((r + "/etc").c_str(), 0755), 0);
-			ASSERT_EQ(mkdir((r + "/etc/qor.conf").c_str(), 0755), 0);
-			result out = mxt((as_json ? "--json " : "") + what, topo, r);
+			result out = run(i, as_json, nullptr, true);
 			EXPECT_EQ(out.rc, 1) << what;
-			EXPECT_TRUE(has(out.err, "mxt: the setting is active now but will not survive a restart")) << out.err;
+			EXPECT_TRUE(has(out.err, "mxt: the setting is active now but will not survive a restart"))
+				<< out.err;
 			EXPECT_TRUE(has(out.err, "/etc/qor.conf")) << out.err;
 			EXPECT_TRUE(has(out.err, "(QOR_STATUS_")) << out.err;
 			EXPECT_EQ(out.err.find('\n'), out.err.size() - 1) << what << ": one line: " << out.err;
@@ -314,14 +333,16 @@ TEST_F(Mxt, FailedWriteBackExitsOneAndSaysSo)
 	check_schemas();
 }
 
-// Addresses are read strictly: no sign, no blank, no overflow, no extra
-// part; the error names the argument, and nothing is sent or written.
-TEST_F(Mxt, BadArgumentsAreRefusedNamingThem)
+// Refused commands: one line on stderr saying what is wrong and what to do,
+// nothing on stdout, exit 1; with --json the error object.
+TEST_F(Mxt, RefusedCommandsSayWhy)
 {
-	struct bad {
-		const char *args, *named;
+	struct refusal {
+		const char *args, *message;
 	};
-	const bad cases_[] = {
+	const refusal cases_[] = {
+		// Arguments are read strictly: no sign, no blank, no overflow, no
+		// extra part; the message names the argument.
 		{"port disable 1/4294967297", "argument A/P: '1/4294967297' is not a port address"},
 		{"port disable -1/0", "argument A/P: '-1/0' is not a port address"},
 		{"port disable '1/ 0'", "argument A/P: '1/ 0' is not a port address"},
@@ -331,7 +352,8 @@ TEST_F(Mxt, BadArgumentsAreRefusedNamingThem)
 		{"port disable 1/0/0", "argument A/P: '1/0/0' is not a port address"},
 		{"port disable 1/", "argument A/P: '1/' is not a port address"},
 		{"port disable 0/0", "argument A/P: '0/0' is not a port address"},
-		{"adapter disable 99999999999999999999999", "argument N: '99999999999999999999999' is not an adapter number"},
+		{"adapter disable 99999999999999999999999",
+		 "argument N: '99999999999999999999999' is not an adapter number"},
 		{"adapter disable 4294967297", "argument N: '4294967297' is not an adapter number"},
 		{"trunk enable -1", "argument N: '-1' is not an adapter number"},
 		{"ioc name 1x uplink", "argument ID: '1x' is not a controller id"},
@@ -346,32 +368,7 @@ TEST_F(Mxt, BadArgumentsAreRefusedNamingThem)
 		{"port alpa 1/0 0xf0", "argument ALPA: '0xf0' is not a loop address"},
 		{"port frame-size 1/0 -2048", "argument BYTES: '-2048' is not a valid number"},
 		{"events --kind tin", "argument --kind: 'tin' is not a valid choice"},
-	};
-	for (const bad &b : cases_) {
-		result t = mxt(b.args);
-		EXPECT_EQ(t.rc, 1) << b.args;
-		EXPECT_EQ(t.out, "") << b.args;
-		EXPECT_EQ(t.err.rfind("mxt: " + std::string(b.named), 0), 0u) << b.args << ": " << t.err;
-		EXPECT_EQ(t.err.find('\n'), t.err.size() - 1) << b.args << ": one line: " << t.err;
-		result j = mxt(std::string("--json ") + b.args);
-		EXPECT_EQ(j.rc, 1) << b.args;
-		json e = collect("error", b.args, j.out);
-		EXPECT_TRUE(e["error"]["status"].is_null()) << j.out;
-		EXPECT_TRUE(e["error"]["name"].is_null()) << j.out;
-		EXPECT_EQ(e["error"]["message"], t.err.substr(5, t.err.size() - 6)) << j.out;
-	}
-	// '1/4294967297' once disabled port 1/1.
-	EXPECT_FALSE(has(conf(), "port-enable")) << conf();
-	check_schemas();
-}
-
-// An address that is well formed but leads nowhere, or to the wrong side.
-TEST_F(Mxt, AddressesLeadToTheirSideOrSayWhy)
-{
-	struct where {
-		const char *args, *message;
-	};
-	const where cases_[] = {
+		// Well formed, but leading nowhere or to the wrong side.
 		{"adapter show 3", "no adapter 3; 'mxt adapter list' shows the adapters"},
 		{"trunk show 3", "no adapter 3; 'mxt adapter list' shows the adapters"},
 		{"port show 3/0", "no adapter 3; 'mxt adapter list' shows the adapters"},
@@ -379,14 +376,20 @@ TEST_F(Mxt, AddressesLeadToTheirSideOrSayWhy)
 		{"eth show 1/0", "adapter 1 has no Ethernet port 0; 'mxt port list' shows the ports"},
 		{"fcoe show 1/0", "port 1/0 is a Fibre Channel port, not an FCoE port"},
 		{"ioc show 42", "no controller 42; 'mxt ioc list' shows the controllers"},
-		{"ioc coalesce 4 on", "controller 4 is an Ethernet controller; 'mxt ioc coalesce' takes Fibre Channel or FCoE"},
+		{"ioc coalesce 4 on",
+		 "controller 4 is an Ethernet controller; 'mxt ioc coalesce' takes Fibre Channel or FCoE"},
+		// Usage.
+		{"foo", "unknown command 'foo'; see mxt --help"},
+		{"ioc frobnicate", "unknown command 'ioc frobnicate'; see mxt ioc --help"},
+		{"ioc", "'ioc' needs a command; see mxt ioc --help"},
+		{"", "no command given; see mxt --help"},
+		{"port show", "port show: A/P is required; see mxt port show --help"},
 	};
-	for (const where &w : cases_) {
-		result r = mxt(w.args);
-		EXPECT_EQ(r.rc, 1) << w.args;
-		EXPECT_EQ(r.err.rfind("mxt: " + std::string(w.message), 0), 0u) << w.args << ": " << r.err;
-		EXPECT_FALSE(has(r.err, "has no a")) << r.err;
-	}
+	for (const refusal &r : cases_)
+		refused(r.args, r.message);
+	// '1/4294967297' once disabled port 1/1.
+	EXPECT_FALSE(has(conf(), "port-enable")) << conf();
+	check_schemas();
 }
 
 // What mxt prints, it takes back: speed and topology words of 'port show'.
@@ -418,30 +421,6 @@ TEST_F(Mxt, AlreadySoIsANoteNotAFailure)
 	EXPECT_EQ(j["changed"], false);
 	EXPECT_EQ(j["adapter"], 1);
 	EXPECT_EQ(j["config_path"], "/etc/qor.conf");
-}
-
-TEST_F(Mxt, UnknownCommandSaysSo)
-{
-	struct usage {
-		const char *args, *message;
-	};
-	const usage cases_[] = {
-		{"foo", "mxt: unknown command 'foo'; see mxt --help\n"},
-		{"ioc frobnicate", "mxt: unknown command 'ioc frobnicate'; see mxt ioc --help\n"},
-		{"ioc", "mxt: 'ioc' needs a command; see mxt ioc --help\n"},
-		{"", "mxt: no command given; see mxt --help\n"},
-		{"port show", "mxt: port show: A/P is required; see mxt port show --help\n"},
-	};
-	for (const usage &u : cases_) {
-		result r = mxt(u.args);
-		EXPECT_EQ(r.rc, 1) << u.args;
-		EXPECT_EQ(r.err, u.message);
-		result j = mxt(std::string(u.args) + " --json");
-		EXPECT_EQ(j.rc, 1) << u.args;
-		json e = collect("error", u.args, j.out);
-		EXPECT_EQ(e["error"]["message"], std::string(u.message).substr(5, strlen(u.message) - 6));
-	}
-	check_schemas();
 }
 
 TEST_F(Mxt, WithoutDriversSaysSoAndFails)
@@ -477,7 +456,8 @@ TEST_F(Mxt, IocListOfDefaultHardware)
 TEST_F(Mxt, TopologyFileDecidesTheControllers)
 {
 	std::string topo = root + "/topo.json";
-	qt::write_file(topo, R"({"adapters":[{"serial":"TESTSN1","functions":[{"type":"fc"},{"type":"fc"},{"type":"fc"}]}]})");
+	qt::write_file(
+		topo, R"({"adapters":[{"serial":"TESTSN1","functions":[{"type":"fc"},{"type":"fc"},{"type":"fc"}]}]})");
 	result r = mxt("ioc list --json", topo);
 	ASSERT_EQ(r.rc, 0) << r.err;
 	auto j = nlohmann::json::parse(r.out);

@@ -112,7 +112,8 @@ void read_arg(call &c, const param &p, const std::string &s)
 		break;
 	case arg::speed:
 		if (!qor_speed_parse(s.c_str(), &c.speed))
-			refuse(p.name, s, "a speed", "use 1, 2, 4, 8, 10 or 16 (Gbit/s, optionally with G or Gbps) or auto");
+			refuse(p.name, s, "a speed",
+			       "use 1, 2, 4, 8, 10 or 16 (Gbit/s, optionally with G or Gbps) or auto");
 		break;
 	case arg::topology:
 		if (!qor_topology_parse(s.c_str(), &c.topology))

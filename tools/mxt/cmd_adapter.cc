@@ -40,16 +40,6 @@ doc adapter_doc(qorl_adapter_t *a)
 	return d;
 }
 
-doc adapter_switch(call &c, bool on)
-{
-	qor_status_t st = on ? qorl_adapter_enable((uint32_t)c.adapter) : qorl_adapter_disable((uint32_t)c.adapter);
-	c.changed(st, (on ? "enabling " : "disabling ") + c.where(),
-		  st == QOR_STATUS_FAILED ? "a controller did not get there within 20 seconds; 'mxt ioc list' shows "
-					    "their states"
-					  : "");
-	return nullptr;
-}
-
 } // namespace
 
 doc adapter_list(call &)
@@ -70,18 +60,19 @@ doc adapter_name(call &c)
 {
 	qorl_adapter_set_name((unsigned)c.adapter, c.words["TEXT"].data());
 	qor_status_t st = qorl_get_last_error();
-	c.changed(st, "naming " + c.where(), st == QOR_STATUS_EINVAL ? "names hold at most 63 characters" : "");
-	return nullptr;
+	return c.changed(st, "naming " + c.where(), st == QOR_STATUS_EINVAL ? "names hold at most 63 characters" : "");
 }
 
-doc adapter_enable(call &c)
+template <bool On> doc adapter_switch(call &c)
 {
-	return adapter_switch(c, true);
+	qor_status_t st = On ? qorl_adapter_enable((uint32_t)c.adapter) : qorl_adapter_disable((uint32_t)c.adapter);
+	return c.changed(st, (On ? "enabling " : "disabling ") + c.where(),
+			 st == QOR_STATUS_FAILED ? "a controller did not get there within 20 seconds; 'mxt ioc "
+						   "list' shows their states"
+						 : "");
 }
 
-doc adapter_disable(call &c)
-{
-	return adapter_switch(c, false);
-}
+template doc adapter_switch<true>(call &);
+template doc adapter_switch<false>(call &);
 
 } // namespace mxt

@@ -95,9 +95,12 @@ doc attributes(const qor_ioc_attr_t &a)
 			    {"fw_ver", field(dr.fw_ver)},   {"bios_ver", field(dr.bios_ver)},
 			    {"efi_ver", field(dr.efi_ver)}, {"ob_ver", field(dr.ob_ver)}};
 	const qor_ioc_pci_attr_t &p = a.pci_attr;
-	d["pci_attr"] = {{"vendor_id", hex16(p.vendor_id)}, {"device_id", hex16(p.device_id)},
-			 {"ssid", hex16(p.ssid)},           {"ssvid", hex16(p.ssvid)},
-			 {"pcifn", p.pcifn},                {"chip_rev", field(p.chip_rev)}};
+	d["pci_attr"] = {{"vendor_id", hex16(p.vendor_id)},
+			 {"device_id", hex16(p.device_id)},
+			 {"ssid", hex16(p.ssid)},
+			 {"ssvid", hex16(p.ssvid)},
+			 {"pcifn", p.pcifn},
+			 {"chip_rev", field(p.chip_rev)}};
 	d["port_num"] = a.port_id;
 	return d;
 }
@@ -107,11 +110,16 @@ doc statistics(const qor_ioc_stats_t &s)
 	const qor_ioc_drv_stats_t &d = s.drv_stats;
 	const qor_ioc_fw_stats_t &f = s.fw_stats;
 	doc out;
-	out["drv_stats"] = {{"ioc_isrs", d.ioc_isrs},         {"ioc_enables", d.ioc_enables},
-			    {"ioc_disables", d.ioc_disables}, {"ioc_hb_fails", d.ioc_hb_fails},
-			    {"ioc_boots", d.ioc_boots},       {"stats_tmos", d.stats_tmos},
-			    {"hb_count", d.hb_count},         {"disable_reqs", d.disable_reqs},
-			    {"enable_reqs", d.enable_reqs},   {"disable_replies", d.disable_replies},
+	out["drv_stats"] = {{"ioc_isrs", d.ioc_isrs},
+			    {"ioc_enables", d.ioc_enables},
+			    {"ioc_disables", d.ioc_disables},
+			    {"ioc_hb_fails", d.ioc_hb_fails},
+			    {"ioc_boots", d.ioc_boots},
+			    {"stats_tmos", d.stats_tmos},
+			    {"hb_count", d.hb_count},
+			    {"disable_reqs", d.disable_reqs},
+			    {"enable_reqs", d.enable_reqs},
+			    {"disable_replies", d.disable_replies},
 			    {"enable_replies", d.enable_replies}};
 	out["fw_stats"] = {{"enable_reqs", f.enable_reqs},     {"disable_reqs", f.disable_reqs},
 			   {"get_attr_reqs", f.get_attr_reqs}, {"dbg_sync", f.dbg_sync},
@@ -187,17 +195,15 @@ doc ioc_show(call &c)
 
 doc ioc_coalesce(call &c)
 {
-	c.changed(qorl_iocfc_intr_set(c.q, c.words["MODE"] == "on" ? QOR_TRUE : QOR_FALSE,
-				      (uint16_t)c.numbers["--delay"], (uint16_t)c.numbers["--latency"]),
-		  "setting interrupt coalescing of " + c.where());
-	return nullptr;
+	return c.changed(qorl_iocfc_intr_set(c.q, c.words["MODE"] == "on" ? QOR_TRUE : QOR_FALSE,
+					     (uint16_t)c.numbers["--delay"], (uint16_t)c.numbers["--latency"]),
+			 "setting interrupt coalescing of " + c.where());
 }
 
 doc ioc_name(call &c)
 {
 	qor_status_t st = qorl_ioc_set_name(c.q, c.words["TEXT"].data());
-	c.changed(st, "naming " + c.where(), st == QOR_STATUS_EINVAL ? "names hold at most 63 characters" : "");
-	return nullptr;
+	return c.changed(st, "naming " + c.where(), st == QOR_STATUS_EINVAL ? "names hold at most 63 characters" : "");
 }
 
 } // namespace mxt

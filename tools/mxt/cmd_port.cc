@@ -67,12 +67,6 @@ doc list_row(const std::string &ap, qorl_t *q)
 	return r;
 }
 
-doc port_change(call &c, qor_status_t st, const std::string &doing, const std::string &hint = "")
-{
-	c.changed(st, doing + " of " + c.where(), hint);
-	return nullptr;
-}
-
 doc trunk_doc(const qor_trunk_attr_t &t)
 {
 	doc d;
@@ -93,17 +87,6 @@ doc trunk_doc(const qor_trunk_attr_t &t)
 	return d;
 }
 
-// Trunk settings are persisted by the library's trunk operations.
-doc trunk_switch(call &c, bool on)
-{
-	qor_status_t st = on ? qorl_trunk_enable((uint32_t)c.adapter) : qorl_trunk_disable((uint32_t)c.adapter);
-	c.changed(st, std::string(on ? "enabling" : "disabling") + " trunking on " + c.where(),
-		  st == QOR_STATUS_TRUNK_UNSUPP ? "this adapter cannot trunk its ports ('mxt adapter list' shows "
-						  "trunk_capable)"
-						: "");
-	return nullptr;
-}
-
 } // namespace
 
 doc port_list(call &)
@@ -119,52 +102,55 @@ doc port_list(call &)
 	return rows;
 }
 
-doc port_show(call &c)
+qor_port_attr_t read_port_attr(const call &c)
 {
 	qor_port_attr_t a;
 	check(qorl_port_get_attr(c.q, &a), "reading the attributes of " + c.where());
+	return a;
+}
+
+doc port_show(call &c)
+{
 	doc d;
 	d["port"] = c.address();
 	d["ioc_type"] = type_value(c.q->ioc_type);
-	d.update(attr_doc(a));
+	d.update(attr_doc(read_port_attr(c)));
 	return d;
 }
 
-doc port_enable(call &c)
+template <bool On> doc port_switch(call &c)
 {
-	return port_change(c, qorl_port_enable(c.q), "enabling", "");
+	return c.changed(On ? qorl_port_enable(c.q) : qorl_port_disable(c.q),
+			 (On ? "enabling " : "disabling ") + c.where());
 }
-
-doc port_disable(call &c)
-{
-	return port_change(c, qorl_port_disable(c.q), "disabling", "");
-}
+template doc port_switch<true>(call &);
+template doc port_switch<false>(call &);
 
 doc port_speed(call &c)
 {
-	return port_change(c, qorl_port_cfg_speed(c.q, c.speed), "setting the speed",
-			   "'mxt port show " + c.address() + "' shows the highest supported speed");
+	return c.changed(qorl_port_cfg_speed(c.q, c.speed), "setting the speed of " + c.where(),
+			 "'mxt port show " + c.address() + "' shows the highest supported speed");
 }
 
 doc port_topology(call &c)
 {
-	return port_change(c, qorl_port_cfg_topology(c.q, c.topology), "setting the topology");
+	return c.changed(qorl_port_cfg_topology(c.q, c.topology), "setting the topology of " + c.where());
 }
 
 doc port_alpa(call &c)
 {
 	long alpa = c.numbers["ALPA"];
 	if (alpa < 0)
-		return port_change(c, qorl_port_clr_hardalpa(c.q), "clearing the hard loop address");
-	return port_change(c, qorl_port_cfg_hardalpa(c.q, (uint8_t)alpa), "setting the hard loop address",
-			   "a hard loop address is one of the 126 valid loop addresses");
+		return c.changed(qorl_port_clr_hardalpa(c.q), "clearing the hard loop address of " + c.where());
+	return c.changed(qorl_port_cfg_hardalpa(c.q, (uint8_t)alpa), "setting the hard loop address of " + c.where(),
+			 "a hard loop address is one of the 126 valid loop addresses");
 }
 
 doc port_frame_size(call &c)
 {
 	qor_status_t st = qorl_port_cfg_maxfrsize(c.q, (uint16_t)c.numbers["BYTES"]);
-	return port_change(c, st, "setting the frame size",
-			   st == QOR_STATUS_INVLD_DFSZ ? "use 512, 1024, 2048 or 2112" : "");
+	return c.changed(st, "setting the frame size of " + c.where(),
+			 st == QOR_STATUS_INVLD_DFSZ ? "use 512, 1024, 2048 or 2112" : "");
 }
 
 doc port_stats(call &c)
@@ -173,7 +159,7 @@ doc port_stats(call &c)
 		qorl_stats_long_t pairs[QORL_PORT_ETH_STATS_COUNT];
 		check(qorl_port_get_stats(c.q, pairs), "reading the statistics of " + c.where());
 		return pairs_doc(pairs, c.q->ioc_type == QOR_IOC_TYPE_FC ? QORL_PORT_FC_STATS_COUNT
-									  : QORL_PORT_ETH_STATS_COUNT);
+									 : QORL_PORT_ETH_STATS_COUNT);
 	});
 }
 
@@ -188,14 +174,15 @@ doc trunk_show(call &c)
 	return d;
 }
 
-doc trunk_enable(call &c)
+// Trunk settings are persisted by the library's trunk operations.
+template <bool On> doc trunk_switch(call &c)
 {
-	return trunk_switch(c, true);
+	qor_status_t st = On ? qorl_trunk_enable((uint32_t)c.adapter) : qorl_trunk_disable((uint32_t)c.adapter);
+	return c.changed(st, std::string(On ? "enabling" : "disabling") + " trunking on " + c.where(),
+			 st == QOR_STATUS_TRUNK_UNSUPP ? "this adapter cannot trunk its ports" : "");
 }
 
-doc trunk_disable(call &c)
-{
-	return trunk_switch(c, false);
-}
+template doc trunk_switch<true>(call &);
+template doc trunk_switch<false>(call &);
 
 } // namespace mxt

@@ -23,9 +23,7 @@ doc role_value(uint32_t f)
 // The physical port's own logical port.
 wwn_t base_pwwn(const call &c)
 {
-	qor_port_attr_t a;
-	check(qorl_port_get_attr(c.q, &a), "reading the attributes of " + c.where());
-	return a.pwwn;
+	return read_port_attr(c).pwwn;
 }
 
 doc lport_doc(const call &c, const qor_lport_attr_t &a)
@@ -94,11 +92,11 @@ doc rport_doc(wwn_t rw, const qor_rport_attr_t *a, qor_status_t st)
 doc rport_stats_doc(const qor_rport_stats_t &s)
 {
 	static const char *const names[] = {
-		"offlines",      "onlines",      "rscns",         "plogis",         "plogi_accs",   "plogi_timeouts",
-		"plogi_rejects", "plogi_failed", "plogi_rcvd",    "prli_rcvd",      "adisc_rcvd",   "adisc_rejects",
-		"adisc_sent",    "adisc_accs",   "adisc_failed",  "adisc_rejected", "logos",        "logo_accs",
-		"logo_failed",   "logo_rejected", "logo_rcvd",    "rpsc_rcvd",      "rpsc_rejects", "rpsc_sent",
-		"rpsc_accs",     "rpsc_failed",  "rpsc_rejected", "rjt_insuff_res"};
+		"offlines",      "onlines",       "rscns",         "plogis",         "plogi_accs",   "plogi_timeouts",
+		"plogi_rejects", "plogi_failed",  "plogi_rcvd",    "prli_rcvd",      "adisc_rcvd",   "adisc_rejects",
+		"adisc_sent",    "adisc_accs",    "adisc_failed",  "adisc_rejected", "logos",        "logo_accs",
+		"logo_failed",   "logo_rejected", "logo_rcvd",     "rpsc_rcvd",      "rpsc_rejects", "rpsc_sent",
+		"rpsc_accs",     "rpsc_failed",   "rpsc_rejected", "rjt_insuff_res"};
 	static_assert(sizeof names / sizeof names[0] * 4 == offsetof(qor_rport_stats_t, hal_stats));
 	const auto *v = reinterpret_cast<const uint32_t *>(&s);
 	doc d = doc::object();

@@ -17,8 +17,8 @@ namespace {
 struct leaf {
 	const command *cmd = nullptr;
 	CLI::App *app = nullptr;
-	std::list<std::string> values;              // one per param, in order
-	std::vector<CLI::Option *> options;         // one per param, in order
+	std::list<std::string> values;      // one per param, in order
+	std::vector<CLI::Option *> options; // one per param, in order
 };
 
 std::vector<std::string> words(std::string_view path)
@@ -56,7 +56,8 @@ void build(CLI::App &app, std::list<leaf> &leaves)
 			std::string help = p.help;
 			if (p.def)
 				help += " (default " + std::string(p.def) + ")";
-			CLI::Option *o = p.type == arg::flag ? l.app->add_flag(p.name, help) : l.app->add_option(p.name, v, help);
+			CLI::Option *o = p.type == arg::flag ? l.app->add_flag(p.name, help)
+							     : l.app->add_option(p.name, v, help);
 			if (p.name[0] != '-')
 				o->required();
 			l.options.push_back(o);

@@ -62,13 +62,13 @@ template <size_t N> std::string field(const char (&s)[N])
 }
 
 // Values as both forms show them; null where there is nothing to show.
-doc wwn_value(wwn_t w);                 // null for 0
-doc mac_value(const uint8_t *m);        // null for 00:00:00:00:00:00
-doc word_value(const char *display);    // a library display word; null for "unknown", "---", "--"
-doc type_value(uint32_t ioc_type);      // "fc", "fcoe", "eth"
-doc topology_value(uint32_t topo);      // "p2p", "loop", "auto"
-doc pid_value(uint32_t pid);            // the FC address as 6 hex digits; null for 0
-doc cos_value(uint32_t cos);            // "class 3", "class 2 and 3"
+doc wwn_value(wwn_t w);              // null for 0
+doc mac_value(const uint8_t *m);     // null for 00:00:00:00:00:00
+doc word_value(const char *display); // a library display word; null for "unknown", "---", "--"
+doc type_value(uint32_t ioc_type);   // "fc", "fcoe", "eth"
+doc topology_value(uint32_t topo);   // "p2p", "loop", "auto"
+doc pid_value(uint32_t pid);         // the FC address as 6 hex digits; null for 0
+doc cos_value(uint32_t cos);         // "class 3", "class 2 and 3"
 // key_gbps (a number) and key (its text, "8G" or "Auto"), null when unknown.
 void put_speed(doc &d, const std::string &key, uint32_t code);
 // "Rx CRC err frames" -> "rx_crc_err_frames".

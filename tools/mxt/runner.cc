@@ -69,50 +69,40 @@ doc call::address_doc() const
 	return doc::object();
 }
 
-void call::changed(qor_status_t st, const std::string &doing, const std::string &hint)
+doc call::changed(qor_status_t st, const std::string &doing, const std::string &hint)
 {
 	for (qor_status_t a : cmd.already)
 		if (st == a) {
 			already = true;
 			fprintf(stderr, "mxt: note: %s: %s; nothing changed\n", doing.c_str(), status_text(st).c_str());
-			return;
+			return nullptr;
 		}
 	check(st, doing, hint);
+	return nullptr;
 }
 
 namespace {
 
+// Names of the sides, in the order of enum side.
+struct side_names {
+	const char *word, *noun;
+};
+constexpr side_names side_text[] = {
+	{"any", ""}, {"fc", "Fibre Channel or FCoE"}, {"eth", "Ethernet"}, {"fcoe", "FCoE"}};
+
 const char *side_word(side s)
 {
-	switch (s) {
-	case side::fc:
-		return "fc";
-	case side::eth:
-		return "eth";
-	case side::fcoe:
-		return "fcoe";
-	default:
-		return "any";
-	}
+	return side_text[(int)s].word;
+}
+
+const char *side_noun(side s)
+{
+	return side_text[(int)s].noun;
 }
 
 const char *effect_word(effect e)
 {
 	return e == effect::sets ? "sets" : e == effect::acts ? "acts" : "reads";
-}
-
-const char *side_noun(side s)
-{
-	switch (s) {
-	case side::fc:
-		return "Fibre Channel or FCoE";
-	case side::eth:
-		return "Ethernet";
-	case side::fcoe:
-		return "FCoE";
-	default:
-		return "";
-	}
 }
 
 bool on_side(const qorl_t *q, side s)
@@ -152,7 +142,7 @@ void resolve(call &c)
 			fail("no adapter " + std::to_string(c.adapter) + "; 'mxt adapter list' shows the adapters");
 	}
 	if (c.port >= 0) {
-		c.q = s == side::any ? qorl_adapter_get_ioc(c.ad, c.port)
+		c.q = s == side::any   ? qorl_adapter_get_ioc(c.ad, c.port)
 		      : s == side::eth ? qorl_adapter_get_ethioc(c.ad, c.port)
 				       : qorl_adapter_get_fcioc(c.ad, c.port);
 		if (!c.q)
@@ -169,7 +159,8 @@ void resolve(call &c)
 			fail("no controller " + std::to_string(c.id) + "; 'mxt ioc list' shows the controllers");
 		if (!on_side(c.q, s))
 			fail("controller " + std::to_string(c.id) + " is " + type_noun(c.q) + " controller; 'mxt " +
-			     c.cmd.path + "' takes " + side_noun(s) + " controllers ('mxt ioc list' shows their types)");
+			     c.cmd.path + "' takes " + side_noun(s) +
+			     " controllers ('mxt ioc list' shows their types)");
 	}
 }
 
@@ -196,8 +187,7 @@ doc done(const call &c)
 
 } // namespace
 
-void run(const command &cmd, const std::map<std::string, std::string> &raw,
-	 const std::map<std::string, bool> &flags)
+void run(const command &cmd, const std::map<std::string, std::string> &raw, const std::map<std::string, bool> &flags)
 {
 	call c{cmd};
 	for (const param &p : cmd.params) {

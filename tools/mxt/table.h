@@ -37,8 +37,8 @@ struct param {
 	const char *name; // positional "A/P"; option "--delay"; flag "--follow,-f"
 	const char *help;
 	std::vector<std::string> choices = {};
-	long lo = 0, hi = 0;        // number range
-	const char *def = nullptr;  // value of an option that is not given
+	long lo = 0, hi = 0;       // number range
+	const char *def = nullptr; // value of an option that is not given
 };
 
 struct call;
@@ -67,18 +67,18 @@ const std::map<std::string, std::string> &groups();
 // One run of a command: its parsed arguments and what they lead to.
 struct call {
 	const command &cmd;
-	int adapter = 0;             // adapter number, 0 when none
-	int port = -1;               // port number of an A/P address
-	int id = -1;                 // controller id
+	int adapter = 0; // adapter number, 0 when none
+	int port = -1;   // port number of an A/P address
+	int id = -1;     // controller id
 	qorl_adapter_t *ad = nullptr;
-	qorl_t *q = nullptr;         // the controller of the row's side
+	qorl_t *q = nullptr; // the controller of the row's side
 	wwn_t wwn = 0;
 	qor_port_speed_t speed = QOR_PORT_SPEED_AUTO;
 	qor_port_topology_t topology = QOR_PORT_TOPOLOGY_AUTO;
 	std::map<std::string, std::string> words; // text and choice arguments
 	std::map<std::string, long> numbers;      // number and alpa (-1: clear)
 	std::map<std::string, bool> flags;
-	bool already = false;                      // nothing changed: it was so
+	bool already = false; // nothing changed: it was so
 
 	// "port 1/0", "adapter 1", "controller 3".
 	std::string where() const;
@@ -87,13 +87,13 @@ struct call {
 	// The address as output keys: {"port": "1/0"}, {"adapter": 1}, {"id": 3}.
 	doc address_doc() const;
 	// The result of a change: OK; one of the row's "already" statuses (a note
-	// on stderr, and the command still succeeds); anything else fails.
-	void changed(qor_status_t st, const std::string &doing, const std::string &hint = "");
+	// on stderr, and the command still succeeds); anything else fails. Returns
+	// the action's result: nothing to show.
+	doc changed(qor_status_t st, const std::string &doing, const std::string &hint = "");
 };
 
 // Runs one row with the raw argument texts, by param name.
-void run(const command &cmd, const std::map<std::string, std::string> &raw,
-	 const std::map<std::string, bool> &flags);
+void run(const command &cmd, const std::map<std::string, std::string> &raw, const std::map<std::string, bool> &flags);
 // Every command path with its arguments and traits (--list-commands).
 doc command_list();
 
@@ -109,22 +109,20 @@ doc ioc_name(call &);
 doc adapter_list(call &);
 doc adapter_show(call &);
 doc adapter_name(call &);
-doc adapter_enable(call &);
-doc adapter_disable(call &);
+// Enable (true) or disable (false).
+template <bool On> doc adapter_switch(call &);
 doc config_show(call &);
 doc config_path(call &);
 doc port_list(call &);
 doc port_show(call &);
-doc port_enable(call &);
-doc port_disable(call &);
+template <bool On> doc port_switch(call &);
 doc port_speed(call &);
 doc port_topology(call &);
 doc port_alpa(call &);
 doc port_frame_size(call &);
 doc port_stats(call &);
 doc trunk_show(call &);
-doc trunk_enable(call &);
-doc trunk_disable(call &);
+template <bool On> doc trunk_switch(call &);
 doc lport_list(call &);
 doc rport_list(call &);
 doc rport_show(call &);
@@ -133,17 +131,17 @@ doc eth_show(call &);
 doc eth_stats(call &);
 doc fcoe_show(call &);
 doc fcoe_stats(call &);
-doc fcoe_enable(call &);
-doc fcoe_disable(call &);
+template <bool On> doc fcoe_switch(call &);
 doc events(call &);
 
+// The attributes of the port the call names.
+qor_port_attr_t read_port_attr(const call &c);
 // The controller record of the list for a copy kept by an adapter.
 qorl_t *listed_controller(const qorl_t *copy);
 // A controller as 'ioc list' and 'adapter show' show it.
 doc controller_doc(qorl_t *q);
 // Shows a port's counters, or resets them with --reset.
-template <class Show>
-doc stats_or_reset(call &c, qor_status_t (*reset)(qorl_t *), const char *what, Show show)
+template <class Show> doc stats_or_reset(call &c, qor_status_t (*reset)(qorl_t *), const char *what, Show show)
 {
 	if (c.flags["--reset"]) {
 		check(reset(c.q), std::string("resetting the ") + what + " of " + c.where());
