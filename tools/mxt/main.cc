@@ -53,9 +53,8 @@ void build(CLI::App &app, std::list<leaf> &leaves)
 		l.app = parent->add_subcommand(w.back(), cmd.help);
 		for (const param &p : cmd.params) {
 			std::string &v = l.values.emplace_back();
-			std::string help = p.help;
-			if (p.def)
-				help += " (default " + std::string(p.def) + ")";
+			// Const: given a non-const string, add_flag would store the flag's value in it.
+			const std::string help = p.help + (p.def ? " (default " + std::string(p.def) + ")" : "");
 			CLI::Option *o = p.type == arg::flag ? l.app->add_flag(p.name, help)
 							     : l.app->add_option(p.name, v, help);
 			if (p.name[0] != '-')
