@@ -124,9 +124,9 @@ protected:
 		EXPECT_TRUE(e["error"]["name"].is_null()) << j.out;
 		EXPECT_EQ(e["error"]["message"], t.err.substr(5, t.err.size() - 6)) << j.out;
 	}
-	// Runs an invocation in a fresh root set up for it; *conf gets the root's
-	// etc/qor.conf afterwards. With trap, a directory takes the file's place.
-	result run(const invocation &i, bool as_json, std::string *conf = nullptr, bool trap = false)
+	// Runs an invocation in a fresh root set up for it; *written gets the
+	// root's etc/qor.conf afterwards. With trap, a directory takes the file's place.
+	result run(const invocation &i, bool as_json, std::string *written = nullptr, bool trap = false)
 	{
 		std::string r = fresh_root(), topo;
 		if (*i.topology) {
@@ -140,8 +140,8 @@ protected:
 			qt::write_file(r + "/etc/qor.conf", i.setup);
 		}
 		result out = mxt((as_json ? "--json " : "") + i.text(), topo, r);
-		if (conf)
-			*conf = qt::read_file(r + "/etc/qor.conf");
+		if (written)
+			*written = qt::read_file(r + "/etc/qor.conf");
 		return out;
 	}
 	std::string root, bin;

@@ -45,7 +45,7 @@ const std::vector<command> &commands()
 		{.path = "ioc coalesce",
 		 .help = "turn interrupt coalescing of an FC or FCoE controller on or off",
 		 .params = {controller_id,
-			    {arg::choice, "MODE", "on or off", {"on", "off"}},
+			    {arg::choice, "MODE", "coalescing", {"on", "off"}},
 			    {arg::number, "--delay", "interrupt delay in microseconds", {}, 0, 65535, "1125"},
 			    {arg::number, "--latency", "interrupt latency in microseconds", {}, 0, 65535, "225"}},
 		 .needs = side::fc,

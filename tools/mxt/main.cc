@@ -40,10 +40,12 @@ void build(CLI::App &app, std::list<leaf> &leaves)
 	for (const command &cmd : commands()) {
 		std::vector<std::string> w = words(cmd.path);
 		CLI::App *parent = &app;
+		std::string prefix;
 		for (size_t i = 0; i + 1 < w.size(); i++) {
-			CLI::App *&g = made[w[i]];
+			prefix += (i ? " " : "") + w[i];
+			CLI::App *&g = made[prefix];
 			if (!g) {
-				g = parent->add_subcommand(w[i], groups().at(w[i]));
+				g = parent->add_subcommand(w[i], groups().at(prefix));
 				g->require_subcommand(1);
 			}
 			parent = g;
@@ -53,10 +55,17 @@ void build(CLI::App &app, std::list<leaf> &leaves)
 		l.app = parent->add_subcommand(w.back(), cmd.help);
 		for (const param &p : cmd.params) {
 			std::string &v = l.values.emplace_back();
+			std::string text = p.help;
+			for (size_t i = 0; i < p.choices.size(); i++)
+				text += (i ? ", " : ": ") + p.choices[i];
+			if (p.def)
+				text += " (default " + std::string(p.def) + ")";
 			// Const: given a non-const string, add_flag would store the flag's value in it.
-			const std::string help = p.help + (p.def ? " (default " + std::string(p.def) + ")" : "");
+			const std::string help = text;
 			CLI::Option *o = p.type == arg::flag ? l.app->add_flag(p.name, help)
 							     : l.app->add_option(p.name, v, help);
+			if (p.type != arg::flag)
+				o->type_name(p.name[0] == '-' ? "VALUE" : "");
 			if (p.name[0] != '-')
 				o->required();
 			l.options.push_back(o);
@@ -64,7 +73,8 @@ void build(CLI::App &app, std::list<leaf> &leaves)
 	}
 }
 
-bool is_help(std::string_view a)
+// Options that need no command.
+bool standalone(std::string_view a)
 {
 	return a == "-h" || a == "--help" || a == "--help-all" || a == "--version" || a == "--list-commands";
 }
@@ -76,7 +86,7 @@ void check_path(int argc, char **argv)
 	std::vector<std::string> given;
 	for (int i = 1; i < argc; i++) {
 		std::string_view a = argv[i];
-		if (is_help(a))
+		if (standalone(a))
 			return;
 		if (a.empty() || a[0] != '-')
 			given.emplace_back(a);
