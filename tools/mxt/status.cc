@@ -44,6 +44,8 @@ constexpr meaning_row meanings[] = {
 	{QOR_STATUS_IOC_ENABLED, "the controller is already enabled"},
 	{QOR_STATUS_IOC_DISABLED, "the controller is already disabled"},
 	{QOR_STATUS_AD_IS_ENABLE, "the adapter is already enabled"},
+	{QOR_STATUS_ADAPTER_ENABLED, "the adapter is already enabled"},
+	{QOR_STATUS_ADAPTER_DISABLED, "the adapter is already disabled"},
 	{QOR_STATUS_SAME_NAME, "the name is already in use"},
 	{QOR_STATUS_VERSION_FAIL, "the driver's version check failed"},
 	{QOR_STATUS_NO_DRIVER, "the adapter driver is not loaded"},
