@@ -223,9 +223,9 @@ void end_overflow(Function &f, int app)
 	static constexpr const char *kAppNames[] = {"mxt", "dxm", "cim", "snia", "test"};
 	fprintf(stderr,
 		"qorsim: warning: %s driver instance %d: the event queue of application %d (%s) was full; "
-		"%llu events lost, the oldest first\n",
+		"%llu event%s lost, the oldest first\n",
 		f.drv == QORSIM_DRV_FC ? "fc" : "eth", f.instance, app, kAppNames[app],
-		static_cast<unsigned long long>(f.aen_lost[app]));
+		static_cast<unsigned long long>(f.aen_lost[app]), f.aen_lost[app] == 1 ? "" : "s");
 	f.aen_lost[app] = 0;
 }
 

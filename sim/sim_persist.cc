@@ -10,6 +10,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <cstring>
 #include <map>
 #include <optional>
@@ -132,17 +133,13 @@ std::optional<uint32_t> decimal(const std::string &s, uint32_t max)
 // "0x7f" or "7f".
 std::optional<uint8_t> hex_byte(const std::string &s)
 {
-	const std::string d = s.size() > 2 && s[0] == '0' && (s[1] == 'x' || s[1] == 'X') ? s.substr(2) : s;
-	if (d.empty() || d.size() > 2)
+	const bool prefixed = s.size() > 2 && s[0] == '0' && (s[1] == 'x' || s[1] == 'X');
+	const char *first = s.data() + (prefixed ? 2 : 0), *last = s.data() + s.size();
+	uint8_t v = 0;
+	const auto [end, ec] = std::from_chars(first, last, v, 16);
+	if (first == last || last - first > 2 || end != last || ec != std::errc())
 		return std::nullopt;
-	int v = 0;
-	for (char ch : d) {
-		const int x = qor_text_hexval_(ch);
-		if (x < 0)
-			return std::nullopt;
-		v = v * 16 + x;
-	}
-	return static_cast<uint8_t>(v);
+	return v;
 }
 
 std::optional<bool> word(const std::string &s, const char *yes, const char *no)
