@@ -33,7 +33,7 @@ void init_sim()
 	if (ok)
 		ok = parse_topology(text, s->m, err);
 	if (ok)
-		apply_persistent_names(s->m, getenv("QORSIM_ROOT"));
+		apply_config(s->m);
 	if (!ok) {
 		// Nothing sensible to emulate: both nodes then fail to open.
 		fprintf(stderr, "qorsim: %s\n", err.c_str());
@@ -209,10 +209,24 @@ void queue_event(Model &m, Function &f, const qor_aen_entry_t &e)
 			q.pop_front(); // a full queue loses its oldest event
 			d.queued[a]--;
 			f.aen_dropped[a]++;
+			f.aen_lost[a]++;
 		}
 		q.push_back(c);
 		d.queued[a]++;
 	}
+}
+
+void end_overflow(Function &f, int app)
+{
+	if (!f.aen_lost[app])
+		return;
+	static constexpr const char *kAppNames[] = {"mxt", "dxm", "cim", "snia", "test"};
+	fprintf(stderr,
+		"qorsim: warning: %s driver instance %d: the event queue of application %d (%s) was full; "
+		"%llu event%s lost, the oldest first\n",
+		f.drv == QORSIM_DRV_FC ? "fc" : "eth", f.instance, app, kAppNames[app],
+		static_cast<unsigned long long>(f.aen_lost[app]), f.aen_lost[app] == 1 ? "" : "s");
+	f.aen_lost[app] = 0;
 }
 
 void clear_events(Model &m)
@@ -256,6 +270,13 @@ void state_event(Model &m, Function &f, uint32_t new_state)
 		memcpy(e.aen_data.ioc.mac, f.mac.mac, 6);
 		queue_event(m, f, e);
 	}
+}
+
+int reply(Req &r, uint32_t status)
+{
+	if (r.row.status_off >= 0)
+		memcpy(r.rec + r.row.status_off, &status, sizeof status);
+	return 0;
 }
 
 // ---- caller memory ------------------------------------------------------------
