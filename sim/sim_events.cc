@@ -273,6 +273,19 @@ void set_field(const qor_aen_field_t &f, qor_aen_data_t &rec, const json &v, con
 				return;
 			}
 		break;
+	case QOR_AEN_FIELD_ROLES:
+		if (v.is_array()) {
+			int64_t bits = 0;
+			for (const json &w : v) {
+				const uint32_t b = w.is_string() ? qor_role_parse(w.get<std::string>().c_str()) : 0;
+				if (!b)
+					bad(path, "must be a list of \"initiator\", \"target\", \"ipfc\" or an integer");
+				bits |= b;
+			}
+			qor_aen_field_set_int(&f, &rec, bits);
+			return;
+		}
+		break;
 	default:
 		break;
 	}
@@ -282,8 +295,10 @@ void set_field(const qor_aen_field_t &f, qor_aen_data_t &rec, const json &v, con
 		const bool sign = f.kind != QOR_AEN_FIELD_UINT;
 		const int64_t lo = sign ? -(int64_t{1} << (bits - 1)) : 0;
 		const int64_t hi = sign ? (int64_t{1} << (bits - 1)) - 1 : (int64_t{1} << bits) - 1;
-		bad(path, std::string(f.kind == QOR_AEN_FIELD_IOC_TYPE ? "must be \"fc\", \"fcoe\", \"eth\" or " : "must be ") +
-				  "an integer from " + std::to_string(lo) + " to " + std::to_string(hi));
+		const char *words = f.kind == QOR_AEN_FIELD_IOC_TYPE ? "must be \"fc\", \"fcoe\", \"eth\" or "
+				    : f.kind == QOR_AEN_FIELD_ROLES ? "must be a list of \"initiator\", \"target\", \"ipfc\" or "
+								    : "must be ";
+		bad(path, words + std::string("an integer from ") + std::to_string(lo) + " to " + std::to_string(hi));
 	}
 }
 

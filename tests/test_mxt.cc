@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -389,6 +390,96 @@ TEST_F(Mxt, AlreadySoIsANoteNotAFailure)
 	EXPECT_EQ(j["changed"], false);
 	EXPECT_EQ(j["adapter"], 1);
 	EXPECT_EQ(j["config_path"], "/etc/qor.conf");
+}
+
+// ---- events ------------------------------------------------------------------------
+
+// Two cards, the converged one with FC and Ethernet instances 1 that overlap
+// in number; state changes that raise an event of every category, due at
+// at_ms.
+std::string events_topology(int at_ms)
+{
+	json t = json::parse(R"({"adapters": [
+	  { "serial": "QXA2210F001", "functions": [
+	      { "type": "fc", "fcport": { "rports": [ { "pwwn": "21:00:00:24:ff:00:00:01" },
+	                                              { "pwwn": "21:00:00:24:ff:00:00:02", "role": "initiator" } ] } },
+	      { "type": "fc" } ] },
+	  { "serial": "QXC2214C007", "functions": [
+	      { "type": "fcoe" }, { "type": "fcoe" }, { "type": "eth" }, { "type": "eth" } ] } ],
+	  "schedule": [
+	    { "action": "link_down", "instance": 0 },
+	    { "action": "ioc_disable", "instance": 1 },
+	    { "action": "link_down", "driver": "eth", "instance": 0 },
+	    { "action": "ioc_disable", "driver": "eth", "instance": 1 },
+	    { "action": "adapter_add", "adapter": 1 },
+	    { "action": "audit", "instance": 2, "partition_inst": -1 },
+	    { "action": "event", "instance": 0,
+	      "event": { "category": "lport", "type": "new", "data": { "roles": 3 } } } ]})");
+	for (auto &e : t["schedule"])
+		e["at_ms"] = at_ms;
+	return t.dump();
+}
+
+// What names each event: category, type and its controller (driver,
+// instance, port), as printed.
+std::multiset<std::string> event_names(const json &events)
+{
+	std::multiset<std::string> names;
+	for (const json &e : events)
+		names.insert(e["category"].get<std::string>() + " " + e["type"].get<std::string>() + " " +
+			     e["driver"].dump() + " " + e["instance"].dump() + " " + e["port"].dump());
+	return names;
+}
+
+const std::multiset<std::string> kEventNames = {
+	R"(port offline "fc" 0 "1/0")",    R"(lport offline "fc" 0 "1/0")",  R"(rport offline "fc" 0 "1/0")",
+	R"(rport offline "fc" 0 "1/0")",   R"(itnim offline "fc" 0 "1/0")",  R"(lport new "fc" 0 "1/0")",
+	R"(ioc disable "fc" 1 "1/1")",     R"(port disable "fc" 1 "1/1")",   R"(ethport linkdown "eth" 0 "2/0")",
+	R"(ioc disable "eth" 1 "2/1")",    R"(ethport disable "eth" 1 "2/1")", "adapter add null null null",
+	R"(audit flash_update "fc" 2 "2/0")",
+};
+
+// Real events of every category, queued and followed, in JSON and text:
+// every record matches the schema and names its controller by driver,
+// instance and port (the two drivers' instances 1 stay apart).
+TEST_F(Mxt, EventsOfEveryCategoryNameTheirControllerAndMatchTheSchema)
+{
+	std::string topo = root + "/events.json";
+	qt::write_file(topo, events_topology(0));
+	result q = mxt("--json events", topo);
+	ASSERT_EQ(q.rc, 0) << q.err;
+	json queued = collect("events", "events (queued)", q.out);
+	EXPECT_EQ(event_names(queued), kEventNames) << q.out;
+	for (const json &e : queued)
+		if (e["category"] == "lport" && e["type"] == "new") {
+			EXPECT_EQ(e["roles"], json({"initiator", "target"}));
+		} else if (e["category"] == "audit") {
+			EXPECT_EQ(e["partition_inst"], -1);
+		}
+
+	// The text form: one line each, the controller named the same way.
+	result t = mxt("events", topo);
+	ASSERT_EQ(t.rc, 0) << t.err;
+	EXPECT_TRUE(has(t.out, "  ioc disable  fc instance 1 (port 1/1)  pwwn ")) << t.out;
+	EXPECT_TRUE(has(t.out, "  ioc disable  eth instance 1 (port 2/1)  mac ")) << t.out;
+	EXPECT_TRUE(has(t.out, "  adapter add  -  serial_num QXC2214C007\n")) << t.out;
+	EXPECT_EQ(std::count(t.out.begin(), t.out.end(), '\n'), static_cast<long>(kEventNames.size())) << t.out;
+
+	for (int at : {0, 100}) {
+		qt::write_file(topo, events_topology(at));
+		const std::vector<std::string> argv = {bin + "/qorsim", "--root", root, "--topology", topo, "--",
+						       bin + "/mxt",    "--json", "events", "--follow"};
+		qt::Lines f = qt::read_lines(argv, [](const std::vector<std::string> &l) {
+			return l.size() >= kEventNames.size();
+		});
+		json followed = json::array();
+		for (const std::string &l : f.lines)
+			followed.push_back(json::parse(l, nullptr, false));
+		collect("events", "events --follow, changes at " + std::to_string(at) + " ms", followed.dump());
+		EXPECT_EQ(event_names(followed), kEventNames) << followed.dump(1);
+		EXPECT_TRUE(WIFEXITED(f.status) && WEXITSTATUS(f.status) == 0) << "ends cleanly on SIGTERM";
+	}
+	check_schemas();
 }
 
 TEST_F(Mxt, WithoutDriversSaysSoAndFails)

@@ -10,6 +10,7 @@
  *   speed "1", "2", "4", "8", "10", "16" with an optional "G" or "Gbps"
  *        (any case), or "auto"
  *   topology "p2p", "loop", "auto" (any case)
+ *   logical port role "initiator", "target", "ipfc"
  * Controller types are named "fc", "fcoe" and "eth" on output.
  * Hex digits may be upper or lower case; output is always lower case.
  */
@@ -20,6 +21,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include "../defs/qor_defs_lport.h"
 #include "../defs/qor_defs_types.h"
 
 #ifdef __cplusplus
@@ -207,6 +209,32 @@ static inline const char *qor_ioc_type_word(uint32_t type)
 	default:
 		return "unknown";
 	}
+}
+
+/* Word of one logical port role bit (enum qor_lport_role), or NULL for
+ * any other value. */
+static inline const char *qor_role_word(uint32_t bit)
+{
+	switch (bit) {
+	case QOR_LPORT_ROLE_FCP_IM:
+		return "initiator";
+	case QOR_LPORT_ROLE_FCP_TM:
+		return "target";
+	case QOR_LPORT_ROLE_FCP_IPFC:
+		return "ipfc";
+	default:
+		return 0;
+	}
+}
+
+/* The role bit of a word (exact, lower case), or 0. */
+static inline uint32_t qor_role_parse(const char *s)
+{
+	uint32_t bit;
+	for (bit = QOR_LPORT_ROLE_FCP_IM; bit <= QOR_LPORT_ROLE_FCP_IPFC; bit <<= 1)
+		if (s && strcmp(s, qor_role_word(bit)) == 0)
+			return bit;
+	return 0;
 }
 
 #ifdef __cplusplus

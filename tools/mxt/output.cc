@@ -199,6 +199,15 @@ doc cos_value(uint32_t c)
 	}
 }
 
+doc roles_value(uint32_t bits)
+{
+	doc words = doc::array();
+	for (uint32_t b = 1; b != 0; b <<= 1)
+		if (const char *w = (bits & b) ? qor_role_word(b) : nullptr)
+			words.push_back(w);
+	return words;
+}
+
 void put_speed(doc &d, const std::string &key, uint32_t code)
 {
 	unsigned g = qor_speed_gbps(code);
