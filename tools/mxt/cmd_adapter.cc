@@ -75,12 +75,15 @@ std::string laggards(qorl_adapter_t *a, bool on)
 			qor_ioc_attr_t attr;
 			if (!copy)
 				continue;
-			const bool read = qorl_ioc_get_attr(copy, &attr) == QOR_STATUS_OK;
-			if (read && attr.state == (on ? QOR_IOC_OPERATIONAL : QOR_IOC_DISABLED))
-				continue;
-			const doc state = read ? word_value(qorl_ioc_state_to_string((qor_ioc_state_t)attr.state)) : doc();
-			s += (s.empty() ? "" : ", ") + controller_text(controller_key(copy)) + " is " +
-			     (state.is_null() ? "in an unknown state" : state.get<std::string>());
+			std::string state = "its state cannot be read";
+			if (qorl_ioc_get_attr(copy, &attr) == QOR_STATUS_OK) {
+				if (attr.state == (on ? QOR_IOC_OPERATIONAL : QOR_IOC_DISABLED))
+					continue;
+				const doc word = word_value(qorl_ioc_state_to_string((qor_ioc_state_t)attr.state));
+				state = word.is_null() ? "state " + std::to_string(attr.state) : word.get<std::string>();
+			}
+			s += (s.empty() ? "" : ", ") + controller_text(controller_key(copy)) + " is not " +
+			     (on ? "operational" : "disabled") + " (" + state + ")";
 		}
 	return s;
 }
@@ -93,7 +96,7 @@ template <bool On> doc adapter_switch(call &c)
 	// library reports as QOR_STATUS_FAILED here.
 	if (st == QOR_STATUS_FAILED)
 		hint = "timed out after 20 seconds per controller: " + laggards(c.ad, On) +
-		       " now; 'mxt ioc list' shows the states";
+		       "; 'mxt ioc list' shows the states";
 	return c.changed(st, (On ? "enabling " : "disabling ") + c.where(), hint);
 }
 

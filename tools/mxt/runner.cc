@@ -234,7 +234,11 @@ doc command_list()
 	for (const command &c : commands()) {
 		doc args = doc::array();
 		for (const param &p : c.params)
-			args.push_back(p.name);
+			args.push_back({{"name", p.name},
+					{"help", p.help},
+					{"required", p.name[0] != '-'},
+					{"choices", p.choices},
+					{"default", p.def ? doc(p.def) : doc()}});
 		rows.push_back({{"path", c.path},
 				{"arguments", args},
 				{"side", side_word(c.needs)},
