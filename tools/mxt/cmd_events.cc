@@ -106,7 +106,7 @@ doc event_doc(uint32_t cat, int type, qorl_t *q, const qor_timeval_t &tv, const 
 
 std::string text(const doc &v)
 {
-	return v.is_null() ? "-" : v.is_string() ? v.get<std::string>() : v.dump();
+	return v.is_null() ? "-" : v.is_string() ? v.get<std::string>() : one_line(v);
 }
 
 // The field that names the object, for the one-line text form.
@@ -124,7 +124,7 @@ void emit_line(const doc &e)
 {
 	std::lock_guard lk(out_mu);
 	if (opts().json) {
-		std::cout << e.dump() << std::endl;
+		std::cout << one_line(e) << std::endl;
 		return;
 	}
 	std::cout << text(e["time"]) << "  " << text(e["category"]) << " " << text(e["type"]) << "  "

@@ -45,6 +45,8 @@ doc error_doc(const failure &f);
 // Output: a record (object), a list (array of objects) or a plain text, as
 // text or JSON.
 void print(const doc &d);
+// A document as JSON on one line (bytes that are not UTF-8 become U+FFFD).
+std::string one_line(const doc &d);
 
 // Library session: init under an application identity, load, discover.
 // Fails with the driver message when no driver answers.

@@ -117,6 +117,11 @@ void print(const doc &d)
 		std::cout << scalar(d) << "\n";
 }
 
+std::string one_line(const doc &d)
+{
+	return d.dump(-1, ' ', false, replace_invalid);
+}
+
 std::string wwn_text(wwn_t w)
 {
 	char s[QOR_WWN_TEXT_LEN];
