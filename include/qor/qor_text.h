@@ -21,7 +21,6 @@
 #include <stdint.h>
 #include <string.h>
 
-#include "../defs/qor_defs_lport.h"
 #include "../defs/qor_defs_types.h"
 
 #ifdef __cplusplus
@@ -211,29 +210,32 @@ static inline const char *qor_ioc_type_word(uint32_t type)
 	}
 }
 
-/* Word of one logical port role bit (enum qor_lport_role), or NULL for
- * any other value. */
+/* Words of the logical port role bits QOR_LPORT_ROLE_FCP_IM, _TM and _IPFC
+ * (1, 2, 4), in bit order. */
+#define QOR_ROLE_BITS 3
+static inline const char *qor_role_word_at_(unsigned i)
+{
+	static const char *const words[QOR_ROLE_BITS] = {"initiator", "target", "ipfc"};
+	return i < QOR_ROLE_BITS ? words[i] : 0;
+}
+
+/* Word of one role bit, or NULL for any other value. */
 static inline const char *qor_role_word(uint32_t bit)
 {
-	switch (bit) {
-	case QOR_LPORT_ROLE_FCP_IM:
-		return "initiator";
-	case QOR_LPORT_ROLE_FCP_TM:
-		return "target";
-	case QOR_LPORT_ROLE_FCP_IPFC:
-		return "ipfc";
-	default:
-		return 0;
-	}
+	unsigned i;
+	for (i = 0; i < QOR_ROLE_BITS; i++)
+		if (bit == 1u << i)
+			return qor_role_word_at_(i);
+	return 0;
 }
 
 /* The role bit of a word (exact, lower case), or 0. */
 static inline uint32_t qor_role_parse(const char *s)
 {
-	uint32_t bit;
-	for (bit = QOR_LPORT_ROLE_FCP_IM; bit <= QOR_LPORT_ROLE_FCP_IPFC; bit <<= 1)
-		if (s && strcmp(s, qor_role_word(bit)) == 0)
-			return bit;
+	unsigned i;
+	for (i = 0; s && i < QOR_ROLE_BITS; i++)
+		if (strcmp(s, qor_role_word_at_(i)) == 0)
+			return 1u << i;
 	return 0;
 }
 
