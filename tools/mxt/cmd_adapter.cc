@@ -65,6 +65,8 @@ doc adapter_name(call &c)
 	return c.changed(st, "naming " + c.where(), st == QOR_STATUS_EINVAL ? "names hold at most 63 characters" : "");
 }
 
+namespace {
+
 // The controllers of the adapter that are not in the state a switch waited
 // for, with the state each is in.
 std::string laggards(qorl_adapter_t *a, bool on)
@@ -87,6 +89,8 @@ std::string laggards(qorl_adapter_t *a, bool on)
 		}
 	return s;
 }
+
+} // namespace
 
 template <bool On> doc adapter_switch(call &c)
 {
