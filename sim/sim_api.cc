@@ -24,7 +24,8 @@ void install(Model &&m, bool log_on)
 	std::lock_guard lk(s.mu);
 	s.m = std::move(m);
 	s.m.log_on = log_on;
-	refresh_ready(s.m);
+	// Changes due at 0 ms happen with the load.
+	advance_locked(s.m, 0);
 }
 
 bool valid_drv(int drv) { return drv == QORSIM_DRV_FC || drv == QORSIM_DRV_ETH; }

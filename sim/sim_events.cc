@@ -236,6 +236,19 @@ void set_field(const qor_aen_field_t &f, qor_aen_data_t &rec, const Field &v)
 				return;
 			}
 		break;
+	case QOR_AEN_FIELD_ROLES:
+		if (v.json().is_array()) {
+			int64_t bits = 0;
+			for (const auto &w : v.json()) {
+				const uint32_t b = w.is_string() ? qor_role_parse(w.get<std::string>().c_str()) : 0;
+				if (!b)
+					v.fail("must be a list of \"initiator\", \"target\", \"ipfc\" or an integer");
+				bits |= b;
+			}
+			qor_aen_field_set_int(&f, &rec, bits);
+			return;
+		}
+		break;
 	default:
 		break;
 	}
@@ -245,8 +258,10 @@ void set_field(const qor_aen_field_t &f, qor_aen_data_t &rec, const Field &v)
 		const bool sign = f.kind != QOR_AEN_FIELD_UINT;
 		const int64_t lo = sign ? -(int64_t{1} << (bits - 1)) : 0;
 		const int64_t hi = sign ? (int64_t{1} << (bits - 1)) - 1 : (int64_t{1} << bits) - 1;
-		v.fail(std::string(f.kind == QOR_AEN_FIELD_IOC_TYPE ? "must be \"fc\", \"fcoe\", \"eth\" or " : "must be ") +
-		       "an integer from " + std::to_string(lo) + " to " + std::to_string(hi));
+		const char *words = f.kind == QOR_AEN_FIELD_IOC_TYPE ? "must be \"fc\", \"fcoe\", \"eth\" or "
+				    : f.kind == QOR_AEN_FIELD_ROLES ? "must be a list of \"initiator\", \"target\", \"ipfc\" or "
+								    : "must be ";
+		v.fail(words + std::string("an integer from ") + std::to_string(lo) + " to " + std::to_string(hi));
 	}
 }
 
