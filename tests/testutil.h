@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <dlfcn.h>
 
 #include <cstdint>
 #include <string>
@@ -55,5 +56,13 @@ std::string test_name(std::string text);
 
 // A wwn_t from its text "aa:bb:..." (bytes in wire order).
 uint64_t wwn(const char *text);
+
+// The definition of a C function that a suite wraps (a test-local
+// definition of, say, rename or ioctl takes the calls of the library): the
+// next one after the suite's own, the emulator's or the C library's.
+template <class F> F *next_fn(const char *name)
+{
+	return reinterpret_cast<F *>(dlsym(RTLD_NEXT, name));
+}
 
 } // namespace qt
