@@ -395,6 +395,12 @@ qor_status_t merge_to(const char *path)
 
 } // namespace
 
+void forget_loaded()
+{
+	loaded_copy.reset();
+	loaded_path[0] = '\0';
+}
+
 } // namespace qorl::cfg
 
 using namespace qorl::cfg;

@@ -208,6 +208,12 @@ extern kept_lines carried;
 void supersede_port(int idx, int code);
 void supersede_adapter(const char *id, int code);
 
+// ---- the file (qorl_config_file.cc) ---------------------------------------------------
+
+// Forgets the file loaded and the copy of the model as loaded: a write-back
+// then renders the model, and the next load starts a new copy.
+void forget_loaded();
+
 // ---- the writer (qorl_config_write.cc) ----------------------------------------------
 
 // Whether line (newline excluded) is a line of the library's own headings.

@@ -1,6 +1,7 @@
 // The configuration file's reader: lines, keys and values, the number
 // syntaxes, and storing a value text in the model.
 #include <climits>
+#include <cstdarg>
 #include <cstring>
 
 #include "qorl_int.h"
@@ -196,9 +197,12 @@ struct verdict {
 	char why[160] = {};
 };
 
-template <class... A> void refuse(verdict &v, const char *fmt, A... a)
+__attribute__((format(printf, 2, 3))) void refuse(verdict &v, const char *fmt, ...)
 {
-	std::snprintf(v.why, sizeof v.why, fmt, a...);
+	va_list ap;
+	va_start(ap, fmt);
+	std::vsnprintf(v.why, sizeof v.why, fmt, ap);
+	va_end(ap);
 }
 
 // adapter-<id>-<key> = <value>; the key names one or more of name, power, trunk.
