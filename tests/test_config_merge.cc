@@ -151,6 +151,16 @@ qorl_t port(int i)
 	return ct::fc_port(wwn_text(i).c_str(), false);
 }
 
+// A step that sets port i's speed and writes back.
+std::function<qor_status_t()> set_speed(int i, qor_port_speed_t s)
+{
+	return [i, s] {
+		qorl_t q = port(i);
+		qorl_config_speed(&q, s);
+		return sync();
+	};
+}
+
 class ConfigMerge : public ct::Fixture {
 protected:
 	std::string file() { return qt::read_file(root_path(kPath)); }
@@ -248,14 +258,7 @@ TEST_F(ConfigMerge, LastWriterOfOneKeyWins)
 	for (bool a_last : {false, true}) {
 		SCOPED_TRACE(a_last ? "a last" : "b last");
 		ports(1);
-		auto set = [](qor_port_speed_t s) {
-			return [s] {
-				qorl_t q = port(1);
-				qorl_config_speed(&q, s);
-				return sync();
-			};
-		};
-		worker a({load, set(QOR_PORT_SPEED_4GBPS)}), b({load, set(QOR_PORT_SPEED_8GBPS)});
+		worker a({load, set_speed(1, QOR_PORT_SPEED_4GBPS)}), b({load, set_speed(1, QOR_PORT_SPEED_8GBPS)});
 		ASSERT_EQ(a.step(), QOR_STATUS_OK);
 		ASSERT_EQ(b.step(), QOR_STATUS_OK);
 		worker &first = a_last ? b : a, &second = a_last ? a : b;
@@ -271,13 +274,6 @@ TEST_F(ConfigMerge, LastWriterOfOneKeyWins)
 TEST_F(ConfigMerge, WhatAProcessDidNotChangeItDoesNotUndo)
 {
 	ports(2);
-	auto speed = [](qor_port_speed_t s) {
-		return [s] {
-			qorl_t q = port(1);
-			qorl_config_speed(&q, s);
-			return sync();
-		};
-	};
 	auto name = [](const char *n) {
 		return [n] {
 			qorl_t q = port(2);
@@ -285,8 +281,8 @@ TEST_F(ConfigMerge, WhatAProcessDidNotChangeItDoesNotUndo)
 			return sync();
 		};
 	};
-	worker a({load, speed(QOR_PORT_SPEED_4GBPS), name("from-a")});
-	worker b({load, speed(QOR_PORT_SPEED_8GBPS)});
+	worker a({load, set_speed(1, QOR_PORT_SPEED_4GBPS), name("from-a")});
+	worker b({load, set_speed(1, QOR_PORT_SPEED_8GBPS)});
 	ASSERT_EQ(a.step(), QOR_STATUS_OK);
 	ASSERT_EQ(a.step(), QOR_STATUS_OK); // speed 4 written
 	ASSERT_EQ(b.step(), QOR_STATUS_OK);
@@ -340,11 +336,7 @@ TEST_F(ConfigMerge, KeptLinesAreTheFilesAtWriteBack)
 {
 	ports(1);
 	write(file() + "# kept comment\nqor0-port-maxfrsize = abc;\n");
-	worker a({load, [] {
-			  qorl_t q = port(1);
-			  qorl_config_speed(&q, QOR_PORT_SPEED_8GBPS);
-			  return sync();
-		  }});
+	worker a({load, set_speed(1, QOR_PORT_SPEED_8GBPS)});
 	ASSERT_EQ(a.step(), QOR_STATUS_OK);
 	write(file() + "# added while a was running\n");
 	ASSERT_EQ(a.step(), QOR_STATUS_OK);

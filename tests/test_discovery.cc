@@ -1,35 +1,10 @@
 // Controller discovery: records, wire bytes, every failure exit of a pass.
-#include <sys/ioctl.h>
-
 #include <cerrno>
-#include <cstdarg>
 #include <cstring>
 
 #include "qorl.h"
 #include "qorl_ioc.h"
 #include "testutil.h"
-
-namespace {
-
-// A driver whose instance list reports a count this much lower than the
-// bits it sets.
-uint32_t g_count_short;
-
-} // namespace
-
-extern "C" int ioctl(int fd, unsigned long request, ...)
-{
-	va_list ap;
-	va_start(ap, request);
-	void *arg = va_arg(ap, void *);
-	va_end(ap);
-	static auto next = qt::next_fn<int(int, unsigned long, ...)>("ioctl");
-	int rc = next(fd, request, arg);
-	// The instance list of either driver (whatever its type byte).
-	if (rc == 0 && g_count_short && (request & ~0xff00ul) == (QOR_IOCTL_IOC_GET_INST & ~0xff00u))
-		static_cast<qor_ioctl_ioc_get_inst_t *>(arg)->cnt -= g_count_short;
-	return rc;
-}
 
 namespace {
 
@@ -248,9 +223,16 @@ TEST_F(DiscoveryCounts, InstanceBitAtTheCountIsNotWalked)
 {
 	topology(R"({"drivers":{"eth":{"present":false}},
 	  "adapters":[{"functions":[{"type":"fc"},{"type":"fc"},{"type":"fc"}]}]})");
-	g_count_short = 1; // count 2, bits 0, 1 and 2
+	// The instance list of either driver (whatever its type byte) reports a
+	// count one below its bits: count 2, bits 0, 1 and 2.
+	qt::ioctl_wrap = [](int fd, unsigned long request, void *arg, qt::ioctl_fn *next) {
+		int rc = next(fd, request, arg);
+		if (rc == 0 && (request & ~0xff00ul) == (QOR_IOCTL_IOC_GET_INST & ~0xff00u))
+			static_cast<qor_ioctl_ioc_get_inst_t *>(arg)->cnt -= 1;
+		return rc;
+	};
 	EXPECT_EQ(qorl_ioc_scan(), 2);
-	g_count_short = 0;
+	qt::ioctl_wrap = nullptr;
 	auto v = snapshot();
 	ASSERT_EQ(v.size(), 2u);
 	EXPECT_EQ(v[0].instance, 0);

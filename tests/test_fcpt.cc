@@ -1,8 +1,5 @@
 // Fabric pass-through: the GSPN_ID and RLS frames byte for byte, and what
 // refused, cut or over-long fabric replies turn into.
-#include <sys/ioctl.h>
-
-#include <cstdarg>
 #include <cstring>
 #include <vector>
 
@@ -16,45 +13,51 @@
 
 namespace {
 
-// A driver that wrote only the first `kept` bytes of a pass-through reply
-// (-1: all it had) and reported `reported` as its size (-1: its own).
-int g_kept = -1;
-int64_t g_reported = -1;
-
-} // namespace
-
-extern "C" int ioctl(int fd, unsigned long request, ...)
-{
-	va_list ap;
-	va_start(ap, request);
-	void *arg = va_arg(ap, void *);
-	va_end(ap);
-	static auto next = qt::next_fn<int(int, unsigned long, ...)>("ioctl");
-	auto *r = (request & 0xffff) == (QOR_IOCTL_FCPT & 0xffff) ? static_cast<qor_ioctl_fcpt_t *>(arg) : nullptr;
-	const uint32_t room = r ? r->rspsz : 0;
-	int rc = next(fd, request, arg);
-	if (r && rc == 0 && g_kept >= 0 && (uint32_t)g_kept < room) {
-		memset(reinterpret_cast<uint8_t *>(static_cast<uintptr_t>(r->rspbuf_ptr)) + g_kept, 0, room - g_kept);
-		r->rspsz = (uint32_t)g_kept;
-	}
-	if (r && rc == 0 && g_reported >= 0)
-		r->rspsz = (uint32_t)g_reported;
-	return rc;
-}
-
-namespace {
-
 const wwn_t kTgtA = qt::wwn("50:06:0e:80:10:3a:7c:00");
 const uint8_t kTgtAPid[3] = {0x01, 0x1a, 0x00};
 const uint8_t kOurPid[3] = {0x10, 0x00, 0x00}; // adapter 1 port 0 on its fabric
+
+// A driver that wrote only the first `kept` bytes of a pass-through reply
+// (-1: all it had) and reported `reported` as its size (-1: its own).
+void cut_replies(int kept, int64_t reported)
+{
+	qt::ioctl_wrap = [=](int fd, unsigned long request, void *arg, qt::ioctl_fn *next) {
+		auto *r = (request & 0xffff) == (QOR_IOCTL_FCPT & 0xffff) ? static_cast<qor_ioctl_fcpt_t *>(arg) : nullptr;
+		const uint32_t room = r ? r->rspsz : 0;
+		int rc = next(fd, request, arg);
+		if (r && rc == 0 && kept >= 0 && (uint32_t)kept < room) {
+			memset(reinterpret_cast<uint8_t *>(static_cast<uintptr_t>(r->rspbuf_ptr)) + kept, 0, room - kept);
+			r->rspsz = (uint32_t)kept;
+		}
+		if (r && rc == 0 && reported >= 0)
+			r->rspsz = (uint32_t)reported;
+		return rc;
+	};
+}
+
+// A GSPN_ID query about our own address, for the name server.
+struct own_name_query {
+	fchs_t h;
+	fcgs_gspnid_frame_t req{};
+	own_name_query()
+	{
+		uint8_t ns[3];
+		fc_put_be24(ns, FC_DIRECTORY_SERVER);
+		fc_req_fchdr_build(&h, FC_RCTL_FC4_UNSOL_CTL, ns, kOurPid, FC_TYPE_SERVICES);
+		req.ct.rev_id = CT_GS3_REVISION;
+		req.ct.gs_type = CT_GSTYPE_DIRSERVICE;
+		req.ct.gs_sub_type = CT_GSSUBTYPE_NAMESERVER;
+		fc_put_be16(req.ct.cmd_rsp_code, GS_GSPN_ID);
+		memcpy(req.req.dap, kOurPid, 3);
+	}
+};
 
 class Fcpt : public qt::ScannedTest {
 protected:
 	void TearDown() override
 	{
 		qorsim_san_fabric_fault(QORSIM_SAN_FAULT_NONE);
-		g_kept = -1;
-		g_reported = -1;
+		qt::ioctl_wrap = nullptr;
 		qt::ScannedTest::TearDown();
 	}
 	uint32_t pid_of(wwn_t rp)
@@ -205,25 +208,16 @@ INSTANTIATE_TEST_SUITE_P(Fcpt, Replies, ::testing::ValuesIn(kReplies), [](const 
 TEST_F(Fcpt, PassThroughHandsOnTheDriversSize)
 {
 	qorsim_san_fabric_fault(QORSIM_SAN_FAULT_RSPSZ_OVER);
-	fchs_t h;
-	uint8_t ns[3];
-	fc_put_be24(ns, FC_DIRECTORY_SERVER);
-	fc_req_fchdr_build(&h, FC_RCTL_FC4_UNSOL_CTL, ns, kOurPid, FC_TYPE_SERVICES);
-	fcgs_gspnid_frame_t req{};
-	req.ct.rev_id = CT_GS3_REVISION;
-	req.ct.gs_type = CT_GSTYPE_DIRSERVICE;
-	req.ct.gs_sub_type = CT_GSSUBTYPE_NAMESERVER;
-	fc_put_be16(req.ct.cmd_rsp_code, GS_GSPN_ID);
-	memcpy(req.req.dap, kOurPid, 3);
+	own_name_query q;
 	uint8_t rsp[20];
 	uint32_t room = sizeof rsp;
-	EXPECT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_FALSE, FC_CLASS_3, &h, &req, sizeof req, rsp, &room),
+	EXPECT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_FALSE, FC_CLASS_3, &q.h, &q.req, sizeof q.req, rsp, &room),
 		  QOR_STATUS_OK);
 	EXPECT_EQ(room, sizeof rsp + 100);
 	// A channel failure leaves the size alone.
 	qorsim_fault_request(QOR_IOCTL_FCPT, -1, EIO, 0, 1);
 	room = sizeof rsp;
-	EXPECT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_FALSE, FC_CLASS_3, &h, &req, sizeof req, rsp, &room),
+	EXPECT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_FALSE, FC_CLASS_3, &q.h, &q.req, sizeof q.req, rsp, &room),
 		  QOR_STATUS_EIO);
 	EXPECT_EQ(room, sizeof rsp);
 }
@@ -248,8 +242,7 @@ TEST_F(Fcpt, NameServerReplyReadFromTheClearedBuffer)
 	};
 	for (const auto &c : cases) {
 		SCOPED_TRACE(testing::Message() << "kept " << c.kept << ", reported " << c.reported);
-		g_kept = c.kept;
-		g_reported = c.reported;
+		cut_replies(c.kept, c.reported);
 		qor_rport_symname_t n;
 		strcpy(n.symname, "before");
 		EXPECT_EQ(qorl_get_rport_symname(fc0, 0, pid, fc0->pwwn, kTgtA, &n), c.st);
@@ -273,8 +266,7 @@ TEST_F(Fcpt, RlsAcceptReadFromTheClearedBuffer)
 	};
 	for (const auto &c : cases) {
 		SCOPED_TRACE(testing::Message() << "kept " << c.kept << ", reported " << c.reported);
-		g_kept = c.kept;
-		g_reported = c.reported;
+		cut_replies(c.kept, c.reported);
 		qorl_stats_t s[6];
 		memset(s, 0x44, sizeof s);
 		EXPECT_EQ(qorl_rport_get_remote_link_error_status(fc0, fc0->pwwn, kTgtA, s), c.st);
@@ -286,17 +278,9 @@ TEST_F(Fcpt, RlsAcceptReadFromTheClearedBuffer)
 TEST_F(Fcpt, PassThroughFieldsAndRoom)
 {
 	// A fabric-addressed request (no destination port) needs no nexus.
-	fchs_t h;
-	uint8_t ns[3], us[3];
-	fc_put_be24(ns, FC_DIRECTORY_SERVER);
-	memcpy(us, kOurPid, 3);
-	fc_req_fchdr_build(&h, FC_RCTL_FC4_UNSOL_CTL, ns, us, FC_TYPE_SERVICES);
-	fcgs_gspnid_frame_t req{};
-	req.ct.rev_id = CT_GS3_REVISION;
-	req.ct.gs_type = CT_GSTYPE_DIRSERVICE;
-	req.ct.gs_sub_type = CT_GSSUBTYPE_NAMESERVER;
-	fc_put_be16(req.ct.cmd_rsp_code, GS_GSPN_ID);
-	memcpy(req.req.dap, kOurPid, 3);
+	own_name_query q;
+	fchs_t &h = q.h;
+	fcgs_gspnid_frame_t &req = q.req;
 	uint8_t rsp[20];
 	uint32_t room = sizeof rsp;
 	ASSERT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_TRUE, FC_CLASS_3, &h, &req, sizeof req, rsp, &room),

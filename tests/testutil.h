@@ -6,6 +6,7 @@
 #include <dlfcn.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -64,5 +65,11 @@ template <class F> F *next_fn(const char *name)
 {
 	return reinterpret_cast<F *>(dlsym(RTLD_NEXT, name));
 }
+
+// Every ioctl of the process goes through this when it is set, with the
+// emulator's entry point to pass the request on to. Set it only while no
+// other thread makes requests; clear it when done.
+using ioctl_fn = int(int fd, unsigned long request, void *arg);
+extern std::function<int(int, unsigned long, void *, ioctl_fn *)> ioctl_wrap;
 
 } // namespace qt

@@ -416,11 +416,8 @@ void kept_lines::take_from(kept_lines &o)
 
 void kept_lines::clear()
 {
-	while (line *l = head_) {
-		head_ = l->next;
-		std::free(l);
-	}
-	tail_ = nullptr;
+	free_chain(head_);
+	head_ = tail_ = nullptr;
 }
 
 void kept_lines::drop(of kind, int slot, const char *id, int code)

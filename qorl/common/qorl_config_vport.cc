@@ -5,6 +5,7 @@
 
 #include "qor/qor_text.h"
 #include "qorl_config_int.h"
+#include "qorl_int.h"
 
 namespace qorl::cfg {
 
@@ -156,11 +157,7 @@ bool vport_clone(const qorl_vf_config_t *head, qorl_vf_config_t **out)
 
 void vport_free(qorl_vf_config_t *head)
 {
-	while (head) {
-		qorl_vf_config_t *next = head->next;
-		std::free(head);
-		head = next;
-	}
+	free_chain(head);
 }
 
 bool vport_take(int idx, qorl_vf_config_t **out)

@@ -154,6 +154,16 @@ inline qor_status_t pairs(qorl_t *q, Rec &rec, const Body &body, Pair *out, cons
 	});
 }
 
+// Frees a chain of malloc'd records linked through their `next`.
+template <class T> inline void free_chain(T *n)
+{
+	while (n) {
+		T *next = n->next;
+		std::free(n);
+		n = next;
+	}
+}
+
 // Heap block owned for the length of one call.
 struct free_deleter {
 	void operator()(void *p) const { std::free(p); }
