@@ -373,7 +373,7 @@ TEST_F(ConfigWriter, GoldenReadsBackToItself)
 	EXPECT_EQ(rewrite(root_, once), gold);
 }
 
-// A file edited by hand: what the model holds is written as designed, every
+// A file edited by hand: what the model holds is written in the layout, every
 // other line of it follows verbatim, in its order, under one heading at the
 // end; a second round changes nothing.
 TEST_F(ConfigWriter, HandEditedFileKeepsEveryLineItDoesNotModel)

@@ -11,6 +11,7 @@
 
 #include "qorl_config_int.h"
 #include "qorl_file.h"
+#include "qorl_int.h"
 
 namespace qorl::cfg {
 
@@ -281,14 +282,19 @@ bool apply_vports(const model &base, const model &mine, int i, int t)
 {
 	const qorl_vf_config_t *was = base.ioc[i].vport, *now = mine.ioc[i].vport;
 	// Put from the tail, so that entries new to the live list keep mine's order.
-	const qorl_vf_config_t *order[1024];
-	int n = 0;
-	for (const qorl_vf_config_t *e = now; e && n < 1024; e = e->next)
-		order[n++] = e;
+	size_t n = 0;
+	for (const qorl_vf_config_t *e = now; e; e = e->next)
+		n++;
+	auto order = qorl::heap_alloc<const qorl_vf_config_t *>(n * sizeof(const qorl_vf_config_t *) + 1);
+	if (!order)
+		return false;
+	n = 0;
+	for (const qorl_vf_config_t *e = now; e; e = e->next)
+		order.get()[n++] = e;
 	bool ok = true;
 	while (n-- > 0)
-		if (const qorl_vf_config_t *b = entry_of(was, order[n]->pwwn); !b || !same_entry(*b, *order[n]))
-			ok &= vport_put(t, *order[n]);
+		if (const qorl_vf_config_t *e = order.get()[n], *b = entry_of(was, e->pwwn); !b || !same_entry(*b, *e))
+			ok &= vport_put(t, *e);
 	for (const qorl_vf_config_t *b = was; b; b = b->next)
 		if (!entry_of(now, b->pwwn))
 			vport_delete(t, b->pwwn);

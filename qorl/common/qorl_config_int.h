@@ -167,7 +167,7 @@ void filter(char *input, char *output, size_t outsz);
 bool read_text(std::string_view text, const char *path);
 
 // Lines of the file that the model does not hold, written back verbatim
-// after the designed sections: comments other than the library's own
+// after the sections of the layout: comments other than the library's own
 // headings, unknown keys, and lines naming a setting that could not be read.
 // In the order read; allocation is checked.
 class kept_lines {
