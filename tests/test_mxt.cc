@@ -212,6 +212,8 @@ const std::vector<invocation> &walk()
 		{"fcoe disable", "2/1", "", {"qor3-port-enable = \"FALSE\";"}},
 		{"events"},
 		{"events", "--kind rport"},
+		{"stats"},
+		{"stats", "1/0 2/0 --rports"},
 	};
 	return w;
 }
@@ -457,6 +459,11 @@ TEST_F(Mxt, RefusedCommandsSayWhy)
 		{"ioc", "'ioc' needs a command; see mxt ioc --help"},
 		{"", "no command given; see mxt --help"},
 		{"port show", "port show: A/P is required; see mxt port show --help"},
+		{"stats 1/9", "adapter 1 has no port 9; 'mxt port list' shows the ports"},
+		{"stats 1/0 x", "argument A/P: 'x' is not a port address"},
+		{"stats --watch 0", "argument --watch: '0' is not a valid number"},
+		{"stats --watch 2 --prometheus", "--watch shows rates, which --prometheus does not carry"},
+		{"stats -o x.prom", "--output writes the Prometheus form; give --prometheus with it"},
 	};
 	for (const refusal &r : cases_)
 		refused(r.args, r.message);
@@ -958,6 +965,137 @@ TEST_F(Mxt, UsageErrorsExitOne)
 	EXPECT_EQ(mxt("ioc frobnicate").rc, 1);
 	EXPECT_EQ(mxt("--help").rc, 0);
 	EXPECT_EQ(mxt("port --help").rc, 0);
+}
+
+// ---- monitoring ------------------------------------------------------------------
+
+// The Prometheus form parses with the Prometheus client's parser, follows
+// its naming conventions and carries every counter the JSON form shows,
+// value for value (the emulated hardware answers both runs alike), remote
+// ports included.
+TEST_F(Mxt, PrometheusFormCarriesEveryCounter)
+{
+	for (const char *ports : {"", "2/0 2/1"}) {
+		const std::string args = std::string("stats --rports ") + ports;
+		result j = mxt("--json " + args);
+		ASSERT_EQ(j.rc, 0) << j.err;
+		json stats = collect("stats", args, j.out);
+		ASSERT_FALSE(stats.empty());
+		result p = mxt(args + " --prometheus");
+		ASSERT_EQ(p.rc, 0) << p.err;
+		EXPECT_EQ(p.err, "");
+		qt::write_file(root + "/stats.json", j.out);
+		qt::write_file(root + "/stats.prom", p.out);
+		result check = sh("/usr/bin/python3 " QORL_SOURCE_DIR "/tests/prometheus_check.py " + root +
+				  "/stats.prom " + root + "/stats.json");
+		EXPECT_EQ(check.rc, 0) << check.out << check.err;
+		EXPECT_TRUE(has(p.out, "# TYPE qorl_eth_port_up gauge\n"));
+		EXPECT_TRUE(has(p.out, "qorl_stats_read_errors 0\n"));
+		if (!*ports) {
+			EXPECT_TRUE(has(p.out, "# TYPE qorl_fc_port_rx_frames_total counter\n"));
+			EXPECT_TRUE(has(p.out, R"(qorl_fc_port_up{adapter="1",port="0",port_wwn="20:00:02:5a:31:0a:f0:00"} 1)"));
+			EXPECT_TRUE(has(p.out, R"(qorl_fc_port_speed_bytes{adapter="1",port="0",port_wwn="20:00:02:5a:31:0a:f0:00"} 1000000000)"));
+			EXPECT_TRUE(has(p.out, R"(qorl_fc_rport_plogis_total{adapter="1",port="0",port_wwn="20:00:02:5a:31:0a:f0:00",rport_wwn="50:06:0e:80:10:3a:7c:00"} )"));
+		} else {
+			EXPECT_FALSE(has(p.out, R"(adapter="1")")) << "only the ports asked for";
+		}
+	}
+	// The remote port counters come as the driver counts them: an offline
+	// count raised by the emulator's own link change.
+	std::string topo = root + "/rport.json";
+	qt::write_file(topo, R"({"adapters":[{"functions":[{"type":"fc","pwwn":"20:00:00:00:00:00:00:01",
+		"fcport":{"rports":[{"pwwn":"21:00:00:24:ff:00:00:01"}]}}]}],
+		"schedule":[{"at_ms":0,"action":"rport_offline","rpwwn":"21:00:00:24:ff:00:00:01"},
+		            {"at_ms":0,"action":"rport_online","rpwwn":"21:00:00:24:ff:00:00:01"}]})");
+	result p = mxt("stats --rports --prometheus", topo);
+	ASSERT_EQ(p.rc, 0) << p.err;
+	EXPECT_TRUE(has(p.out, R"(qorl_fc_rport_offlines_total{adapter="1",port="0",port_wwn="20:00:00:00:00:00:00:01",rport_wwn="21:00:00:24:ff:00:00:01"} 1)"))
+		<< p.out;
+	check_schemas();
+}
+
+// --output replaces the file whole: the new text, readable by others, no
+// temporary left beside it; what is not a regular file is not replaced.
+TEST_F(Mxt, PrometheusFileIsReplacedWhole)
+{
+	const std::string dir = root + "/textfile";
+	mkdir(dir.c_str(), 0755);
+	qt::write_file(dir + "/qorl.prom", "old\n");
+	result r = mxt("stats --prometheus -o " + dir + "/qorl.prom");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	EXPECT_EQ(r.out, "");
+	const std::string text = qt::read_file(dir + "/qorl.prom");
+	EXPECT_EQ(text.rfind("# HELP qorl_fc_port_up ", 0), 0u) << text.substr(0, 200);
+	struct stat st;
+	ASSERT_EQ(stat((dir + "/qorl.prom").c_str(), &st), 0);
+	EXPECT_EQ(st.st_mode & 0044, 0044u) << "readable by node_exporter's user";
+	result ls = sh("ls -A " + dir);
+	EXPECT_EQ(ls.out, "qorl.prom\n");
+
+	mkdir((dir + "/sub.prom").c_str(), 0755);
+	result d = mxt("stats --prometheus --output " + dir + "/sub.prom");
+	EXPECT_EQ(d.rc, 1);
+	EXPECT_TRUE(has(d.err, "exists and is not a regular file")) << d.err;
+	result none = mxt("stats --prometheus -o " + root + "/missing/qorl.prom");
+	EXPECT_EQ(none.rc, 1);
+	EXPECT_TRUE(has(none.err, "cannot create a file in " + root + "/missing")) << none.err;
+	result both = mxt("--json stats --prometheus");
+	EXPECT_EQ(both.rc, 1);
+	EXPECT_TRUE(has(both.err, "--json and --prometheus are two forms of output")) << both.err;
+}
+
+// --watch: each line's rates are the difference of the counters it shows
+// and the previous line's, over the interval; the emulator's counters move
+// with every request, so they advance between the two reads. No real time
+// passes: the emulator's sleep only moves its clock.
+TEST_F(Mxt, WatchRatesComeFromTwoSnapshots)
+{
+	const std::vector<std::string> argv = {bin + "/qorsim", "--root", root, "--", bin + "/mxt", "--json", "stats",
+					       "1/0", "2/0", "--rports", "--watch", "4"};
+	qt::Lines f = qt::read_lines(argv, [](const std::vector<std::string> &l) { return l.size() >= 3; });
+	ASSERT_GE(f.lines.size(), 3u);
+	EXPECT_TRUE(WIFEXITED(f.status) && WEXITSTATUS(f.status) == 0) << "ends cleanly on SIGTERM";
+	std::vector<json> rounds;
+	for (const std::string &l : f.lines)
+		rounds.push_back(collect("stats --watch", "stats --watch line", l));
+	int moved = 0, compared = 0;
+	for (size_t k = 1; k < rounds.size(); k++) {
+		ASSERT_EQ(rounds[k]["interval_s"], 4);
+		const json &now = rounds[k]["ports"], &then = rounds[k - 1]["ports"];
+		ASSERT_EQ(now.size(), 3u) << "1/0, and 2/0's FCoE and Ethernet sides";
+		for (size_t p = 0; p < now.size(); p++) {
+			auto each = [&](const json &c, const json &r, const json &before) {
+				for (auto it = c.begin(); it != c.end(); ++it) {
+					const double expect =
+						(it.value().get<double>() - before.at(it.key()).get<double>()) / 4.0;
+					EXPECT_DOUBLE_EQ(r.at(it.key()).get<double>(), expect) << it.key();
+					moved += expect > 0;
+					compared++;
+				}
+			};
+			for (auto g = now[p]["counters"].begin(); g != now[p]["counters"].end(); ++g)
+				each(g.value(), now[p]["rates"][g.key()], then[p]["counters"][g.key()]);
+			const json &rp = now[p]["rports"];
+			for (size_t i = 0; rp.is_array() && i < rp.size(); i++)
+				each(rp[i]["counters"], rp[i]["rates"], then[p]["rports"][i]["counters"]);
+		}
+	}
+	EXPECT_GT(compared, 200);
+	EXPECT_GE(moved, 10) << "the counters advanced between the snapshots";
+
+	// Without a terminal: one line per counter that moved, the same rates.
+	const std::vector<std::string> plain = {bin + "/qorsim", "--root", root, "--", bin + "/mxt", "stats", "1/0",
+						"--watch", "4"};
+	qt::Lines t = qt::read_lines(plain, [](const std::vector<std::string> &l) { return l.size() >= 4; });
+	ASSERT_GE(t.lines.size(), 4u);
+	bool tx = false;
+	for (const std::string &l : t.lines) {
+		EXPECT_TRUE(has(l, "  1/0  fc_port.")) << l;
+		EXPECT_EQ(l.substr(l.size() - 2), "/s") << l;
+		tx = tx || has(l, "  1/0  fc_port.tx_frames  ");
+	}
+	EXPECT_TRUE(tx);
+	check_schemas();
 }
 
 } // namespace

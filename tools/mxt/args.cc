@@ -127,6 +127,17 @@ void read_arg(call &c, const param &p, const std::string &s)
 		else
 			refuse(p.name, s, "a loop address", "give 0x01 to 0xef, or 'clear'");
 		break;
+	case arg::ports:
+		for (size_t at = 0; at < s.size();) {
+			size_t sp = s.find(' ', at);
+			if (sp == std::string::npos)
+				sp = s.size();
+			int a = 0, port = 0;
+			read_port_address(p.name, s.substr(at, sp - at), &a, &port);
+			c.addresses.emplace_back(a, port);
+			at = sp + 1;
+		}
+		break;
 	case arg::flag:
 		break;
 	}

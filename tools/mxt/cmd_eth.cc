@@ -27,14 +27,14 @@ constexpr const char *drv_names[] = {
 	"tx_res_stop", "tx_hw_stop", "rx_hw_stop", "rx_resume", "rx_rss_config_count", "fw_stats_query",
 };
 
-template <class Record, size_t N> doc counters(const Record &r, const char *const (&names)[N])
+template <class Record, size_t N> counter_list counters(const Record &r, const char *const (&names)[N])
 {
 	static_assert(sizeof r == N * sizeof(uint64_t));
 	const auto *v = reinterpret_cast<const uint64_t *>(&r);
-	doc d = doc::object();
+	counter_list c;
 	for (size_t i = 0; i < N; i++)
-		d[names[i]] = v[i];
-	return d;
+		c.push_back({names[i], names[i], v[i]});
+	return c;
 }
 
 } // namespace
@@ -54,14 +54,22 @@ doc eth_show(call &c)
 	return d;
 }
 
+std::vector<counter_group> eth_counters(qorl_t *q, const std::string &where)
+{
+	qor_ethport_stats_t s;
+	check(qorl_ethport_get_stats(q, &s), "reading the Ethernet statistics of " + where);
+	return {{"txf_stats", counters(s.txf_stats, txf_names)},
+		{"rxf_stats", counters(s.rxf_stats, rxf_names)},
+		{"drv_stats", counters(s.drv_stats, drv_names)}};
+}
+
 doc eth_stats(call &c)
 {
 	return stats_or_reset(c, qorl_ethport_reset_stats, "Ethernet statistics", [&] {
-		qor_ethport_stats_t s;
-		check(qorl_ethport_get_stats(c.q, &s), "reading the Ethernet statistics of " + c.where());
-		return doc{{"txf_stats", counters(s.txf_stats, txf_names)},
-			   {"rxf_stats", counters(s.rxf_stats, rxf_names)},
-			   {"drv_stats", counters(s.drv_stats, drv_names)}};
+		doc d = doc::object();
+		for (const counter_group &g : eth_counters(c.q, c.where()))
+			d[g.name] = counters_doc(g.values);
+		return d;
 	});
 }
 
@@ -80,13 +88,17 @@ doc fcoe_show(call &c)
 	return d;
 }
 
+counter_list fcoe_counters(qorl_t *q, const std::string &where)
+{
+	qorl_stats_long_t pairs[QORL_FCOE_STATS_COUNT];
+	check(qorl_fcoe_get_stats(q, pairs), "reading the FCoE statistics of " + where);
+	return pair_counters(pairs, QORL_FCOE_STATS_COUNT);
+}
+
 doc fcoe_stats(call &c)
 {
-	return stats_or_reset(c, qorl_fcoe_reset_stats, "FCoE statistics", [&] {
-		qorl_stats_long_t pairs[QORL_FCOE_STATS_COUNT];
-		check(qorl_fcoe_get_stats(c.q, pairs), "reading the FCoE statistics of " + c.where());
-		return pairs_doc(pairs, QORL_FCOE_STATS_COUNT);
-	});
+	return stats_or_reset(c, qorl_fcoe_reset_stats, "FCoE statistics",
+			      [&] { return counters_doc(fcoe_counters(c.q, c.where())); });
 }
 
 template <bool On> doc fcoe_switch(call &c)

@@ -182,14 +182,17 @@ doc port_frame_size(call &c)
 			 st == QOR_STATUS_INVLD_DFSZ ? std::string("use ") + frame_sizes : "");
 }
 
+counter_list port_counters(qorl_t *q, const std::string &where)
+{
+	qorl_stats_long_t pairs[QORL_PORT_ETH_STATS_COUNT];
+	check(qorl_port_get_stats(q, pairs), "reading the statistics of " + where);
+	return pair_counters(pairs, q->ioc_type == QOR_IOC_TYPE_FC ? QORL_PORT_FC_STATS_COUNT : QORL_PORT_ETH_STATS_COUNT);
+}
+
 doc port_stats(call &c)
 {
-	return stats_or_reset(c, qorl_port_reset_stats, "statistics", [&] {
-		qorl_stats_long_t pairs[QORL_PORT_ETH_STATS_COUNT];
-		check(qorl_port_get_stats(c.q, pairs), "reading the statistics of " + c.where());
-		return pairs_doc(pairs, c.q->ioc_type == QOR_IOC_TYPE_FC ? QORL_PORT_FC_STATS_COUNT
-									 : QORL_PORT_ETH_STATS_COUNT);
-	});
+	return stats_or_reset(c, qorl_port_reset_stats, "statistics",
+			      [&] { return counters_doc(port_counters(c.q, c.where())); });
 }
 
 doc trunk_show(call &c)

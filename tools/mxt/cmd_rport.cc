@@ -23,7 +23,7 @@ doc role_value(uint32_t f)
 // The physical port's own logical port.
 wwn_t base_pwwn(const call &c)
 {
-	return read_port_attr(c).pwwn;
+	return base_lport(c.q, c.where());
 }
 
 doc lport_doc(const call &c, const qor_lport_attr_t &a)
@@ -47,24 +47,6 @@ doc lport_doc(const call &c, const qor_lport_attr_t &a)
 	return d;
 }
 
-// Every remote port WWN of a logical port; grows the room when the driver
-// reports more than fitted.
-std::vector<wwn_t> rport_wwns(const call &c, wwn_t lpwwn)
-{
-	std::vector<wwn_t> v(64);
-	for (int tries = 0; tries < 4; tries++) {
-		uint32_t n = (uint32_t)v.size();
-		qor_status_t st = qorl_lport_get_rports(c.q, 0, lpwwn, v.data(), &n);
-		if (n > v.size()) {
-			v.resize(n);
-			continue;
-		}
-		check(st, "listing the remote ports of " + c.where());
-		v.resize(n);
-		return v;
-	}
-	fail("the remote ports of " + c.where() + " keep changing; try again");
-}
 
 // A remote port; only its WWN and the error when its attributes cannot be read.
 doc rport_doc(wwn_t rw, const qor_rport_attr_t *a, qor_status_t st)
@@ -82,7 +64,33 @@ doc rport_doc(wwn_t rw, const qor_rport_attr_t *a, qor_status_t st)
 	return d;
 }
 
-doc rport_stats_doc(const qor_rport_stats_t &s)
+} // namespace
+
+wwn_t base_lport(qorl_t *q, const std::string &where)
+{
+	qor_port_attr_t a;
+	check(qorl_port_get_attr(q, &a), "reading the attributes of " + where);
+	return a.pwwn;
+}
+
+std::vector<wwn_t> rport_wwns(qorl_t *q, const std::string &where, wwn_t lpwwn)
+{
+	std::vector<wwn_t> v(64);
+	for (int tries = 0; tries < 4; tries++) {
+		uint32_t n = (uint32_t)v.size();
+		qor_status_t st = qorl_lport_get_rports(q, 0, lpwwn, v.data(), &n);
+		if (n > v.size()) {
+			v.resize(n);
+			continue;
+		}
+		check(st, "listing the remote ports of " + where);
+		v.resize(n);
+		return v;
+	}
+	fail("the remote ports of " + where + " keep changing; try again");
+}
+
+counter_list rport_counters(const qor_rport_stats_t &s)
 {
 	static const char *const names[] = {
 		"offlines",      "onlines",       "rscns",         "plogis",         "plogi_accs",   "plogi_timeouts",
@@ -92,11 +100,13 @@ doc rport_stats_doc(const qor_rport_stats_t &s)
 		"rpsc_accs",     "rpsc_failed",   "rpsc_rejected", "rjt_insuff_res"};
 	static_assert(sizeof names / sizeof names[0] * 4 == offsetof(qor_rport_stats_t, hal_stats));
 	const auto *v = reinterpret_cast<const uint32_t *>(&s);
-	doc d = doc::object();
+	counter_list c;
 	for (size_t i = 0; i < sizeof names / sizeof names[0]; i++)
-		d[names[i]] = v[i];
-	return d;
+		c.push_back({names[i], names[i], v[i]});
+	return c;
 }
+
+namespace {
 
 // The link error status block: the counters come as the remote port sent
 // them, big-endian.
@@ -121,7 +131,7 @@ doc rport_list(call &c)
 {
 	wwn_t pw = base_pwwn(c);
 	doc rows = doc::array();
-	for (wwn_t rw : rport_wwns(c, pw)) {
+	for (wwn_t rw : rport_wwns(c.q, c.where(), pw)) {
 		qor_rport_attr_t a;
 		qor_status_t st = qorl_rport_get_attr(c.q, 0, pw, rw, &a);
 		rows.push_back(rport_doc(rw, st == QOR_STATUS_OK ? &a : nullptr, st));
@@ -155,7 +165,7 @@ doc rport_show(call &c)
 	if (c.flags["--stats"]) {
 		qor_rport_stats_t s;
 		check(qorl_rport_get_stats(c.q, 0, pw, c.wwn, &s), "reading the statistics of " + what);
-		d["stats"] = rport_stats_doc(s);
+		d["stats"] = counters_doc(rport_counters(s));
 		qorl_stats_t lesb[QORL_RPORT_REMOTE_LINK_STATS_COUNT];
 		d["link_error_status"] = qorl_rport_get_remote_link_error_status(c.q, pw, c.wwn, lesb) == QOR_STATUS_OK
 						 ? link_error_doc(lesb)

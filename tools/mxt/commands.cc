@@ -208,6 +208,16 @@ const std::vector<command> &commands()
 		 .run = fcoe_switch<false>,
 		 .probe = port_is<false>},
 
+		{.path = "stats",
+		 .help = "the counters of every port (FC, FCoE, Ethernet), once or as rates with --watch",
+		 .params = {{arg::ports, "A/P", "only these ports, e.g. 1/0 2/1 (default: every port)"},
+			    {arg::number, "--watch", "redraw per-second rates every SECONDS until interrupted", {}, 1, 3600},
+			    {arg::flag, "--prometheus", "print the Prometheus text exposition format"},
+			    {arg::flag, "--rports", "add the counters of every remote port", {}, 0, 0, nullptr, true},
+			    {arg::text, "--output,-o",
+			     "with --prometheus: replace FILE whole (a temporary file renamed over it) instead of printing"}},
+		 .run = stats},
+
 		{.path = "events",
 		 .help = "the drivers' events: those queued now, or with --follow as they arrive",
 		 .params = {{arg::flag, "--follow,-f",

@@ -18,6 +18,7 @@ struct leaf {
 	const command *cmd = nullptr;
 	CLI::App *app = nullptr;
 	std::list<std::string> values;      // one per param, in order
+	std::list<std::vector<std::string>> lists; // one per param: the words of an address list
 	std::vector<CLI::Option *> options; // one per param, in order
 };
 
@@ -55,6 +56,7 @@ void build(CLI::App &app, std::list<leaf> &leaves)
 		l.app = parent->add_subcommand(w.back(), cmd.help);
 		for (const param &p : cmd.params) {
 			std::string &v = l.values.emplace_back();
+			std::vector<std::string> &many = l.lists.emplace_back();
 			std::string text = p.help;
 			for (size_t i = 0; i < p.choices.size(); i++)
 				text += (i ? ", " : ": ") + p.choices[i];
@@ -62,11 +64,12 @@ void build(CLI::App &app, std::list<leaf> &leaves)
 				text += " (default " + std::string(p.def) + ")";
 			// Const: given a non-const string, add_flag would store the flag's value in it.
 			const std::string help = text;
-			CLI::Option *o = p.type == arg::flag ? l.app->add_flag(p.name, help)
-							     : l.app->add_option(p.name, v, help);
+			CLI::Option *o = p.type == arg::flag	? l.app->add_flag(p.name, help)
+					 : p.type == arg::ports ? l.app->add_option(p.name, many, help)
+								: l.app->add_option(p.name, v, help);
 			if (p.type != arg::flag)
 				o->type_name(p.name[0] == '-' ? "VALUE" : "");
-			if (p.name[0] != '-')
+			if (required(p))
 				o->required();
 			l.options.push_back(o);
 		}
@@ -122,7 +125,16 @@ std::string reached(CLI::App &app)
 	return path;
 }
 
-void report(const failure &f)
+// An address list as one text, words apart by a blank.
+std::string join(const std::vector<std::string> &words)
+{
+	std::string s;
+	for (const std::string &w : words)
+		s += (s.empty() ? "" : " ") + w;
+	return s;
+}
+
+void tell(const failure &f)
 {
 	fprintf(stderr, "mxt: %s\n", f.message.c_str());
 	if (opts().json)
@@ -147,7 +159,7 @@ int main(int argc, char **argv)
 	app.add_flag("--list-commands", list, "list every command with its arguments, side and effect");
 	// "--json" may also follow the command and its arguments.
 	app.fallthrough();
-	app.set_version_flag("--version", "mxt 1.0.0");
+	app.set_version_flag("--version", "mxt " QORL_VERSION);
 	std::list<leaf> leaves;
 	build(app, leaves);
 
@@ -164,10 +176,13 @@ int main(int argc, char **argv)
 				std::map<std::string, std::string> raw;
 				std::map<std::string, bool> flags;
 				auto v = l.values.begin();
-				for (size_t i = 0; i < l.cmd->params.size(); i++, ++v) {
+				auto many = l.lists.begin();
+				for (size_t i = 0; i < l.cmd->params.size(); i++, ++v, ++many) {
 					const param &p = l.cmd->params[i];
 					if (p.type == arg::flag)
 						flags[p.name] = l.options[i]->count() > 0;
+					else if (p.type == arg::ports && !many->empty())
+						raw[p.name] = join(*many);
 					else if (l.options[i]->count() > 0)
 						raw[p.name] = *v;
 				}
@@ -179,13 +194,13 @@ int main(int argc, char **argv)
 			return app.exit(e);
 		std::string path = reached(app);
 		std::string see = "see mxt " + (path.empty() ? "" : path + " ") + "--help";
-		report(failure{(path.empty() ? "" : path + ": ") + e.what() + "; " + see});
+		tell(failure{(path.empty() ? "" : path + ": ") + e.what() + "; " + see});
 		rc = 1;
 	} catch (const failure &f) {
-		report(f);
+		tell(f);
 		rc = 1;
 	} catch (const std::exception &e) {
-		report(failure{std::string("internal error: ") + e.what()});
+		tell(failure{std::string("internal error: ") + e.what()});
 		rc = 1;
 	}
 	qorl_libexit();

@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -47,6 +48,14 @@ doc error_doc(const failure &f);
 void print(const doc &d);
 // A document as JSON on one line (bytes that are not UTF-8 become U+FFFD).
 std::string one_line(const doc &d);
+// A value as a text cell shows it: "-" for null, "yes"/"no", lists joined by ",".
+std::string scalar_text(const doc &v);
+
+// Replaces a file whole: write(fd) fills a temporary file beside it, which
+// is synced and renamed over it. A target that exists and is not a regular
+// file is refused; a failure leaves the old file and no temporary.
+void replace_file_with(const std::string &path, const std::function<void(int fd)> &write);
+void replace_file(const std::string &path, const std::string &content);
 
 // Library session: init under an application identity, load, discover.
 // Fails with the driver message when no driver answers.
@@ -76,17 +85,40 @@ doc roles_value(uint32_t bits);      // ["initiator", "target"]: the words of th
 void put_speed(doc &d, const std::string &key, uint32_t code);
 // "Rx CRC err frames" -> "rx_crc_err_frames".
 std::string snake(std::string_view label);
+// A counter: its key (snake_case), the name the library or the record gives
+// it, and its value.
+struct counter {
+	std::string key, label;
+	uint64_t value;
+};
+using counter_list = std::vector<counter>;
+// Counters as one object, key -> value, in order.
+doc counters_doc(const counter_list &c);
+// Name/value pairs as counters with snake_case keys, in table order; a key
+// met twice gets "_2", "_3", ...
+template <class Pair> counter_list pair_counters(const Pair *p, int n)
+{
+	counter_list c;
+	c.reserve(n > 0 ? (size_t)n : 0);
+	for (int i = 0; i < n; i++) {
+		const std::string label = field(p[i].name);
+		std::string k = snake(label);
+		for (int dup = 2;; dup++) {
+			bool taken = false;
+			for (const counter &e : c)
+				taken = taken || e.key == k;
+			if (!taken)
+				break;
+			k = snake(label) + "_" + std::to_string(dup);
+		}
+		c.push_back({k, label, p[i].value});
+	}
+	return c;
+}
 // Name/value pairs as one object with snake_case keys, in table order.
 template <class Pair> doc pairs_doc(const Pair *p, int n)
 {
-	doc d = doc::object();
-	for (int i = 0; i < n; i++) {
-		std::string k = snake(field(p[i].name));
-		for (int dup = 2; d.contains(k); dup++)
-			k = snake(field(p[i].name)) + "_" + std::to_string(dup);
-		d[k] = p[i].value;
-	}
-	return d;
+	return counters_doc(pair_counters(p, n));
 }
 
 } // namespace mxt

@@ -117,6 +117,11 @@ void print(const doc &d)
 		std::cout << scalar(d) << "\n";
 }
 
+std::string scalar_text(const doc &v)
+{
+	return scalar(v);
+}
+
 std::string one_line(const doc &d)
 {
 	return d.dump(-1, ' ', false, replace_invalid);
@@ -236,6 +241,14 @@ std::string snake(std::string_view label)
 		s += (ch >= 'A' && ch <= 'Z') ? (char)(ch - 'A' + 'a') : ch;
 	}
 	return s;
+}
+
+doc counters_doc(const counter_list &c)
+{
+	doc d = doc::object();
+	for (const counter &e : c)
+		d[e.key] = e.value;
+	return d;
 }
 
 } // namespace mxt

@@ -236,7 +236,7 @@ doc command_list()
 		for (const param &p : c.params)
 			args.push_back({{"name", p.name},
 					{"help", p.help},
-					{"required", p.name[0] != '-'},
+					{"required", required(p)},
 					{"choices", p.choices},
 					{"default", p.def ? doc(p.def) : doc()}});
 		rows.push_back({{"path", c.path},

@@ -7,6 +7,7 @@
 
 #include "mxt.h"
 #include "qorl_adapter.h"
+#include "qorl_rport.h"
 
 namespace mxt {
 
@@ -23,6 +24,7 @@ enum class arg {
 	topology,   // p2p, loop, auto (any case)
 	alpa,       // a loop address (0x01 to 0xef, or decimal), or "clear"
 	flag,       // an option without a value
+	ports,      // zero or more "A/P" addresses (positional, optional)
 };
 
 // The controller an address must lead to.
@@ -39,7 +41,13 @@ struct param {
 	std::vector<std::string> choices = {};
 	long lo = 0, hi = 0;       // number range
 	const char *def = nullptr; // value of an option that is not given
+	bool in_report = false;    // a flag 'mxt report' sets when it runs the row
 };
+// Whether a param must be given: positionals, except an address list.
+inline bool required(const param &p)
+{
+	return p.name[0] != '-' && p.type != arg::ports;
+}
 
 struct call;
 // An action returns what to print: a document; null for a change with nothing
@@ -76,6 +84,7 @@ struct call {
 	const command &cmd;
 	int adapter = 0; // adapter number, 0 when none
 	int port = -1;   // port number of an A/P address
+	std::vector<std::pair<int, int>> addresses; // an address list: adapter and port of each
 	int id = -1;     // controller id
 	qorl_adapter_t *ad = nullptr;
 	qorl_t *q = nullptr; // the controller of the row's side
@@ -146,6 +155,8 @@ doc fcoe_show(call &);
 doc fcoe_stats(call &);
 template <bool On> doc fcoe_switch(call &);
 doc events(call &);
+doc stats(call &);
+doc report(call &);
 
 // The attributes of the port the call names.
 qor_port_attr_t read_port_attr(const call &c);
@@ -161,6 +172,22 @@ doc port_of(qorl_t *q);
 doc controller_key(qorl_t *q);
 // The key as text: "fc instance 1 (port 1/1)", "-" without a controller.
 std::string controller_text(const doc &key);
+// Counters of a named group ("fc_port", "txf_stats", ...).
+struct counter_group {
+	std::string name;
+	counter_list values;
+};
+// The counters of a controller's port, of an Ethernet port (its transmit,
+// receive and driver records) and of an FCoE port; where names the port in
+// a failure.
+counter_list port_counters(qorl_t *q, const std::string &where);
+std::vector<counter_group> eth_counters(qorl_t *q, const std::string &where);
+counter_list fcoe_counters(qorl_t *q, const std::string &where);
+// The WWN of a port's base logical port; every remote port WWN of a logical
+// port; a remote port's counters.
+wwn_t base_lport(qorl_t *q, const std::string &where);
+std::vector<wwn_t> rport_wwns(qorl_t *q, const std::string &where, wwn_t lpwwn);
+counter_list rport_counters(const qor_rport_stats_t &s);
 // Shows a port's counters, or resets them with --reset.
 template <class Show> doc stats_or_reset(call &c, qor_status_t (*reset)(qorl_t *), const char *what, Show show)
 {
