@@ -39,13 +39,16 @@ std::string exe_dir()
 	return slash == std::string::npos ? std::string(".") : s.substr(0, slash);
 }
 
+// The library of the same installation first (where the package or the
+// install put it relative to this program, wherever that tree was
+// unpacked), then the build tree's, then the configured place.
 std::string find_lib()
 {
-	if (is_file(QORSIM_BUILD_LIB))
-		return QORSIM_BUILD_LIB;
-	std::string beside = exe_dir() + "/../lib/qorl/libqorsim.so";
+	std::string beside = exe_dir() + "/" QORSIM_REL_LIBDIR "/libqorsim.so";
 	if (is_file(beside))
 		return beside;
+	if (is_file(QORSIM_BUILD_LIB))
+		return QORSIM_BUILD_LIB;
 	return std::string(QORSIM_LIBDIR) + "/libqorsim.so";
 }
 
@@ -131,6 +134,7 @@ int main(int argc, char **argv)
 		       "directory under which /etc/qor.conf, /etc/hba.conf and /sys/class/scsi_device resolve; "
 		       "default: a private one under $XDG_STATE_HOME/qorsim; / uses the host's files");
 	app.add_flag("-v,--verbose", verbose, "print the root in use");
+	app.set_version_flag("--version", "qorsim " QORL_VERSION);
 	app.add_option("command", command, "the program to run and its arguments")->required();
 	app.positionals_at_end();
 	try {

@@ -49,6 +49,18 @@ bool has(const std::string &text, const std::string &part)
 	return text.find(part) != std::string::npos;
 }
 
+std::vector<std::string> lines_of(const std::string &text)
+{
+	std::vector<std::string> l;
+	for (size_t at = 0, nl; at < text.size(); at = nl + 1) {
+		nl = text.find('\n', at);
+		if (nl == std::string::npos)
+			nl = text.size();
+		l.push_back(text.substr(at, nl - at));
+	}
+	return l;
+}
+
 // One run of a command. Setup is written to etc/qor.conf first; present and
 // absent are lines of etc/qor.conf after the command.
 struct invocation {
@@ -787,6 +799,56 @@ TEST_F(Mxt, EventsOfEveryCategoryNameTheirControllerAndMatchTheSchema)
 		EXPECT_TRUE(WIFEXITED(f.status) && WEXITSTATUS(f.status) == 0) << "ends cleanly on SIGTERM";
 	}
 	check_schemas();
+}
+
+// --journal: one structured entry per event, with its priority by
+// severity and the fields a journal query selects by; nothing on stdout.
+TEST_F(Mxt, EventsGoToTheJournalOneEntryEach)
+{
+	std::string topo = root + "/events.json", journal = root + "/journal.jsonl";
+	qt::write_file(topo, events_topology(0));
+	result j = mxt("--json events", topo);
+	ASSERT_EQ(j.rc, 0) << j.err;
+	json events = json::parse(j.out);
+	result r = sh("QORL_TEST_JOURNAL=" + journal + " LD_PRELOAD=" QORL_JOURNAL_CAPTURE " " + bin + "/qorsim --root " +
+		      root + " --topology " + topo + " -- " + bin + "/mxt events --journal");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	EXPECT_EQ(r.out, "");
+	std::vector<json> entries;
+	for (const std::string &l : lines_of(qt::read_file(journal)))
+		entries.push_back(json::parse(l));
+	ASSERT_EQ(entries.size(), events.size());
+	const std::map<std::string, std::string> priority = {
+		{"port offline", "4"},  {"lport offline", "4"},   {"rport offline", "4"}, {"itnim offline", "4"},
+		{"lport new", "6"},     {"ioc disable", "4"},     {"port disable", "4"},  {"ethport linkdown", "4"},
+		{"ethport disable", "4"}, {"adapter add", "6"},   {"audit flash_update", "5"},
+	};
+	for (size_t i = 0; i < entries.size(); i++) {
+		const json &e = entries[i], &ev = events[i];
+		const std::string what = ev["category"].get<std::string>() + " " + ev["type"].get<std::string>();
+		EXPECT_EQ(json::parse(e["QORL_EVENT"].get<std::string>()), ev) << what;
+		EXPECT_EQ(e["PRIORITY"], priority.at(what)) << what;
+		EXPECT_EQ(e["QORL_KIND"], ev["category"]);
+		EXPECT_EQ(e["QORL_TYPE"], ev["type"]);
+		EXPECT_EQ(e["SYSLOG_IDENTIFIER"], "mxt");
+		EXPECT_TRUE(has(e["MESSAGE"], what)) << e;
+		if (ev["port"].is_string()) {
+			const std::string ap = ev["port"];
+			EXPECT_EQ(e["QORL_ADAPTER"], ap.substr(0, 1)) << what;
+			EXPECT_EQ(e["QORL_PORT"], ap.substr(2)) << what;
+			EXPECT_EQ(e["QORL_DRIVER"], ev["driver"]) << what;
+		} else {
+			EXPECT_EQ(e["QORL_ADAPTER"], "2") << "the adapter by its serial number";
+			EXPECT_FALSE(e.contains("QORL_PORT"));
+		}
+		if (ev["category"] == "rport") {
+			EXPECT_EQ(e["QORL_WWN"], ev["rpwwn"]);
+		} else if (ev["category"] == "port") {
+			EXPECT_EQ(e["QORL_WWN"], ev["pwwn"]);
+		} else if (ev["category"] == "ethport") {
+			EXPECT_FALSE(e.contains("QORL_WWN"));
+		}
+	}
 }
 
 TEST_F(Mxt, WithoutDriversSaysSoAndFails)

@@ -10,7 +10,11 @@
 #include <iostream>
 #include <mutex>
 #include <pthread.h>
+#include <sys/uio.h>
+#include <syslog.h>
 #include <vector>
+
+#include <systemd/sd-journal.h>
 
 #include "table.h"
 #include "qorl_adapter.h"
@@ -118,11 +122,115 @@ std::string object_text(const doc &e)
 	return "-";
 }
 
+// ---- the journal ------------------------------------------------------------------
+
+// How serious an event is, as a syslog priority: the first row that
+// matches the kind (null: any) and type (null: any); information otherwise.
+struct priority_row {
+	const char *kind, *type;
+	int priority;
+};
+constexpr priority_row priorities[] = {
+	{"ioc", "hb_fail", LOG_ERR},
+	{"ioc", "fwmismatch", LOG_ERR},
+	{"ioc", "fwcfg_error", LOG_ERR},
+	{"ioc", "invalid_vendor", LOG_ERR},
+	{"ioc", "invalid_nwwn", LOG_ERR},
+	{"ioc", "invalid_pwwn", LOG_ERR},
+	{"port", "sfp_access_error", LOG_ERR},
+	{"port", "sfp_unsupport", LOG_ERR},
+	{"lport", "npiv_dup_wwn", LOG_ERR},
+	{"lport", "npiv_fabric_max", LOG_ERR},
+	{"lport", "npiv_unknown", LOG_ERR},
+	{nullptr, "offline", LOG_WARNING},
+	{nullptr, "linkdown", LOG_WARNING},
+	{nullptr, "disconnect", LOG_WARNING},
+	{nullptr, "disable", LOG_WARNING},
+	{"adapter", "remove", LOG_WARNING},
+	{"port", "sfp_remove", LOG_WARNING},
+	{"lport", "delete", LOG_WARNING},
+	{"audit", nullptr, LOG_NOTICE},
+};
+
+int priority_of(const doc &e)
+{
+	// A port event that carries the driver's severity (critical 1 to info 4) says it itself.
+	if (e["category"] == "port" && e.contains("level") && e["level"].is_number_integer()) {
+		static constexpr int by_level[] = {LOG_CRIT, LOG_ERR, LOG_WARNING, LOG_INFO};
+		const int level = e["level"].get<int>();
+		if (level >= 1 && level <= 4)
+			return by_level[level - 1];
+	}
+	const std::string kind = e["category"].is_string() ? e["category"].get<std::string>() : "";
+	const std::string type = e["type"].is_string() ? e["type"].get<std::string>() : "";
+	for (const priority_row &r : priorities)
+		if ((!r.kind || kind == r.kind) && (!r.type || type == r.type))
+			return r.priority;
+	return LOG_INFO;
+}
+
+// The WWN the event is about: the remote, logical or port WWN it carries.
+std::string wwn_of(const doc &e)
+{
+	for (const char *k : {"rpwwn", "lpwwn", "pwwn", "ppwwn"})
+		if (e.contains(k) && e[k].is_string())
+			return e[k].get<std::string>();
+	return "";
+}
+
+// One structured entry: the text line as the message, the priority, and
+// the fields a journal query selects by.
+void journal_send(const doc &e)
+{
+	std::vector<std::string> f;
+	f.push_back("MESSAGE=" + text(e["category"]) + " " + text(e["type"]) + "  " + controller_text(e) + "  " +
+		    object_text(e));
+	f.push_back("PRIORITY=" + std::to_string(priority_of(e)));
+	f.push_back("SYSLOG_IDENTIFIER=mxt");
+	f.push_back("QORL_KIND=" + text(e["category"]));
+	f.push_back("QORL_TYPE=" + text(e["type"]));
+	std::string adapter, port;
+	if (e["port"].is_string()) {
+		const std::string ap = e["port"].get<std::string>();
+		adapter = ap.substr(0, ap.find('/'));
+		port = ap.substr(ap.find('/') + 1);
+		f.push_back("QORL_ADDRESS=" + ap);
+	} else if (e.contains("serial_num") && e["serial_num"].is_string()) {
+		std::string sn = e["serial_num"].get<std::string>();
+		if (unsigned idx = qorl_adapter_get_idx_by_sn(sn.data()))
+			adapter = std::to_string(idx);
+	}
+	if (!adapter.empty())
+		f.push_back("QORL_ADAPTER=" + adapter);
+	if (!port.empty())
+		f.push_back("QORL_PORT=" + port);
+	if (const std::string w = wwn_of(e); !w.empty())
+		f.push_back("QORL_WWN=" + w);
+	if (!e["driver"].is_null()) {
+		f.push_back("QORL_DRIVER=" + text(e["driver"]));
+		f.push_back("QORL_INSTANCE=" + text(e["instance"]));
+	}
+	f.push_back("QORL_EVENT_TIME=" + text(e["time"]));
+	f.push_back("QORL_EVENT=" + one_line(e));
+	std::vector<iovec> iov;
+	for (std::string &s : f)
+		iov.push_back({s.data(), s.size()});
+	const int rc = sd_journal_sendv(iov.data(), static_cast<int>(iov.size()));
+	if (rc < 0)
+		fprintf(stderr, "mxt: warning: the journal did not take an event (%s): %s\n", strerror(-rc),
+			one_line(e).c_str());
+}
+
+bool g_journal = false;
 std::mutex out_mu;
 
 void emit_line(const doc &e)
 {
 	std::lock_guard lk(out_mu);
+	if (g_journal) {
+		journal_send(e);
+		return;
+	}
 	if (opts().json) {
 		std::cout << one_line(e) << std::endl;
 		return;
@@ -159,7 +267,7 @@ void show_queued(const std::string &kind)
 				break;
 		}
 	}
-	if (opts().json) {
+	if (opts().json && !g_journal) {
 		print(rows);
 		return;
 	}
@@ -320,9 +428,10 @@ std::vector<std::string> event_kinds()
 }
 
 // The runner has opened the session under qor_aen_app_test.
-void events_run(bool follow_on, const std::string &kind)
+void events_run(bool follow_on, const std::string &kind, bool journal)
 {
 	g_kind = kind;
+	g_journal = journal;
 	if (follow_on)
 		follow();
 	else

@@ -222,7 +222,9 @@ const std::vector<command> &commands()
 		 .help = "the drivers' events: those queued now, or with --follow as they arrive",
 		 .params = {{arg::flag, "--follow,-f",
 			     "keep running and print events as they arrive (JSON: one object a line)"},
-			    {arg::choice, "--kind", "only events of this kind", event_kinds()}},
+			    {arg::choice, "--kind", "only events of this kind", event_kinds()},
+			    {arg::flag, "--journal",
+			     "send each event to the systemd journal as one structured entry instead of printing it"}},
 		 .run = events,
 		 .opens = session::events},
 	};
@@ -231,7 +233,7 @@ const std::vector<command> &commands()
 
 doc events(call &c)
 {
-	events_run(c.flags["--follow,-f"], c.words["--kind"]);
+	events_run(c.flags["--follow,-f"], c.words["--kind"], c.flags["--journal"]);
 	return printed();
 }
 

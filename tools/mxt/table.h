@@ -200,6 +200,8 @@ template <class Show> doc stats_or_reset(call &c, qor_status_t (*reset)(qorl_t *
 
 // cmd_events.cc: the event kinds, and the command itself.
 std::vector<std::string> event_kinds();
-void events_run(bool follow_on, const std::string &kind);
+// With journal, each event goes to the systemd journal as one structured
+// entry instead of standard output.
+void events_run(bool follow_on, const std::string &kind, bool journal);
 
 } // namespace mxt
