@@ -147,7 +147,10 @@ protected:
 		} else if (*i.setup) {
 			qt::write_file(r + "/etc/qor.conf", i.setup);
 		}
-		result out = mxt((as_json ? "--json " : "") + i.text(), topo, r);
+		std::string text = i.text();
+		for (size_t at; (at = text.find("{root}")) != std::string::npos;)
+			text.replace(at, 6, r);
+		result out = mxt((as_json ? "--json " : "") + text, topo, r);
 		if (written)
 			*written = qt::read_file(r + "/etc/qor.conf");
 		return out;
@@ -226,6 +229,7 @@ const std::vector<invocation> &walk()
 		{"events", "--kind rport"},
 		{"stats"},
 		{"stats", "1/0 2/0 --rports"},
+		{"report", "-o {root}/bundle.tar.gz"},
 	};
 	return w;
 }
@@ -1157,6 +1161,79 @@ TEST_F(Mxt, WatchRatesComeFromTwoSnapshots)
 		tx = tx || has(l, "  1/0  fc_port.tx_frames  ");
 	}
 	EXPECT_TRUE(tx);
+	check_schemas();
+}
+
+// The support bundle: one member per reading command over the inventory
+// (each matches its command's schema, or is the error object), the
+// versions, the configuration as it is on disk, the emulator's topology and
+// a manifest; a configuration file that is a symbolic link is not followed.
+TEST_F(Mxt, ReportBundleHoldsEveryReadingCommand)
+{
+	const std::string topo = root + "/topology.json";
+	qt::write_file(topo, qt::read_file(QORL_SOURCE_DIR "/sim/default_topology.json"));
+	qt::write_file(root + "/etc/qor.conf", "qor0-port-speed = 4;\n");
+	result r = mxt("--json report -o " + root + "/b.tar.gz", topo);
+	ASSERT_EQ(r.rc, 0) << r.err;
+	json out = collect("report", "report", r.out);
+	EXPECT_EQ(out["path"], root + "/b.tar.gz");
+	const std::string x = root + "/x";
+	mkdir(x.c_str(), 0755);
+	result t = sh("tar -xzf " + root + "/b.tar.gz -C " + x + " && cd " + x + " && find . -type f | sort");
+	ASSERT_EQ(t.rc, 0) << t.err;
+	std::set<std::string> members;
+	for (const std::string &l : lines_of(t.out))
+		members.insert(l.substr(l.find('/', 2) + 1));
+	EXPECT_EQ(members.size(), out["members"].get<size_t>());
+	const std::string top = x + "/b/";
+	for (const char *m : {"versions.json", "manifest.json", "files/qor.conf", "emulator/topology.json",
+			      "commands/stats.json", "commands/events.json", "commands/ioc-show_5.json",
+			      "commands/rport-show_1-0_50060e80103a7c00.json", "commands/eth-stats_2-1.json"})
+		EXPECT_TRUE(members.count(m)) << m << " missing from\n" << t.out;
+	EXPECT_EQ(qt::read_file(top + "files/qor.conf"), "qor0-port-speed = 4;\n");
+	EXPECT_EQ(qt::read_file(top + "emulator/topology.json"), qt::read_file(topo));
+	for (auto &[path, effect] : listed_commands(bin)) {
+		if (effect != "reads" || path == "report")
+			continue;
+		std::string prefix = "commands/" + path;
+		std::replace(prefix.begin(), prefix.end(), ' ', '-');
+		int found = 0;
+		for (const std::string &m : members) {
+			if (m != prefix + ".json" && m.rfind(prefix + "_", 0) != 0)
+				continue;
+			found++;
+			json j = collect(path, "report member " + m, qt::read_file(top + m));
+			if (j.is_object() && j.contains("error"))
+				cases.back()["schema"] = "error";
+		}
+		EXPECT_GT(found, 0) << "no member for '" << path << "'";
+	}
+	json versions = json::parse(qt::read_file(top + "versions.json"));
+	EXPECT_EQ(versions["mxt"], sh(bin + "/mxt --version").out.substr(4, 5));
+	EXPECT_EQ(versions["controllers"].size(), 6u);
+	EXPECT_EQ(versions["emulated"]["topology"], topo);
+	json stats = json::parse(qt::read_file(top + "commands/stats.json"));
+	EXPECT_TRUE(stats[0]["rports"].is_array()) << "remote ports' counters too";
+	json manifest = json::parse(qt::read_file(top + "manifest.json"));
+	EXPECT_EQ(manifest["members"].size() + 1, members.size());
+	// The failures are recorded, not fatal: an initiator has no IT nexus.
+	bool initiator = false;
+	for (const json &f : manifest["failed"])
+		initiator = initiator || f["member"] == "commands/itnim-show_1-0_21000024ff4c8e10.json";
+	EXPECT_TRUE(initiator) << manifest.dump(1);
+
+	// A configuration file that is a symbolic link stays out.
+	qt::write_file(root + "/secret", "not for the bundle\n");
+	unlink((root + "/etc/qor.conf").c_str());
+	ASSERT_EQ(symlink((root + "/secret").c_str(), (root + "/etc/qor.conf").c_str()), 0);
+	result s = mxt("report -o " + root + "/c.tar.gz");
+	ASSERT_EQ(s.rc, 0) << s.err;
+	EXPECT_TRUE(has(s.err, "mxt: note: /etc/qor.conf was left out of the bundle: a symbolic link, not followed"))
+		<< s.err;
+	result l = sh("tar -tzf " + root + "/c.tar.gz");
+	EXPECT_FALSE(has(l.out, "files/qor.conf")) << l.out;
+	result grep = sh("tar -xOzf " + root + "/c.tar.gz | grep -c 'not for the bundle'");
+	EXPECT_EQ(grep.out, "0\n");
 	check_schemas();
 }
 

@@ -247,7 +247,8 @@ bool wanted(const std::string &kind, uint32_t cat)
 
 // ---- without --follow: what is queued now ---------------------------------------
 
-void show_queued(const std::string &kind)
+// The events queued now: a document for --json, else printed a line each.
+doc show_queued(const std::string &kind)
 {
 	doc rows = doc::array();
 	int n = qorl_ioc_get_num(), i = 0;
@@ -267,12 +268,11 @@ void show_queued(const std::string &kind)
 				break;
 		}
 	}
-	if (opts().json && !g_journal) {
-		print(rows);
-		return;
-	}
+	if (opts().json && !g_journal)
+		return rows;
 	for (auto &e : rows)
 		emit_line(e);
+	return printed();
 }
 
 // ---- --follow: subscriptions and the reader --------------------------------------------
@@ -428,14 +428,14 @@ std::vector<std::string> event_kinds()
 }
 
 // The runner has opened the session under qor_aen_app_test.
-void events_run(bool follow_on, const std::string &kind, bool journal)
+doc events_run(bool follow_on, const std::string &kind, bool journal)
 {
 	g_kind = kind;
 	g_journal = journal;
-	if (follow_on)
-		follow();
-	else
-		show_queued(kind);
+	if (!follow_on)
+		return show_queued(kind);
+	follow();
+	return printed();
 }
 
 } // namespace mxt

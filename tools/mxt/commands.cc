@@ -164,7 +164,7 @@ const std::vector<command> &commands()
 		 .run = rport_list},
 		{.path = "rport show",
 		 .help = "attributes (and statistics) of a remote port",
-		 .params = {port_ap, remote_wwn, {arg::flag, "--stats", "add its statistics and link error status"}},
+		 .params = {port_ap, remote_wwn, {arg::flag, "--stats", "add its statistics and link error status", {}, 0, 0, nullptr, true}},
 		 .needs = side::fc,
 		 .run = rport_show},
 		{.path = "itnim show",
@@ -218,6 +218,13 @@ const std::vector<command> &commands()
 			     "with --prometheus: replace FILE whole (a temporary file renamed over it) instead of printing"}},
 		 .run = stats},
 
+		{.path = "report",
+		 .help = "write a support bundle: one .tar.gz with versions, the inventory with attributes and "
+			 "statistics as JSON, the configuration, the last events and the emulator's topology",
+		 .params = {{arg::text, "--output,-o", "the bundle's file (default: qorl-report-HOST-TIME.tar.gz here)"}},
+		 .run = report,
+		 .opens = session::events},
+
 		{.path = "events",
 		 .help = "the drivers' events: those queued now, or with --follow as they arrive",
 		 .params = {{arg::flag, "--follow,-f",
@@ -233,8 +240,7 @@ const std::vector<command> &commands()
 
 doc events(call &c)
 {
-	events_run(c.flags["--follow,-f"], c.words["--kind"], c.flags["--journal"]);
-	return printed();
+	return events_run(c.flags["--follow,-f"], c.words["--kind"], c.flags["--journal"]);
 }
 
 } // namespace mxt

@@ -115,6 +115,8 @@ const char *effect_word(effect e)
 	return e == effect::sets ? "sets" : e == effect::acts ? "acts" : "reads";
 }
 
+} // namespace
+
 bool on_side(const qorl_t *q, side s)
 {
 	const bool fc = q->ioc_type == QOR_IOC_TYPE_FC || q->ioc_type == QOR_IOC_TYPE_FCoE;
@@ -129,6 +131,8 @@ bool on_side(const qorl_t *q, side s)
 		return true;
 	}
 }
+
+namespace {
 
 std::string type_noun(const qorl_t *q)
 {
@@ -197,7 +201,11 @@ doc done(const call &c)
 
 } // namespace
 
-void run(const command &cmd, const std::map<std::string, std::string> &raw, const std::map<std::string, bool> &flags)
+namespace {
+
+// The call of a row with its arguments read.
+call read_args(const command &cmd, const std::map<std::string, std::string> &raw,
+	       const std::map<std::string, bool> &flags)
 {
 	call c{cmd};
 	for (const param &p : cmd.params) {
@@ -210,6 +218,21 @@ void run(const command &cmd, const std::map<std::string, std::string> &raw, cons
 			read_arg(c, p, p.def);
 		}
 	}
+	return c;
+}
+
+} // namespace
+
+doc collect(const command &cmd, const std::map<std::string, std::string> &raw, const std::map<std::string, bool> &flags)
+{
+	call c = read_args(cmd, raw, flags);
+	resolve(c);
+	return cmd.run(c);
+}
+
+void run(const command &cmd, const std::map<std::string, std::string> &raw, const std::map<std::string, bool> &flags)
+{
+	call c = read_args(cmd, raw, flags);
 	if (cmd.opens != session::none)
 		open_session(cmd.opens == session::events ? qor_aen_app_test : qor_aen_app_mxt);
 	resolve(c);

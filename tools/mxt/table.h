@@ -113,6 +113,13 @@ struct call {
 
 // Runs one row with the raw argument texts, by param name.
 void run(const command &cmd, const std::map<std::string, std::string> &raw, const std::map<std::string, bool> &flags);
+// Runs a reading row in the open session with the arguments given and
+// returns what it would print (its JSON when opts().json is set); a failure
+// throws as in run().
+doc collect(const command &cmd, const std::map<std::string, std::string> &raw,
+	    const std::map<std::string, bool> &flags);
+// Whether a controller is of a side.
+bool on_side(const qorl_t *q, side s);
 // Every command path with its arguments and traits (--list-commands).
 doc command_list();
 
@@ -202,6 +209,7 @@ template <class Show> doc stats_or_reset(call &c, qor_status_t (*reset)(qorl_t *
 std::vector<std::string> event_kinds();
 // With journal, each event goes to the systemd journal as one structured
 // entry instead of standard output.
-void events_run(bool follow_on, const std::string &kind, bool journal);
+// Returns what to print (see action).
+doc events_run(bool follow_on, const std::string &kind, bool journal);
 
 } // namespace mxt
