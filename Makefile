@@ -3,7 +3,9 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps build demo check bench clean install
+DEB_DIR ?= build-deb
+
+.PHONY: all deps build demo check bench clean install deb
 
 all: build
 
@@ -29,6 +31,13 @@ bench: build
 
 install: build
 	cmake --install $(BUILD)
+	ldconfig
+
+# The Debian packages in $(DEB_DIR), then their checks: contents, lintian,
+# and the unpacked packages at work (tools/pkg/check-debs.sh).
+deb: deps
+	sh tools/pkg/build-debs.sh $(DEB_DIR)
+	sh tools/pkg/check-debs.sh $(DEB_DIR)
 
 clean:
-	rm -rf $(BUILD)
+	rm -rf $(BUILD) $(DEB_DIR)

@@ -110,6 +110,11 @@ const char *side_noun(side s)
 	return side_text[(int)s].noun;
 }
 
+// Names of the argument kinds, in the order of enum arg.
+constexpr const char *arg_words[] = {"adapter", "port",   "controller", "wwn",  "text", "choice",
+				     "number",  "speed",  "topology",   "alpa", "flag", "ports"};
+static_assert(sizeof arg_words / sizeof *arg_words == (size_t)arg::ports + 1);
+
 const char *effect_word(effect e)
 {
 	return e == effect::sets ? "sets" : e == effect::acts ? "acts" : "reads";
@@ -261,7 +266,8 @@ doc command_list()
 					{"help", p.help},
 					{"required", required(p)},
 					{"choices", p.choices},
-					{"default", p.def ? doc(p.def) : doc()}});
+					{"default", p.def ? doc(p.def) : doc()},
+					{"type", arg_words[(int)p.type]}});
 		rows.push_back({{"path", c.path},
 				{"arguments", args},
 				{"side", side_word(c.needs)},
