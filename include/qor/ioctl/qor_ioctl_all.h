@@ -15,6 +15,7 @@
 #include "qor_ioctl_itnim.h"
 #include "qor_ioctl_fcpt.h"
 #include "qor_ioctl_ethport.h"
+#include "qor_ioctl_flash.h"
 
 typedef union qorl_ioctl_u {
 	qor_ioctl_gen_t gen;
@@ -63,6 +64,10 @@ typedef union qorl_ioctl_u {
 	qor_ioctl_ethport_stats_t ethport_stats;
 	qor_ioctl_ethport_attr_t ethport_attr;
 	qor_ioctl_fcport_stats_t fcport_stats;
+	/* flash */
+	qor_ioctl_flash_attr_t flash_attr;
+	qor_ioctl_flash_t flash;
+	qor_ioctl_flash_mfg_t flash_mfg;
 } qorl_ioctl_t;
 QOR_CHECK_SIZE(qorl_ioctl_t, 1608);
 
