@@ -144,6 +144,15 @@ const rom_damage rom_damages[] = {
 	{"no PnP signature", [](std::string &b) { b[qt::kRomPnp] = '#'; }},
 	{"PnP length past the image", [](std::string &b) { b[qt::kRomPnp + 5] = (char)0xff; }},
 	{"second image no ROM signature", [](std::string &b) { b[1024] = 0x12; }},
+	{"PnP header on the checksum byte", [](std::string &b) { b[qt::kRomPnp + 5] = 58; }},
+	{"PCI data over the PnP header", [](std::string &b) {
+		 std::memmove(&b[0x70], &b[qt::kRomPcir], 28);
+		 put16(b, 0x18, 0x70);
+	 }},
+	{"PCI data inside the ROM header", [](std::string &b) {
+		 std::memmove(&b[0x08], &b[qt::kRomPcir], 16); // signature, IDs, length up to the class code
+		 put16(b, 0x18, 0x08);
+	 }},
 };
 
 class OptionRomDamage : public ::testing::TestWithParam<rom_damage> {};
@@ -266,6 +275,7 @@ TEST(Vpd, FromAdapterOwn)
 	own[132] = 0xE9;
 	std::memset(own.data() + 326, 'z', 40);
 	std::memcpy(own.data() + 244, "01.02.03.04", 11);
+	std::memcpy(own.data() + 10, "V7+DCM", 6); // in the product name, not a keyword
 	qor_adapter_attr_t ad = adapter("ATTRSERIAL00");
 	set_own_vpd(ad, own);
 	vpd_image out;
@@ -275,6 +285,7 @@ TEST(Vpd, FromAdapterOwn)
 	EXPECT_EQ(out[132], 236);
 	EXPECT_EQ(text_at(out, 201, 12), "OWNSERIAL123");
 	EXPECT_EQ(text_at(out, 156, 6), "PN-OWN");
+	EXPECT_EQ(text_at(out, 10, 46), text_at(own, 10, 46));
 	EXPECT_EQ(text_at(out, 244, 11), "02.03.00.00");
 	EXPECT_EQ(text_at(out, 326, 40), QOR_OEM_VPD_CAPABILITY);
 	EXPECT_TRUE(vpd_sum_ok(out));

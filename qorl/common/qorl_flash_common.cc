@@ -542,11 +542,26 @@ bool digit(uint8_t c)
 	return c >= '0' && c <= '9';
 }
 
-// "d.d.d.d" at verptr becomes "0d.0d.0d.0d".
+// A structure inside one image: after the ROM header, before the checksum
+// byte, and (checked separately) clear of the other structures, so that no
+// patch or checksum lands in another structure.
+struct region {
+	size_t at, n;
+};
+
+bool inside(region r, size_t size)
+{
+	return r.at >= sizeof(pci_optrom_hdr_t) && r.at < size - 1 && r.n <= size - 1 - r.at;
+}
+
+bool apart(region a, region b)
+{
+	return a.at + a.n <= b.at || b.at + b.n <= a.at;
+}
+
+// "d.d.d.d" at verptr becomes "0d.0d.0d.0d"; any other text is not taken.
 void take_version(std::span<const uint8_t> img, size_t verptr, fwver &v)
 {
-	if (verptr > img.size() || img.size() - verptr < 8)
-		return;
 	const uint8_t *t = img.data() + verptr;
 	for (int i = 0; i < 7; i++)
 		if (i % 2 ? t[i] != '.' : !digit(t[i]))
@@ -561,20 +576,27 @@ void take_version(std::span<const uint8_t> img, size_t verptr, fwver &v)
 	v.taken = true;
 }
 
-// The x86 image's PnP header gets the device ID and a fresh checksum.
-bool patch_pnp(std::span<uint8_t> img, size_t at, uint16_t devid)
+// The x86 image's PnP header: its signature, and its whole length inside
+// the image and clear of the PCI data structure.
+bool pnp_region(std::span<const uint8_t> img, size_t at, region ds, region &out)
 {
 	pnp_hdr_t p;
 	if (!load<pnp_hdr_t>(img, at, p) || le32(p.signature) != kPnpSig)
 		return false;
-	const size_t len = static_cast<size_t>(p.len) * 16;
-	if (img.size() - at < len)
-		return false;
+	out = {at, std::max(sizeof p, static_cast<size_t>(p.len) * 16)};
+	return inside(out, img.size()) && apart(out, ds);
+}
+
+// The PnP header gets the device ID in its upper 16 bits and a fresh checksum.
+void patch_pnp(std::span<uint8_t> img, size_t at, uint16_t devid)
+{
+	pnp_hdr_t p;
+	(void)load<pnp_hdr_t>(img, at, p);
 	p.pnp_dev_id = le32((le32(p.pnp_dev_id) & 0xffffu) | static_cast<uint32_t>(devid) << 16);
 	p.cksum = 0;
 	store(img, at, p);
-	img[at + offsetof(pnp_hdr_t, cksum)] = static_cast<uint8_t>(256u - sum8(img.subspan(at, len)));
-	return true;
+	img[at + offsetof(pnp_hdr_t, cksum)] =
+		static_cast<uint8_t>(256u - sum8(img.subspan(at, static_cast<size_t>(p.len) * 16)));
 }
 
 } // namespace
@@ -597,24 +619,30 @@ qor_status_t update_device_id_chksum(std::span<uint8_t> rom, uint16_t devid, boo
 		pci_3_0_ds_t ds;
 		if (!load<pci_optrom_hdr_t>(img, 0, h) || swap16(h.sig) != kRomSig)
 			return QOR_STATUS_BAD_BOOT_CODE;
-		const size_t pcids = swap16(h.pcids);
-		if (!load<pci_3_0_ds_t>(img, pcids, ds) || le32(ds.sig) != kPcirSig)
+		const region dsr{swap16(h.pcids), sizeof ds};
+		if (!load<pci_3_0_ds_t>(img, dsr.at, ds) || le32(ds.sig) != kPcirSig)
 			return QOR_STATUS_BAD_BOOT_CODE;
 		const size_t size = static_cast<size_t>(swap16(ds.imglen)) * kRomUnit;
-		if (size == 0 || size > img.size() || pcids > size || size - pcids < sizeof ds)
+		if (size == 0 || size > img.size() || !inside(dsr, size))
 			return QOR_STATUS_BAD_BOOT_CODE;
 		img = img.first(size);
-		if (patch) {
-			ds.devid = swap16(devid);
-			store(img, pcids, ds);
+		const bool x86 = ds.codetype == 0;
+		region pnpr{0, 0};
+		if (x86 && patch && !pnp_region(img, swap16(h.pnphdr), dsr, pnpr))
+			return QOR_STATUS_BAD_BOOT_CODE;
+		if (x86 && bfwvread && !v.taken) {
+			const region verr{swap16(h.verptr), 8};
+			if (inside(verr, size) && apart(verr, dsr) && apart(verr, pnpr))
+				take_version(img, verr.at, v);
 		}
-		if (ds.codetype == 0) {
-			if (bfwvread && !v.taken)
-				take_version(img, swap16(h.verptr), v);
-			if (!patch)
-				return QOR_STATUS_OK;
-			if (!patch_pnp(img, swap16(h.pnphdr), devid))
-				return QOR_STATUS_BAD_BOOT_CODE;
+		if (!patch) {
+			if (x86)
+				return QOR_STATUS_OK; // nothing here or later changes
+		} else {
+			ds.devid = swap16(devid);
+			store(img, dsr.at, ds);
+			if (x86)
+				patch_pnp(img, pnpr.at, devid);
 		}
 		fix_checksum(img, size - 1);
 		off += size;
@@ -721,12 +749,11 @@ void check_and_update_vpdr_len(vpd_image &v)
 		v[kVpdRLenPos] = kVpdRLen;
 }
 
-// Every "V7?DCM" gets the capability map after it.
-void update_dcm(vpd_image &v)
+// Every V7 keyword that holds "DCM" gets the capability map after it.
+void update_dcm(vpd_image &v, const vpd_layout &l)
 {
-	for (size_t p = 0; p + 6 + kCapability.size() <= v.size(); p++)
-		if (v[p] == 'V' && v[p + 1] == '7' && v[p + 3] == 'D' && v[p + 4] == 'C' && v[p + 5] == 'M')
-			put_text(v, p + 6, kCapability);
+	for (int i = 0; i < l.nv7; i++)
+		put_text(v, l.v7[i] + 3, kCapability);
 }
 
 void update_checksum(vpd_image &v)
@@ -735,9 +762,8 @@ void update_checksum(vpd_image &v)
 }
 
 // The fixed places the rebuild writes are those of the image's keywords.
-bool oem_layout(const vpd_image &v)
+bool oem_layout(const vpd_image &v, vpd_layout &l)
 {
-	vpd_layout l;
 	return vpd_parse(v, l) && l.vpdr_tag == 131 && l.first_keyword == kVpdFirstKeyword &&
 	       l.v2 == kVpdFwverPos - 3 && l.v2_len >= 3 + kVpdFwverLen && l.rv == kVpdChecksumPos;
 }
@@ -781,6 +807,9 @@ bool vpd_parse(std::span<const uint8_t, kVpdSize> vpd, vpd_layout &out)
 					out.v2 = k + 3;
 					out.v2_len = klen;
 				}
+				if (vpd[k] == 'V' && vpd[k + 1] == '7' && klen >= 3 + kCapability.size() &&
+				    std::memcmp(&vpd[k + 3], "DCM", 3) == 0 && out.nv7 < (int)std::size(out.v7))
+					out.v7[out.nv7++] = k + 3;
 				if (vpd[k] == 'R' && vpd[k + 1] == 'V') {
 					if (klen == 0)
 						return false;
@@ -799,20 +828,22 @@ bool vpd_parse(std::span<const uint8_t, kVpdSize> vpd, vpd_layout &out)
 
 void rebuild_vpd(const qor_adapter_attr_t &ad, const char *fwver11, vpd_image &out, bool *version_current)
 {
+	vpd_layout l;
 	bool own = ad.vpd.version == 3 && ad.vpd.len != 0;
 	if (own) {
 		std::memcpy(out.data(), ad.vpd.data, kVpdSize);
 		check_and_update_vpdr_len(out);
-		own = oem_layout(out);
+		own = oem_layout(out, l);
 	}
 	if (!own) {
 		out = oem_template;
 		std::memcpy(out.data() + kVpdSerialPos, ad.serial_num, sizeof ad.serial_num);
+		(void)oem_layout(out, l);
 	}
 	const bool current = check_vpd_fwver(out, fwver11);
 	if (!current)
 		update_fwver(out, fwver11);
-	update_dcm(out);
+	update_dcm(out, l);
 	update_checksum(out);
 	if (version_current)
 		*version_current = current;

@@ -181,6 +181,8 @@ struct vpd_layout {
 	size_t first_keyword = 0; // first VPD-R keyword
 	size_t v2 = 0, v2_len = 0; // V2 data, 0 when absent
 	size_t rv = 0;            // RV data (its first byte is the checksum)
+	size_t v7[8] = {};        // data of the V7 keywords that hold "DCM" and a map
+	int nv7 = 0;
 };
 // Walks resource tags and VPD-R keywords, each bounded by its section and
 // the image; false for anything that runs past them or no RV keyword.
