@@ -12,11 +12,31 @@
 
 #include "qorl_config_int.h"
 
-namespace qorl::cfg {
-void fuzz_reset_model();
-}
-
 namespace {
+
+using namespace qorl::cfg;
+
+// Empties the model, as a fresh process would hold it.
+void reset_model()
+{
+	qorl_get_mutex_lock(&vportmutex);
+	for (auto &p : ioc_config_data) {
+		while (qorl_vf_config_t *e = p.vport) {
+			p.vport = e->next;
+			std::free(e);
+		}
+		p.vpcount = 0;
+	}
+	qorl_release_mutex_lock(&vportmutex);
+	std::memset(ad_config_data, 0, sizeof ad_config_data);
+	std::memset(ioc_config_data, 0, sizeof ioc_config_data);
+	std::memset(config_all, 0, sizeof config_all);
+	std::memset(slot_keys, 0, sizeof slot_keys);
+	std::memset(&params, 0, sizeof params);
+	for (int i = 0; i < n_tuning; i++)
+		params.tuning[i] = tuning_keys[i].initial;
+	ad_next = 0;
+}
 
 int memfd = -1;
 char path[64];
@@ -42,8 +62,8 @@ void setters(const uint8_t *data, size_t size)
 	qorl_t q{};
 	q.ioc_type = QOR_IOC_TYPE_FC;
 	for (int i = 0; i < QORL_CFG_MAX_IOC; i++)
-		if (qorl::cfg::ioc_config_data[i].pwwn[0]) {
-			q.pwwn = wwn_convert(qorl::cfg::ioc_config_data[i].pwwn);
+		if (ioc_config_data[i].pwwn[0]) {
+			q.pwwn = slot_keys[i].wwn;
 			break;
 		}
 	qorl_config_speed(&q, (qor_port_speed_t)(data[0] % 32));
@@ -78,6 +98,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 	qorl_config_load(path);
 	setters(data, size);
 	write_back();
-	qorl::cfg::fuzz_reset_model();
+	reset_model();
 	return 0;
 }

@@ -3,13 +3,39 @@
 // control API that makes those changes.
 #include "sim_events.h"
 #include "defs/qor_defs_aen_names.h"
+#include "qor/qor_text.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <span>
 #include <stdexcept>
 
 #include "san.h"
+
+namespace qorsim {
+
+bool as_integer(const nlohmann::json &v, int64_t *out)
+{
+	if (v.is_number_integer()) {
+		if (v.is_number_unsigned() && v.get<uint64_t>() > static_cast<uint64_t>(INT64_MAX))
+			return false;
+		*out = v.get<int64_t>();
+		return true;
+	}
+	if (!v.is_string())
+		return false;
+	const std::string s = v.get<std::string>();
+	char *end = nullptr;
+	errno = 0;
+	const long long x = std::strtoll(s.c_str(), &end, 0);
+	if (s.empty() || *end || errno)
+		return false;
+	*out = x;
+	return true;
+}
+
+} // namespace qorsim
 
 namespace qorsim::ev {
 
@@ -49,21 +75,24 @@ void port_event(Model &m, Function &f, int type)
 	queue_event(m, f, e);
 }
 
+// The remote port and IT nexus records start alike.
+template <class D> void name_rport(D &d, const Function &f, const san::LPort &l, const san::RPort &r)
+{
+	d.vf_id = l.vf_id;
+	d.ppwwn = f.pwwn;
+	d.lpwwn = l.pwwn;
+	d.rpwwn = r.pwwn;
+}
+
 void rport_events(Model &m, Function &f, const san::LPort &l, const san::RPort &r, bool online)
 {
 	auto e = make(QOR_AEN_CAT_RPORT, online ? QOR_RPORT_AEN_ONLINE : QOR_RPORT_AEN_OFFLINE);
-	e.aen_data.rport.vf_id = l.vf_id;
-	e.aen_data.rport.ppwwn = f.pwwn;
-	e.aen_data.rport.lpwwn = l.pwwn;
-	e.aen_data.rport.rpwwn = r.pwwn;
+	name_rport(e.aen_data.rport, f, l, r);
 	queue_event(m, f, e);
 	if (!r.target)
 		return;
 	auto i = make(QOR_AEN_CAT_ITNIM, online ? QOR_ITNIM_AEN_ONLINE : QOR_ITNIM_AEN_OFFLINE);
-	i.aen_data.itnim.vf_id = l.vf_id;
-	i.aen_data.itnim.ppwwn = f.pwwn;
-	i.aen_data.itnim.lpwwn = l.pwwn;
-	i.aen_data.itnim.rpwwn = r.pwwn;
+	name_rport(i.aen_data.itnim, f, l, r);
 	queue_event(m, f, i);
 }
 
@@ -165,188 +194,128 @@ namespace {
 
 using nlohmann::json;
 
-// The kinds and type names as the tools print them.
-std::span<const qor_aen_names_t> names()
-{
-	int n = 0;
-	const qor_aen_names_t *t = qor_aen_names(&n);
-	return {t, static_cast<size_t>(n)};
-}
-
 [[noreturn]] void bad(const std::string &path, const std::string &what)
 {
 	throw std::invalid_argument(path + ": " + what);
 }
 
-int64_t num(const json &v, const std::string &path)
+template <class Each> std::string listed(int n, Each each)
 {
-	if (v.is_number_integer())
-		return v.get<int64_t>();
-	if (v.is_string()) {
-		const std::string s = v.get<std::string>();
-		char *end = nullptr;
-		long long x = std::strtoll(s.c_str(), &end, 0);
-		if (!s.empty() && end && *end == '\0')
-			return x;
-	}
-	bad(path, "must be an integer");
-}
-
-void bytes(const json &v, const std::string &path, uint8_t *out, int n, const char *form)
-{
-	unsigned b[8] = {};
-	char tail;
-	const std::string s = v.is_string() ? v.get<std::string>() : std::string();
-	int got = n == 8 ? std::sscanf(s.c_str(), "%2x:%2x:%2x:%2x:%2x:%2x:%2x:%2x%c", &b[0], &b[1], &b[2], &b[3],
-				       &b[4], &b[5], &b[6], &b[7], &tail)
-			 : std::sscanf(s.c_str(), "%2x:%2x:%2x:%2x:%2x:%2x%c", &b[0], &b[1], &b[2], &b[3], &b[4], &b[5],
-				       &tail);
-	if (got != n)
-		bad(path, std::string("must be ") + form);
+	std::string s;
 	for (int i = 0; i < n; i++)
-		out[i] = static_cast<uint8_t>(b[i]);
+		s += (i ? ", " : "") + std::string(each(i));
+	return s;
 }
 
-wwn_t wwn(const json &v, const std::string &path)
+std::string known_categories()
 {
-	uint8_t b[8];
-	bytes(v, path, b, 8, "a WWN like \"20:00:00:11:22:33:44:55\"");
-	wwn_t w;
-	std::memcpy(&w, b, 8);
-	return w;
+	int n = 0;
+	const qor_aen_names_t *t = qor_aen_names(&n);
+	return listed(n, [t](int i) { return t[i].kind; });
+}
+
+// The category's row (null for a number without one) and its code.
+const qor_aen_names_t *category_of(const json &v, const std::string &path, uint32_t *cat)
+{
+	if (v.is_string())
+		if (const qor_aen_names_t *c = qor_aen_category_named(v.get<std::string>().c_str())) {
+			*cat = c->cat;
+			return c;
+		}
+	int64_t x = 0;
+	if (!as_integer(v, &x) || x < 0 || x > UINT32_MAX)
+		bad(path, "must be a category (" + known_categories() + ") or its number");
+	*cat = static_cast<uint32_t>(x);
+	return qor_aen_category(*cat);
+}
+
+int type_of(const qor_aen_names_t *c, const json &v, const std::string &path)
+{
+	if (v.is_string())
+		if (int t = qor_aen_type_code(c, v.get<std::string>().c_str()))
+			return t;
+	int64_t x = 0;
+	if (!as_integer(v, &x) || x < INT32_MIN || x > INT32_MAX)
+		bad(path, "must be an event type of the category" +
+				  (c && c->ntypes ? " (" + listed(c->ntypes, [c](int i) { return c->types[i]; }) + ")"
+						  : std::string()) +
+				  " or its number");
+	return static_cast<int>(x);
+}
+
+// Writes one field of a data record from its JSON value, as the field's kind reads it.
+void set_field(const qor_aen_field_t &f, qor_aen_data_t &rec, const json &v, const std::string &path)
+{
+	uint8_t *p = reinterpret_cast<uint8_t *>(&rec) + f.offset;
+	const std::string s = v.is_string() ? v.get<std::string>() : std::string();
+	switch (f.kind) {
+	case QOR_AEN_FIELD_WWN: {
+		wwn_t w = 0;
+		if (!v.is_string() || !qor_wwn_parse(s.c_str(), &w))
+			bad(path, "must be a WWN like \"20:00:00:11:22:33:44:55\"");
+		std::memcpy(p, &w, sizeof w);
+		return;
+	}
+	case QOR_AEN_FIELD_MAC:
+		if (!v.is_string() || !qor_mac_parse(s.c_str(), p))
+			bad(path, "must be a MAC address like \"02:00:00:00:00:01\"");
+		return;
+	case QOR_AEN_FIELD_TEXT:
+		if (!v.is_string() || s.size() >= f.size)
+			bad(path, "must be text of at most " + std::to_string(f.size - 1) + " characters");
+		std::memset(p, 0, f.size);
+		std::memcpy(p, s.data(), s.size());
+		return;
+	case QOR_AEN_FIELD_IOC_TYPE:
+		for (uint32_t t : {QOR_IOC_TYPE_FC, QOR_IOC_TYPE_FCoE, QOR_IOC_TYPE_LL})
+			if (s == qor_ioc_type_word(t)) {
+				qor_aen_field_set_int(&f, &rec, t);
+				return;
+			}
+		break;
+	default:
+		break;
+	}
+	int64_t x = 0;
+	if (!as_integer(v, &x) || !qor_aen_field_set_int(&f, &rec, x)) {
+		const int bits = 8 * f.size;
+		const bool sign = f.kind != QOR_AEN_FIELD_UINT;
+		const int64_t lo = sign ? -(int64_t{1} << (bits - 1)) : 0;
+		const int64_t hi = sign ? (int64_t{1} << (bits - 1)) - 1 : (int64_t{1} << bits) - 1;
+		bad(path, std::string(f.kind == QOR_AEN_FIELD_IOC_TYPE ? "must be \"fc\", \"fcoe\", \"eth\" or " : "must be ") +
+				  "an integer from " + std::to_string(lo) + " to " + std::to_string(hi));
+	}
 }
 
 } // namespace
 
+int type_from_json(uint32_t cat, const json &v, const std::string &path)
+{
+	return type_of(qor_aen_category(cat), v, path);
+}
+
 qor_aen_entry_t entry_from_json(const json &j, const std::string &path)
 {
+	if (!j.is_object())
+		bad(path, "an event is an object ({\"category\", \"type\", \"data\"})");
 	if (!j.contains("category"))
 		bad(path, "an event needs \"category\"");
-	const json &jc = j["category"];
-	const qor_aen_names_t *c = nullptr;
-	for (const auto &n : names())
-		if ((jc.is_string() && jc.get<std::string>() == n.kind) || (jc.is_number_integer() && jc.get<int64_t>() == n.cat))
-			c = &n;
-	uint32_t cat = c ? c->cat : static_cast<uint32_t>(num(jc, path + ".category"));
-	int type = 0;
-	if (j.contains("type")) {
-		const json &jt = j["type"];
-		bool found = false;
-		if (jt.is_string() && c)
-			for (int i = 0; i < c->ntypes; i++)
-				if (jt.get<std::string>() == c->types[i]) {
-					type = static_cast<int>(i + 1);
-					found = true;
-				}
-		if (!found)
-			type = static_cast<int>(num(jt, path + ".type"));
-	}
-	qor_aen_entry_t e = make(cat, type);
+	uint32_t cat = 0;
+	const qor_aen_names_t *c = category_of(j["category"], path + ".category", &cat);
+	qor_aen_entry_t e = make(cat, j.contains("type") ? type_of(c, j["type"], path + ".type") : 0);
 	if (!j.contains("data"))
 		return e;
 	const json &d = j["data"];
 	if (!d.is_object())
 		bad(path + ".data", "must be an object");
-	qor_aen_data_t &u = e.aen_data;
 	for (auto it = d.begin(); it != d.end(); ++it) {
-		const std::string k = it.key(), p = path + ".data." + k;
-		const json &v = it.value();
-		auto wwn_field = [&](wwn_t &w) { w = wwn(v, p); };
-		auto mac_field = [&](uint8_t *m) { bytes(v, p, m, 6, "a MAC address like \"02:00:00:00:00:01\""); };
-		auto int_field = [&](auto &x) { x = static_cast<std::remove_reference_t<decltype(x)>>(num(v, p)); };
-		bool ok = true;
-		switch (cat) {
-		case QOR_AEN_CAT_ADAPTER:
-			if (k == "serial_num" && v.is_string())
-				std::snprintf(u.adapter.serial_num, sizeof u.adapter.serial_num, "%s", v.get<std::string>().c_str());
-			else if (k == "nports")
-				int_field(u.adapter.nports);
-			else if (k == "pwwn")
-				wwn_field(u.adapter.pwwn);
-			else
-				ok = false;
-			break;
-		case QOR_AEN_CAT_PORT:
-			if (k == "pwwn")
-				wwn_field(u.port.pwwn);
-			else if (k == "fwwn")
-				wwn_field(u.port.fwwn);
-			else if (k == "phy_port_num")
-				int_field(u.port.phy_port_num);
-			else if (k == "ioc_type")
-				int_field(u.port.ioc_type);
-			else if (k == "level")
-				int_field(u.port.level);
-			else if (k == "mac")
-				mac_field(u.port.mac);
-			else
-				ok = false;
-			break;
-		case QOR_AEN_CAT_LPORT:
-			if (k == "vf_id")
-				int_field(u.lport.vf_id);
-			else if (k == "roles")
-				int_field(u.lport.roles);
-			else if (k == "ppwwn")
-				wwn_field(u.lport.ppwwn);
-			else if (k == "lpwwn")
-				wwn_field(u.lport.lpwwn);
-			else
-				ok = false;
-			break;
-		case QOR_AEN_CAT_RPORT:
-		case QOR_AEN_CAT_ITNIM: {
-			// Equal layouts up to rpwwn.
-			qor_rport_aen_data_t &r = u.rport;
-			if (k == "vf_id")
-				int_field(r.vf_id);
-			else if (k == "ppwwn")
-				wwn_field(r.ppwwn);
-			else if (k == "lpwwn")
-				wwn_field(r.lpwwn);
-			else if (k == "rpwwn")
-				wwn_field(r.rpwwn);
-			else if (k == "qos_priority" && cat == QOR_AEN_CAT_RPORT)
-				int_field(r.priv.qos_priority);
-			else if (k == "qos_flow_id" && cat == QOR_AEN_CAT_RPORT)
-				int_field(r.priv.qos_flow_id);
-			else
-				ok = false;
-			break;
-		}
-		case QOR_AEN_CAT_AUDIT:
-			if (k == "pwwn")
-				wwn_field(u.audit.pwwn);
-			else if (k == "partition_inst")
-				int_field(u.audit.partition_inst);
-			else if (k == "partition_type")
-				int_field(u.audit.partition_type);
-			else
-				ok = false;
-			break;
-		case QOR_AEN_CAT_IOC:
-			if (k == "pwwn")
-				wwn_field(u.ioc.pwwn);
-			else if (k == "ioc_type")
-				int_field(u.ioc.ioc_type);
-			else if (k == "mac")
-				mac_field(u.ioc.mac);
-			else
-				ok = false;
-			break;
-		case QOR_AEN_CAT_ETHPORT:
-			if (k == "mac")
-				mac_field(u.ethport.mac);
-			else if (k == "cee_state")
-				int_field(u.ethport.cee_state);
-			else
-				ok = false;
-			break;
-		default:
-			ok = false;
-		}
-		if (!ok)
-			bad(p, "not a field of this category's event data");
+		const std::string p = path + ".data." + it.key();
+		const qor_aen_field_t *f = qor_aen_field_named(c, it.key().c_str());
+		if (!f)
+			bad(p, "not a field of this category's event data" +
+				       (c && c->nfields ? " (" + listed(c->nfields, [c](int i) { return c->fields[i].name; }) + ")"
+							: std::string(" (it has none)")));
+		set_field(*f, e.aen_data, it.value(), p);
 	}
 	return e;
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "qor/qor_text.h"
 #include "san.h"
 #include "sim_events.h"
 
@@ -23,19 +24,9 @@ int64_t integer(const json &o, const std::string &path, const char *key, int64_t
 {
 	if (!o.contains(key))
 		return def;
-	const json &v = o[key];
 	int64_t x = 0;
-	if (v.is_number_integer()) {
-		x = v.get<int64_t>();
-	} else if (v.is_string()) {
-		const std::string s = v.get<std::string>();
-		char *end = nullptr;
-		x = std::strtoll(s.c_str(), &end, 0);
-		if (s.empty() || *end)
-			bad(path + "." + key, "must be an integer");
-	} else {
+	if (!as_integer(o[key], &x))
 		bad(path + "." + key, "must be an integer");
-	}
 	if (x < lo || x > hi)
 		bad(path + "." + key, "must be between " + std::to_string(lo) + " and " + std::to_string(hi));
 	return x;
@@ -75,8 +66,9 @@ wwn_t rpwwn_of(Model &m, const json &e, const std::string &path, Target &t)
 	Function &f = function_of(m, e, path, t);
 	if (!e.contains("rpwwn"))
 		bad(path, "this action needs \"rpwwn\"");
-	json ev = {{"category", "rport"}, {"data", {{"rpwwn", e["rpwwn"]}}}};
-	t.rpwwn = ev::entry_from_json(ev, path).aen_data.rport.rpwwn;
+	const json &w = e["rpwwn"];
+	if (!w.is_string() || !qor_wwn_parse(w.get<std::string>().c_str(), &t.rpwwn))
+		bad(path + ".rpwwn", "must be a WWN like \"21:00:00:24:ff:00:00:01\"");
 	for (const auto &l : san::port_of(f).lports)
 		for (const auto &r : l.rports)
 			if (r.pwwn == t.rpwwn)
@@ -144,8 +136,8 @@ Run adapter_event(int type, Model &m, const json &e, const std::string &path)
 
 Run audit(Model &m, const json &e, const std::string &path)
 {
-	json audit_event = {{"category", "audit"}, {"type", e.contains("type") ? e["type"] : json("flash_update")}};
-	const int type = ev::entry_from_json(audit_event, path).aen_type;
+	const int type = e.contains("type") ? ev::type_from_json(QOR_AEN_CAT_AUDIT, e["type"], path + ".type")
+					    : QOR_AUDIT_AEN_FLASH_UPDATE;
 	const int32_t inst = static_cast<int32_t>(integer(e, path, "partition_inst", 0, INT32_MIN, INT32_MAX));
 	const int32_t ptype = static_cast<int32_t>(integer(e, path, "partition_type", 0, INT32_MIN, INT32_MAX));
 	return on_controller(m, e, path,

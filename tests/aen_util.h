@@ -108,6 +108,21 @@ template <class Ev, class D> void on_event(void *ud, Ev ev, D *d, qor_timeval_t 
 	s->rec->add(c);
 }
 
+// Delivered records kept whole, with their event codes, in delivery order.
+struct Record {
+	int event;
+	std::vector<uint8_t> bytes;
+};
+using Records = std::vector<Record>;
+
+// A native callback of any kind: appends to the Records at userData.
+// Not locked: for deliveries made on the test's own thread.
+template <class Ev, class D> void keep_record(void *ud, Ev ev, D *d, qor_timeval_t)
+{
+	const auto *b = reinterpret_cast<const uint8_t *>(d);
+	static_cast<Records *>(ud)->push_back({static_cast<int>(ev), std::vector<uint8_t>(b, b + sizeof *d)});
+}
+
 // Controllers of the emulated machine by driver and instance.
 inline qorl_t *controller(int drv, int inst)
 {

@@ -1,10 +1,15 @@
 // The emulator's events: state changes raise what the drivers raise, the
 // topology's schedule makes them happen in virtual time, queues are bounded;
 // and mxt events prints a scheduled change.
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <map>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <nlohmann/json.hpp>
 
 #include "aen_util.h"
 #include "testutil.h"
@@ -207,44 +212,283 @@ TEST_F(AenSim, ReaderSeesAScheduledRemotePortGoOffline)
 	EXPECT_EQ(c[0].event, QOR_RPORT_AEN_OFFLINE);
 	EXPECT_EQ(c[0].key, kR1);
 	EXPECT_EQ(c[0].id, 200000u) << "time stamp is the virtual time of the change";
+	EXPECT_EQ(qorl_rport_aen_unregister(h), QOR_STATUS_OK);
 }
 
-// qorsim --topology F -- mxt events --follow --json prints the scheduled offline.
-TEST(AenSimMxt, FollowPrintsAScheduledRemotePortOffline)
+// ---- mxt events --follow under the launcher -------------------------------------------------
+
+struct Followed {
+	std::vector<std::string> lines;
+	int status = -1;
+};
+
+// Runs `qorsim --topology <text> -- mxt events --follow <args>` and reads its
+// lines until `enough` holds (or a generous safety limit passes without
+// output), then ends it with SIGTERM.
+Followed follow_mxt(const std::string &topology, const std::vector<std::string> &args,
+		    const std::function<bool(const std::vector<std::string> &)> &enough)
 {
+	Followed r;
 	std::string dir = qt::make_temp_dir();
 	std::string file = dir + "/topo.json";
-	qt::write_file(file, topo(R"(, "schedule": [
-	  { "at_ms": 200, "action": "rport_offline", "instance": 0, "rpwwn": "21:00:00:24:ff:00:00:01" } ])"));
+	qt::write_file(file, topology);
 	int fds[2];
-	ASSERT_EQ(pipe(fds), 0);
+	if (pipe(fds) != 0)
+		return r;
 	pid_t pid = fork();
-	ASSERT_GE(pid, 0);
 	if (pid == 0) {
 		dup2(fds[1], 1);
 		close(fds[0]);
 		std::string qs = std::string(QORL_BINARY_DIR) + "/qorsim", mxt = std::string(QORL_BINARY_DIR) + "/mxt";
-		execl(qs.c_str(), qs.c_str(), "--topology", file.c_str(), "--root", dir.c_str(), "--", mxt.c_str(),
-		      "events", "--follow", "--json", static_cast<char *>(nullptr));
+		std::vector<std::string> argv = {qs, "--topology", file, "--root", dir, "--", mxt, "events", "--follow"};
+		argv.insert(argv.end(), args.begin(), args.end());
+		std::vector<char *> cargv;
+		for (auto &a : argv)
+			cargv.push_back(a.data());
+		cargv.push_back(nullptr);
+		execv(qs.c_str(), cargv.data());
 		_exit(127);
 	}
 	close(fds[1]);
-	FILE *out = fdopen(fds[0], "r");
-	std::string line, found;
+	std::string pending;
 	char buf[4096];
-	while (found.empty() && fgets(buf, sizeof buf, out)) {
-		line = buf;
-		if (line.find("\"category\":\"rport\"") != std::string::npos)
-			found = line;
+	while (pid > 0 && !enough(r.lines)) {
+		pollfd p{fds[0], POLLIN, 0};
+		if (poll(&p, 1, 30000) != 1)
+			break;
+		ssize_t n = read(fds[0], buf, sizeof buf);
+		if (n <= 0)
+			break;
+		pending.append(buf, static_cast<size_t>(n));
+		for (size_t nl; (nl = pending.find('\n')) != std::string::npos; pending.erase(0, nl + 1))
+			r.lines.push_back(pending.substr(0, nl));
 	}
-	kill(pid, SIGTERM);
-	int status = 0;
-	waitpid(pid, &status, 0);
-	fclose(out);
+	if (pid > 0) {
+		kill(pid, SIGTERM);
+		waitpid(pid, &r.status, 0);
+	}
+	close(fds[0]);
 	qt::remove_tree(dir);
+	return r;
+}
+
+TEST(AenSimMxt, FollowPrintsAScheduledRemotePortOffline)
+{
+	std::string found;
+	Followed f = follow_mxt(topo(R"(, "schedule": [
+	  { "at_ms": 200, "action": "rport_offline", "instance": 0, "rpwwn": "21:00:00:24:ff:00:00:01" } ])"),
+				{"--json"}, [&](const std::vector<std::string> &lines) {
+					for (auto &l : lines)
+						if (l.find("\"category\":\"rport\"") != std::string::npos)
+							found = l;
+					return !found.empty();
+				});
 	EXPECT_NE(found.find("\"type\":\"offline\""), std::string::npos) << found;
 	EXPECT_NE(found.find("\"rpwwn\":\"21:00:00:24:ff:00:00:01\""), std::string::npos) << found;
-	EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "mxt ends cleanly on SIGTERM";
+	EXPECT_TRUE(WIFEXITED(f.status) && WEXITSTATUS(f.status) == 0) << "mxt ends cleanly on SIGTERM";
+}
+
+// ---- one event of every kind: topology in; library delivery and mxt output out ---------------
+
+const char *const kF0 = "20:00:02:5a:31:0a:f0:00"; // FC instance 0
+const char *const kE0 = "02:5a:31:0c:c0:02";       // Ethernet instance 0
+
+struct KindEvent {
+	const char *kind, *type;
+	int code;
+	const char *driver; // instance 0 of this driver raises it
+	const char *data;   // the record's fields as a topology gives them
+	std::function<void(qor_aen_data_t &)> record; // the record the library must deliver
+	const char *printed; // the fields as mxt events --json prints them
+	const char *object;  // the object of mxt events' text line
+};
+
+void set_mac(uint8_t *m, const char *text)
+{
+	uint64_t w = qt::wwn((std::string("00:00:") + text).c_str());
+	std::memcpy(m, reinterpret_cast<const uint8_t *>(&w) + 2, 6);
+}
+
+const KindEvent kKindEvents[] = {
+	{"adapter", "add", QOR_ADAPTER_AEN_ADD, "fc",
+	 R"({"serial_num": "QXA2210F001", "nports": 2, "pwwn": "20:00:02:5a:31:0a:f0:00"})",
+	 [](qor_aen_data_t &d) {
+		 std::strcpy(d.adapter.serial_num, "QXA2210F001");
+		 d.adapter.nports = 2;
+		 d.adapter.pwwn = qt::wwn(kF0);
+	 },
+	 R"({"serial_num": "QXA2210F001", "nports": 2, "pwwn": "20:00:02:5a:31:0a:f0:00"})",
+	 "serial_num QXA2210F001"},
+	{"port", "sfp_pom", QOR_PORT_AEN_SFP_POM, "fc",
+	 R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "fwwn": "0x100000051E000001", "phy_port_num": 1,
+	     "ioc_type": "fcoe", "level": -3, "mac": "02:5a:31:0a:f0:10"})",
+	 [](qor_aen_data_t &d) {
+		 d.port.pwwn = qt::wwn(kF0);
+		 d.port.fwwn = qt::wwn("10:00:00:05:1e:00:00:01");
+		 d.port.phy_port_num = 1;
+		 d.port.ioc_type = QOR_IOC_TYPE_FCoE;
+		 d.port.level = -3;
+		 set_mac(d.port.mac, "02:5a:31:0a:f0:10");
+	 },
+	 R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "fwwn": "10:00:00:05:1e:00:00:01", "phy_port_num": 1,
+	     "ioc_type": "fcoe", "level": -3, "mac": "02:5a:31:0a:f0:10"})",
+	 "pwwn 20:00:02:5a:31:0a:f0:00"},
+	{"lport", "npiv_dup_wwn", QOR_LPORT_AEN_NPIV_DUP_WWN, "fc",
+	 R"({"vf_id": 7, "roles": -2, "ppwwn": "20:00:02:5a:31:0a:f0:00", "lpwwn": "20:00:02:5a:31:0a:f0:00"})",
+	 [](qor_aen_data_t &d) {
+		 d.lport.vf_id = 7;
+		 d.lport.roles = -2;
+		 d.lport.ppwwn = d.lport.lpwwn = qt::wwn(kF0);
+	 },
+	 R"({"vf_id": 7, "roles": -2, "ppwwn": "20:00:02:5a:31:0a:f0:00", "lpwwn": "20:00:02:5a:31:0a:f0:00"})",
+	 "lpwwn 20:00:02:5a:31:0a:f0:00"},
+	{"rport", "qos_prio", QOR_RPORT_AEN_QOS_PRIO, "fc",
+	 R"({"vf_id": 65535, "ppwwn": "20:00:02:5a:31:0a:f0:00", "lpwwn": "20:00:02:5a:31:0a:f0:00",
+	     "rpwwn": "21:00:00:24:ff:00:00:09", "qos_priority": 2, "qos_flow_id": 4000000000})",
+	 [](qor_aen_data_t &d) {
+		 d.rport.vf_id = 65535;
+		 d.rport.ppwwn = d.rport.lpwwn = qt::wwn(kF0);
+		 d.rport.rpwwn = qt::wwn("21:00:00:24:ff:00:00:09");
+		 d.rport.priv.qos_priority = 2;
+		 d.rport.priv.qos_flow_id = 4000000000u;
+	 },
+	 R"({"vf_id": 65535, "ppwwn": "20:00:02:5a:31:0a:f0:00", "lpwwn": "20:00:02:5a:31:0a:f0:00",
+	     "rpwwn": "21:00:00:24:ff:00:00:09", "qos_priority": 2, "qos_flow_id": 4000000000})",
+	 "rpwwn 21:00:00:24:ff:00:00:09"},
+	{"itnim", "disconnect", QOR_ITNIM_AEN_DISCONNECT, "fc",
+	 R"({"vf_id": "0x10", "lpwwn": "20:00:02:5a:31:0a:f0:00", "rpwwn": "21000024ff000009"})",
+	 [](qor_aen_data_t &d) {
+		 d.itnim.vf_id = 16;
+		 d.itnim.lpwwn = qt::wwn(kF0);
+		 d.itnim.rpwwn = qt::wwn("21:00:00:24:ff:00:00:09");
+	 },
+	 R"({"vf_id": 16, "ppwwn": null, "lpwwn": "20:00:02:5a:31:0a:f0:00", "rpwwn": "21:00:00:24:ff:00:00:09"})",
+	 "rpwwn 21:00:00:24:ff:00:00:09"},
+	{"audit", "flash_erase", QOR_AUDIT_AEN_FLASH_ERASE, "fc",
+	 R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "partition_inst": -1, "partition_type": 2147483647})",
+	 [](qor_aen_data_t &d) {
+		 d.audit.pwwn = qt::wwn(kF0);
+		 d.audit.partition_inst = -1;
+		 d.audit.partition_type = 2147483647;
+	 },
+	 R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "partition_inst": -1, "partition_type": 2147483647})",
+	 "pwwn 20:00:02:5a:31:0a:f0:00"},
+	{"ioc", "hb_fail", QOR_IOC_AEN_HB_FAIL, "fc", R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "ioc_type": 1})",
+	 [](qor_aen_data_t &d) {
+		 d.ioc.pwwn = qt::wwn(kF0);
+		 d.ioc.ioc_type = QOR_IOC_TYPE_FC;
+	 },
+	 R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "ioc_type": "fc", "mac": null})", "pwwn 20:00:02:5a:31:0a:f0:00"},
+	{"ethport", "linkup", QOR_ETHPORT_AEN_LINKUP, "eth", R"({"mac": "02:5A:31:0C:C0:02", "cee_state": 2})",
+	 [](qor_aen_data_t &d) {
+		 set_mac(d.ethport.mac, kE0);
+		 d.ethport.cee_state = 2;
+	 },
+	 R"({"mac": "02:5a:31:0c:c0:02", "cee_state": 2})", "mac 02:5a:31:0c:c0:02"},
+};
+
+// The topology with one scheduled event of every kind, at 100 ms.
+std::string kind_topology()
+{
+	nlohmann::json sched = nlohmann::json::array();
+	for (const auto &k : kKindEvents)
+		sched.push_back({{"at_ms", 100},
+				 {"action", "event"},
+				 {"driver", k.driver},
+				 {"event", {{"category", k.kind}, {"type", k.type}, {"data", nlohmann::json::parse(k.data)}}}});
+	return topo(", \"schedule\": " + sched.dump());
+}
+
+TEST_F(AenSim, ATopologyEventOfEveryKindReachesItsSubscriberWithItsFields)
+{
+	topology(kind_topology());
+	qorl_t *fc = qt::controller(FC, 0), *eth = qt::controller(ETH, 0);
+	ASSERT_TRUE(fc && eth);
+	std::map<std::string, qt::Records> got;
+	int ad = 0, port = 0;
+	ASSERT_EQ(qorl_adapter_get_adapter_port(fc, &ad, &port), QOR_STATUS_OK);
+	qorl_adapter_aen_cbhandle_t *ha;
+	ASSERT_EQ(qorl_adapter_aen_register(qorl_adapter_open_idx(ad), qt::keep_record, &got["adapter"], &ha, 0),
+		  QOR_STATUS_OK);
+	qorl_ioc_aen_cbhandle_t *hi;
+	ASSERT_EQ(qorl_ioc_aen_register(fc, qt::keep_record, &got["ioc"], &hi), QOR_STATUS_OK);
+	qor_port_aen_data_t pk{};
+	pk.pwwn = fc->pwwn;
+	qorl_port_aen_cbhandle_t *hp;
+	ASSERT_EQ(qorl_port_aen_register(fc, qt::keep_record, &got["port"], &pk, &hp), QOR_STATUS_OK);
+	qor_lport_aen_data_t lk{};
+	lk.lpwwn = fc->pwwn;
+	qorl_lport_aen_cbhandle_t *hl;
+	ASSERT_EQ(qorl_lport_aen_register(fc, qt::keep_record, &got["lport"], &lk, &hl, 0), QOR_STATUS_OK);
+	qor_rport_aen_data_t rk{};
+	rk.lpwwn = fc->pwwn;
+	qorl_rport_aen_cbhandle_t *hr;
+	ASSERT_EQ(qorl_rport_aen_register(fc, qt::keep_record, &got["rport"], &rk, &hr), QOR_STATUS_OK);
+	qor_itnim_aen_data_t ik{};
+	ik.lpwwn = fc->pwwn;
+	qorl_itnim_aen_cbhandle_t *hn;
+	ASSERT_EQ(qorl_itnim_aen_register(fc, qt::keep_record, &got["itnim"], &ik, &hn, 0), QOR_STATUS_OK);
+	qor_audit_aen_data_t uk{};
+	uk.pwwn = fc->pwwn;
+	qorl_audit_aen_cbhandle_t *hu;
+	ASSERT_EQ(qorl_audit_aen_register(fc, qt::keep_record, &got["audit"], &uk, &hu), QOR_STATUS_OK);
+	qorl_ethport_aen_cbhandle_t *he;
+	ASSERT_EQ(qorl_ethport_aen_register(eth, qt::keep_record, &got["ethport"], nullptr, &he), QOR_STATUS_OK);
+
+	qorsim_advance_ns(200000000);
+	for (qorl_t *q : {fc, eth}) {
+		qor_aen_entry_t buf[64];
+		int n = 64;
+		ASSERT_EQ(qorl_aen_get_events(q, buf, &n, qor_aen_app_test), QOR_STATUS_OK);
+		qorl_aen_handling(n * static_cast<int>(sizeof(qor_aen_entry_t)), buf);
+	}
+	for (const auto &k : kKindEvents) {
+		SCOPED_TRACE(k.kind);
+		const qt::Records &v = got[k.kind];
+		ASSERT_EQ(v.size(), 1u);
+		EXPECT_EQ(v[0].event, k.code);
+		qor_aen_data_t want{};
+		k.record(want);
+		ASSERT_LE(v[0].bytes.size(), sizeof want);
+		EXPECT_EQ(v[0].bytes, std::vector<uint8_t>(reinterpret_cast<const uint8_t *>(&want),
+							   reinterpret_cast<const uint8_t *>(&want) + v[0].bytes.size()));
+	}
+	for (qor_status_t st : {qorl_adapter_aen_unregister(ha), qorl_ioc_aen_unregister(hi), qorl_port_aen_unregister(hp),
+				qorl_lport_aen_unregister(hl), qorl_rport_aen_unregister(hr), qorl_itnim_aen_unregister(hn),
+				qorl_audit_aen_unregister(hu), qorl_ethport_aen_unregister(he)})
+		EXPECT_EQ(st, QOR_STATUS_OK);
+}
+
+// Each field of each kind, as mxt events --follow prints it in JSON and in text.
+TEST(AenSimMxt, FollowPrintsEveryFieldOfEveryKind)
+{
+	const size_t kinds = std::size(kKindEvents);
+	auto all = [kinds](const std::vector<std::string> &lines) { return lines.size() >= kinds; };
+	Followed js = follow_mxt(kind_topology(), {"--json"}, all);
+	Followed tx = follow_mxt(kind_topology(), {}, all);
+	ASSERT_EQ(js.lines.size(), kinds);
+	ASSERT_EQ(tx.lines.size(), kinds);
+	for (const auto &k : kKindEvents) {
+		SCOPED_TRACE(k.kind);
+		nlohmann::json want = nlohmann::json::parse(k.printed);
+		want["category"] = k.kind;
+		want["type"] = k.type;
+		want["instance"] = std::string(k.kind) == "adapter" ? nlohmann::json(nullptr) : nlohmann::json(0);
+		int seen = 0;
+		for (const auto &l : js.lines) {
+			nlohmann::json got = nlohmann::json::parse(l);
+			if (got["category"] != k.kind)
+				continue;
+			seen++;
+			EXPECT_EQ(got["time"], "2023-11-14T22:13:20.100000Z");
+			got.erase("time");
+			EXPECT_EQ(got, want);
+		}
+		EXPECT_EQ(seen, 1);
+		const std::string line = std::string("2023-11-14T22:13:20.100000Z  ") + k.kind + " " + k.type + "  instance " +
+					 (std::string(k.kind) == "adapter" ? "-" : "0") + "  " + k.object;
+		EXPECT_NE(std::find(tx.lines.begin(), tx.lines.end(), line), tx.lines.end()) << line;
+	}
 }
 
 } // namespace

@@ -323,6 +323,43 @@ TEST(ConfigModel, WwnAddAndLookup)
 					"qor1-port-wwn = \"20:00:00:11:22:33:00:AB\";"}));
 }
 
+// Lookups compare numbers kept beside each slot's text; they must follow
+// every change of that text.
+TEST(ConfigModel, LookupsFollowTheSlotsText)
+{
+	struct {
+		int slot;
+		const char *text; // as the file gives it
+		const char *wwn;  // what it converts to
+	} wwns[] = {
+		{2, "20:0:0:11:22:33:0:1", "20:00:00:11:22:33:00:01"},
+		{3, "20:00:00:11", "20:00:00:11:00:00:00:00"},
+		{4, "20:00:00:11:22:33:00:02:ff:ee", "20:00:00:11:22:33:00:02"},
+		{5, "0x20:00:00:11:22:33:00:03", "20:00:00:11:22:33:00:03"},
+	};
+	for (const auto &c : wwns) {
+		qorl_config_set_data(QORL_CFG_PORT_WWN, c.slot, (void *)c.text);
+		EXPECT_EQ(qorl_config_ioc_lookup(qt::wwn(c.wwn)), c.slot) << c.text;
+	}
+	EXPECT_EQ(qorl_config_ioc_lookup(0), 0) << "a slot without WWN text holds WWN 0";
+	qorl_config_set_data(QORL_CFG_PORT_WWN, 2, (void *)"20:00:00:11:22:33:00:09");
+	EXPECT_EQ(qorl_config_ioc_lookup(qt::wwn("20:00:00:11:22:33:00:01")), -1);
+	EXPECT_EQ(qorl_config_ioc_lookup(qt::wwn("20:00:00:11:22:33:00:09")), 2);
+	qorl_config_ioc_pwwn(3, qt::wwn("20:00:00:11:22:33:00:0a"));
+	EXPECT_EQ(qorl_config_ioc_lookup(qt::wwn("20:00:00:11:00:00:00:00")), -1);
+	EXPECT_EQ(qorl_config_ioc_lookup(qt::wwn("20:00:00:11:22:33:00:0a")), 3);
+
+	mac_t m{{0x00, 0x11, 0x22, 0xaa, 0xbb, 0xcc}};
+	qorl_config_set_data(QORL_CFG_PORT_MAC, 1, (void *)"00:11:22:aa:bb:cc and more");
+	EXPECT_EQ(qorl_config_ethioc_lookup(m), 1) << "the text begins with the MAC's form";
+	for (const char *other : {"00:11:22:aa:bb:c", "0:11:22:aa:bb:cc", "00-11-22-aa-bb-cc", "001122aabbcc"}) {
+		qorl_config_set_data(QORL_CFG_PORT_MAC, 1, (void *)other);
+		EXPECT_EQ(qorl_config_ethioc_lookup(m), -1) << other;
+	}
+	qorl_config_ethioc_mac(1, m);
+	EXPECT_EQ(qorl_config_ethioc_lookup(m), 1);
+}
+
 TEST(ConfigModel, FullPortTable)
 {
 	for (int i = 0; i < 128; i++)

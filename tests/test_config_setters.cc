@@ -5,6 +5,7 @@
 
 #include "config_util.h"
 #include "qorl_adapter.h"
+#include "qorl_port.h"
 
 namespace {
 
@@ -337,6 +338,57 @@ TEST_F(ConfigAdapterSetters, NameTrunkAndExists)
 	EXPECT_EQ(qorl_config_get_port_name_exists(1, (char *)"p0", 0), QOR_TRUE);
 	EXPECT_EQ(qorl_config_get_port_name_exists(1, (char *)"p1", 0), QOR_FALSE);
 	EXPECT_EQ(qorl_config_get_port_name_exists(999, (char *)"p0", 0), QOR_FALSE);
+}
+
+// ---- settings persisted by the operations that own them --------------------------------
+
+class ConfigPersistedByOperations : public qt::ScannedTest {
+protected:
+	// The adapter lines of the file that a write-back now gives for adapter ad.
+	strings adapter_lines(int ad)
+	{
+		const std::string prefix = std::string("adapter-") + qorl_adapter_get_by_idx(ad)->serial_num + "-";
+		strings out;
+		for (const std::string &l : ct::setting_lines(written_config()))
+			if (l.rfind(prefix, 0) == 0)
+				out.push_back(l.substr(prefix.size()));
+		return out;
+	}
+};
+
+TEST_F(ConfigPersistedByOperations, TrunkOnlyAfterEveryPortSwitched)
+{
+	// Refused before anything is switched.
+	EXPECT_EQ(qorl_trunk_disable(1), QOR_STATUS_TRUNK_DISABLED);
+	EXPECT_EQ(adapter_lines(1), strings{});
+	// The second port refuses: the first is switched back and nothing is kept.
+	qorsim_fault_request(QOR_IOCTL_TRUNK_ENABLE, fc1->instance, 0, QOR_STATUS_DEVBUSY, 1);
+	EXPECT_EQ(qorl_trunk_enable(1), QOR_STATUS_DEVBUSY);
+	EXPECT_EQ(adapter_lines(1), strings{});
+
+	ASSERT_EQ(qorl_trunk_enable(1), QOR_STATUS_OK);
+	EXPECT_EQ(adapter_lines(1), strings{"trunk = \"TRUE\";"});
+	EXPECT_EQ(qorl_trunk_enable(1), QOR_STATUS_TRUNK_ENABLED);
+	// Disabling goes from the last port to the first; a refusal at the first keeps it on.
+	qorsim_fault_request(QOR_IOCTL_TRUNK_DISABLE, fc0->instance, 0, QOR_STATUS_DEVBUSY, 1);
+	EXPECT_EQ(qorl_trunk_disable(1), QOR_STATUS_DEVBUSY);
+	EXPECT_EQ(adapter_lines(1), strings{"trunk = \"TRUE\";"});
+
+	ASSERT_EQ(qorl_trunk_disable(1), QOR_STATUS_OK);
+	EXPECT_EQ(adapter_lines(1), strings{}) << "a trunk turned off is not written";
+	EXPECT_EQ(adapter_lines(2), strings{});
+}
+
+TEST_F(ConfigPersistedByOperations, AdapterNameOnlyWhenBothDriversAccepted)
+{
+	qorsim_fault_request(0xC048440Au, -1, 0, QOR_STATUS_SAME_NAME, 1);
+	qorl_adapter_set_name(2, (char *)"cna-2");
+	EXPECT_EQ(qorl_get_last_error(), QOR_STATUS_SAME_NAME);
+	EXPECT_EQ(adapter_lines(2), strings{});
+	qorl_adapter_set_name(2, (char *)"cna-3");
+	EXPECT_EQ(qorl_get_last_error(), QOR_STATUS_OK);
+	EXPECT_EQ(adapter_lines(2), strings{"name = \"cna-3\";"});
+	EXPECT_EQ(adapter_lines(1), strings{});
 }
 
 } // namespace

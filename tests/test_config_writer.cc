@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <functional>
 #include <random>
 #include <sstream>
 
@@ -386,41 +387,45 @@ void build_random_model(unsigned seed)
 			qorl_config_parse(line.data());
 		}
 
+	// Per-slot settings, grouped by how a value is made.
+	auto number = [&](int lo, int hi) { return std::to_string(g.num(lo, hi)); };
+	const struct {
+		std::vector<int> codes;
+		std::function<std::string()> value;
+	} per_slot[] = {
+		{{QORL_CFG_PORT_NAME, QORL_CFG_ETH_PORT_NAME}, [&] { return g.text(127); }},
+		{{QORL_CFG_AUTH_ENCRYPT}, [&] { return g.text(200); }},
+		{{QORL_CFG_PORT_MAC}, [&] { return "00:11:22:33:44:" + number(10, 99); }},
+		{{QORL_CFG_PORT_MTU}, [&] { return number(0, 9000); }},
+		{{QORL_CFG_PORT_SPEED, QORL_CFG_RATELIM_DEFSPEED}, [&] { return number(0, 16); }},
+		{{QORL_CFG_PORT_MAXFRSIZE, QORL_CFG_VF_DEFAULT, QORL_CFG_PATHTOV, QORL_CFG_QDEPTH, QORL_CFG_DELAY,
+		  QORL_CFG_LATENCY},
+		 [&] { return number(0, 65535); }},
+		{{QORL_CFG_VF_LIST}, [&] { return number(0, 15); }},
+		{{QORL_CFG_AUTH_GROUP}, [&] { return number(0, 256); }},
+		{{QORL_CFG_PORT_TRUNK}, [&] { return number(0, 31) + ", " + number(0, 31); }},
+		{{QORL_CFG_PORT_HARDALPA},
+		 [&] {
+			 char hex[8];
+			 std::snprintf(hex, sizeof hex, "%x", g.num(0, 255));
+			 return std::string(hex);
+		 }},
+		{{QORL_CFG_PORT_ENABLE, QORL_CFG_IPFC_ENABLE, QORL_CFG_VF_ENABLE, QORL_CFG_QOS, QORL_CFG_RATELIM,
+		  QORL_CFG_PBIND},
+		 [&] { return g.pick(bools); }},
+		{{QORL_CFG_AUTH_POLICY, QORL_CFG_COALESCE}, [&] { return g.pick(onoff); }},
+		{{QORL_CFG_PORT_TOPOLOGY}, [&] { return g.pick(topo); }},
+		{{QORL_CFG_LOG_LEVEL}, [&] { return g.pick(logw); }},
+		{{QORL_CFG_AUTH_ALGO}, [&] { return g.pick(algo); }},
+		{{QORL_CFG_AUTH_SECRETSOURCE}, [&] { return g.pick(src); }},
+	};
 	for (int slot = 0; slot < 128; slot++) {
 		if (!g.coin(40))
 			continue;
-		auto maybe = [&](int code, const std::string &v) { if (g.coin(30)) g.set(code, slot, v); };
-		maybe(QORL_CFG_PORT_NAME, g.text(127));
-		maybe(QORL_CFG_PORT_MAC, "00:11:22:33:44:" + std::to_string(g.num(10, 99)));
-		maybe(QORL_CFG_ETH_PORT_NAME, g.text(127));
-		maybe(QORL_CFG_PORT_MTU, std::to_string(g.num(0, 9000)));
-		maybe(QORL_CFG_PORT_SPEED, std::to_string(g.num(0, 16)));
-		maybe(QORL_CFG_PORT_TOPOLOGY, g.pick(topo));
-		char hex[8];
-		std::snprintf(hex, sizeof hex, "%x", g.num(0, 255));
-		maybe(QORL_CFG_PORT_HARDALPA, hex);
-		maybe(QORL_CFG_PORT_MAXFRSIZE, std::to_string(g.num(0, 65535)));
-		maybe(QORL_CFG_PORT_TRUNK, std::to_string(g.num(0, 31)) + ", " + std::to_string(g.num(0, 31)));
-		maybe(QORL_CFG_PORT_ENABLE, g.pick(bools));
-		maybe(QORL_CFG_IPFC_ENABLE, g.pick(bools));
-		maybe(QORL_CFG_LOG_LEVEL, g.pick(logw));
-		maybe(QORL_CFG_VF_ENABLE, g.pick(bools));
-		maybe(QORL_CFG_VF_DEFAULT, std::to_string(g.num(0, 65535)));
-		maybe(QORL_CFG_VF_LIST, std::to_string(g.num(0, 15)));
-		maybe(QORL_CFG_AUTH_POLICY, g.pick(onoff));
-		maybe(QORL_CFG_AUTH_ALGO, g.pick(algo));
-		maybe(QORL_CFG_AUTH_GROUP, std::to_string(g.num(0, 256)));
-		maybe(QORL_CFG_AUTH_SECRETSOURCE, g.pick(src));
-		maybe(QORL_CFG_AUTH_ENCRYPT, g.text(200));
-		maybe(QORL_CFG_PATHTOV, std::to_string(g.num(0, 65535)));
-		maybe(QORL_CFG_QDEPTH, std::to_string(g.num(0, 65535)));
-		maybe(QORL_CFG_QOS, g.pick(bools));
-		maybe(QORL_CFG_RATELIM, g.pick(bools));
-		maybe(QORL_CFG_RATELIM_DEFSPEED, std::to_string(g.num(0, 16)));
-		maybe(QORL_CFG_COALESCE, g.pick(onoff));
-		maybe(QORL_CFG_DELAY, std::to_string(g.num(0, 65535)));
-		maybe(QORL_CFG_LATENCY, std::to_string(g.num(0, 65535)));
-		maybe(QORL_CFG_PBIND, g.pick(bools));
+		for (const auto &kind : per_slot)
+			for (int code : kind.codes)
+				if (g.coin(30))
+					g.set(code, slot, kind.value());
 		for (int v = g.coin(30) ? g.num(1, 4) : 0; v > 0; v--) {
 			std::string rec = g.wwn() + "," + g.wwn() + "," + g.text(60) + "," + g.pick(roles) +
 					  "," + std::to_string(g.num(0, 65535));

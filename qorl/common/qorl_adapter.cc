@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "qorl_adapter.h"
-#include "qorl_config.h"
+#include "qorl_config_int.h"
 #include "qorl_int.h"
 #include "qorl_ioc.h"
 
@@ -561,7 +561,7 @@ void qorl_adapter_set_name(unsigned int ad_id, char *name)
 		return;
 	}
 	qorl::put_text(a->name, name);
-	qorl_config_ad_name((int)ad_id, name);
+	qorl::cfg::ad_name(a->serial_num, name);
 }
 
 } // extern "C"

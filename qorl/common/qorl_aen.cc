@@ -1,5 +1,6 @@
 // Event records: fetch, dispatch by category, the reader thread, and the
 // subscription kinds other than audit.
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -79,16 +80,10 @@ inline bool mac_eq(const uint8_t *a, const uint8_t *b)
 	return std::memcmp(a, b, 6) == 0;
 }
 
-// ---- the kinds: what each stores, matches and calls ----------------------------
+// ---- the kinds: what each matches and calls -------------------------------------
 
-struct adapter_kind {
-	using handle_t = qorl_adapter_aen_cbhandle_t;
-	using data_t = qor_adapter_aen_data_t;
-	using event_t = qor_adapter_aen_event_t;
-	static constexpr uint32_t category = QOR_AEN_CAT_ADAPTER;
+struct adapter_kind : kind_base<QOR_AEN_CAT_ADAPTER, adapter_mutex, adapterCBList> {
 	static constexpr bool warn_unknown = false;
-	static constexpr pthread_mutex_t &mutex = adapter_mutex;
-	static constexpr handle_t *&head = adapterCBList;
 
 	static bool engine_match(const handle_t &h, uint16_t, const data_t &d, int ev)
 	{
@@ -103,15 +98,7 @@ struct adapter_kind {
 	}
 };
 
-struct ioc_kind {
-	using handle_t = qorl_ioc_aen_cbhandle_t;
-	using data_t = qor_ioc_aen_data_t;
-	using event_t = qor_ioc_aen_event_t;
-	static constexpr uint32_t category = QOR_AEN_CAT_IOC;
-	static constexpr bool warn_unknown = true, direct_empty_ok = false;
-	static constexpr pthread_mutex_t &mutex = ioc_mutex;
-	static constexpr handle_t *&head = iocCBList;
-
+struct ioc_kind : kind_base<QOR_AEN_CAT_IOC, ioc_mutex, iocCBList> {
 	static bool engine_match(const handle_t &h, uint16_t inst, const data_t &, int)
 	{
 		return same_inst(h.inst, inst);
@@ -124,15 +111,7 @@ struct ioc_kind {
 	}
 };
 
-struct port_kind {
-	using handle_t = qorl_port_aen_cbhandle_t;
-	using data_t = qor_port_aen_data_t;
-	using event_t = qor_port_aen_event_t;
-	static constexpr uint32_t category = QOR_AEN_CAT_PORT;
-	static constexpr bool warn_unknown = true, direct_empty_ok = false;
-	static constexpr pthread_mutex_t &mutex = port_mutex;
-	static constexpr handle_t *&head = portCBList;
-
+struct port_kind : kind_base<QOR_AEN_CAT_PORT, port_mutex, portCBList> {
 	static bool engine_match(const handle_t &h, uint16_t inst, const data_t &d, int)
 	{
 		return same_inst(h.inst, inst) &&
@@ -147,14 +126,8 @@ struct port_kind {
 	}
 };
 
-struct lport_kind {
-	using handle_t = qorl_lport_aen_cbhandle_t;
-	using data_t = qor_lport_aen_data_t;
-	using event_t = qor_lport_aen_event_t;
-	static constexpr uint32_t category = QOR_AEN_CAT_LPORT;
-	static constexpr bool warn_unknown = false, direct_empty_ok = false;
-	static constexpr pthread_mutex_t &mutex = lport_mutex;
-	static constexpr handle_t *&head = lportCBList;
+struct lport_kind : kind_base<QOR_AEN_CAT_LPORT, lport_mutex, lportCBList> {
+	static constexpr bool warn_unknown = false;
 
 	static bool engine_match(const handle_t &h, uint16_t inst, const data_t &d, int ev)
 	{
@@ -183,15 +156,7 @@ struct lport_kind {
 	}
 };
 
-struct rport_kind {
-	using handle_t = qorl_rport_aen_cbhandle_t;
-	using data_t = qor_rport_aen_data_t;
-	using event_t = qor_rport_aen_event_t;
-	static constexpr uint32_t category = QOR_AEN_CAT_RPORT;
-	static constexpr bool warn_unknown = true, direct_empty_ok = false;
-	static constexpr pthread_mutex_t &mutex = rport_mutex;
-	static constexpr handle_t *&head = rportCBList;
-
+struct rport_kind : kind_base<QOR_AEN_CAT_RPORT, rport_mutex, rportCBList> {
 	static bool engine_match(const handle_t &h, uint16_t inst, const data_t &d, int)
 	{
 		return same_inst(h.inst, inst) && d.lpwwn == h.data.lpwwn;
@@ -202,14 +167,8 @@ struct rport_kind {
 	}
 };
 
-struct itnim_kind {
-	using handle_t = qorl_itnim_aen_cbhandle_t;
-	using data_t = qor_itnim_aen_data_t;
-	using event_t = qor_itnim_aen_event_t;
-	static constexpr uint32_t category = QOR_AEN_CAT_ITNIM;
-	static constexpr bool warn_unknown = false, direct_empty_ok = false;
-	static constexpr pthread_mutex_t &mutex = itnim_mutex;
-	static constexpr handle_t *&head = itnimCBList;
+struct itnim_kind : kind_base<QOR_AEN_CAT_ITNIM, itnim_mutex, itnimCBList> {
+	static constexpr bool warn_unknown = false;
 
 	static bool key_match(const handle_t &h, const data_t &d)
 	{
@@ -230,15 +189,7 @@ struct itnim_kind {
 	}
 };
 
-struct ethport_kind {
-	using handle_t = qorl_ethport_aen_cbhandle_t;
-	using data_t = qor_ethport_aen_data_t;
-	using event_t = qor_ethport_aen_event_t;
-	static constexpr uint32_t category = QOR_AEN_CAT_ETHPORT;
-	static constexpr bool warn_unknown = true, direct_empty_ok = false;
-	static constexpr pthread_mutex_t &mutex = ethport_mutex;
-	static constexpr handle_t *&head = ethport_module::portCBList;
-
+struct ethport_kind : kind_base<QOR_AEN_CAT_ETHPORT, ethport_mutex, ethport_module::portCBList> {
 	static bool engine_match(const handle_t &h, uint16_t inst, const data_t &d, int)
 	{
 		return same_inst(h.inst, inst) && mac_eq(d.mac, h.data.mac);
@@ -269,6 +220,49 @@ bool key_ethport(qorl_ethport_aen_cbhandle_t &h, qorl_t *q, const qor_ethport_ae
 	mac_t m = qorl_ioc_get_mac(q);
 	std::memcpy(h.data.mac, m.mac, sizeof h.data.mac);
 	return true;
+}
+
+// ---- the list of kinds ------------------------------------------------------------------
+
+// A kind's delivery entry in one form: its record is the union member at
+// offset 0; the adapter's entry takes no instance.
+template <class D, class E>
+qor_status_t call_entry(qor_status_t (*fn)(uint16_t, D *, E, qor_timeval_t), uint16_t inst, qor_aen_data_t *u,
+			int ev, qor_timeval_t tv)
+{
+	return fn(inst, reinterpret_cast<D *>(u), static_cast<E>(ev), tv);
+}
+template <class D, class E>
+qor_status_t call_entry(qor_status_t (*fn)(D *, E, qor_timeval_t), uint16_t, qor_aen_data_t *u, int ev,
+			qor_timeval_t tv)
+{
+	return fn(reinterpret_cast<D *>(u), static_cast<E>(ev), tv);
+}
+template <auto Fn> qor_status_t deliver(uint16_t inst, qor_aen_data_t *u, int ev, qor_timeval_t tv)
+{
+	return call_entry(Fn, inst, u, ev, tv);
+}
+
+struct kind_entry {
+	uint32_t category;
+	void (*collect)(qorl_aen_fd_list_t *);
+	qor_status_t (*deliver)(uint16_t inst, qor_aen_data_t *data, int type, qor_timeval_t tv);
+};
+
+#define QORL_AEN_KIND_ENTRY_(k, cat, last) {cat, qorl_##k##_fd_collect, deliver<qorl_##k##_event>},
+constexpr kind_entry kKinds[] = {QOR_AEN_KINDS(QORL_AEN_KIND_ENTRY_)};
+#undef QORL_AEN_KIND_ENTRY_
+
+constexpr auto kByCategory = [] {
+	std::array<const kind_entry *, QOR_AEN_MAX_CAT + 1> a{};
+	for (const kind_entry &k : kKinds)
+		a[k.category] = &k;
+	return a;
+}();
+
+const kind_entry *kind_of(uint32_t category)
+{
+	return category < kByCategory.size() ? kByCategory[category] : nullptr;
 }
 
 } // namespace
@@ -521,49 +515,16 @@ void qorl_aen_handling(int readcnt, qor_aen_entry_t *entry)
 	const int n = readcnt / static_cast<int>(sizeof(qor_aen_entry_t));
 	for (int i = 0; i < n; i++) {
 		qor_aen_entry_t &e = entry[i];
-		const uint16_t inst = static_cast<uint16_t>(e.qord_num & 0xffff);
-		qor_aen_data_t &d = e.aen_data;
-		switch (e.aen_category) {
-		case QOR_AEN_CAT_ADAPTER:
-			qorl_adapter_event(&d.adapter, static_cast<qor_adapter_aen_event_t>(e.aen_type), e.aen_tv);
-			break;
-		case QOR_AEN_CAT_PORT:
-			qorl_port_event(inst, &d.port, static_cast<qor_port_aen_event_t>(e.aen_type), e.aen_tv);
-			break;
-		case QOR_AEN_CAT_LPORT:
-			qorl_lport_event(inst, &d.lport, static_cast<qor_lport_aen_event_t>(e.aen_type), e.aen_tv);
-			break;
-		case QOR_AEN_CAT_RPORT:
-			qorl_rport_event(inst, &d.rport, static_cast<qor_rport_aen_event_t>(e.aen_type), e.aen_tv);
-			break;
-		case QOR_AEN_CAT_ITNIM:
-			qorl_itnim_event(inst, &d.itnim, static_cast<qor_itnim_aen_event_t>(e.aen_type), e.aen_tv);
-			break;
-		case QOR_AEN_CAT_AUDIT:
-			qorl_audit_event(inst, &d.audit, static_cast<qor_audit_aen_event_t>(e.aen_type), e.aen_tv);
-			break;
-		case QOR_AEN_CAT_IOC:
-			qorl_ioc_event(inst, &d.ioc, static_cast<qor_ioc_aen_event_t>(e.aen_type), e.aen_tv);
-			break;
-		case QOR_AEN_CAT_ETHPORT:
-			qorl_ethport_event(inst, &d.ethport, static_cast<qor_ethport_aen_event_t>(e.aen_type), e.aen_tv);
-			break;
-		default: // target-mode and IP-over-FC events have no subscribers
-			break;
-		}
+		// Target-mode, IP-over-FC and unknown categories have no kind.
+		if (const kind_entry *k = kind_of(e.aen_category))
+			k->deliver(static_cast<uint16_t>(e.qord_num & 0xffff), &e.aen_data, e.aen_type, e.aen_tv);
 	}
 }
 
 void qorl_aen_fd_collect(qorl_aen_fd_list_t *fd_list)
 {
-	qorl_adapter_fd_collect(fd_list);
-	qorl_lport_fd_collect(fd_list);
-	qorl_itnim_fd_collect(fd_list);
-	qorl_port_fd_collect(fd_list);
-	qorl_rport_fd_collect(fd_list);
-	qorl_audit_fd_collect(fd_list);
-	qorl_ioc_fd_collect(fd_list);
-	qorl_ethport_fd_collect(fd_list);
+	for (const kind_entry &k : kKinds)
+		k.collect(fd_list);
 }
 
 uint32_t qorl_snia_event_convert(uint32_t category, uint32_t event)
@@ -646,12 +607,8 @@ QORL_AEN_KIND_ENTRY_POINTS(port)
 qor_status_t qorl_lport_aen_register(qorl_t *qorl, qorl_lport_aen_cbfn_t cbfn, void *user_data,
 				     qor_lport_aen_data_t *data, qorl_lport_aen_cbhandle_t **cbhandle, uint32_t flag)
 {
-	return register_kind<lport_kind>(qorl, cbfn, user_data, flag, cbhandle, [&](auto &h) {
-		if (!data)
-			return false;
-		h.data.lpwwn = data->lpwwn;
-		return true;
-	});
+	return register_kind<lport_kind>(qorl, cbfn, user_data, flag, cbhandle,
+					 key_fields(data, &qor_lport_aen_data_t::lpwwn));
 }
 
 QORL_AEN_KIND_ENTRY_POINTS(lport)
@@ -659,12 +616,8 @@ QORL_AEN_KIND_ENTRY_POINTS(lport)
 qor_status_t qorl_rport_aen_register(qorl_t *qorl, qorl_rport_aen_cbfn_t cbfn, void *user_data,
 				     qor_rport_aen_data_t *data, qorl_rport_aen_cbhandle_t **cbhandle)
 {
-	return register_kind<rport_kind>(qorl, cbfn, user_data, 0, cbhandle, [&](auto &h) {
-		if (!data)
-			return false;
-		h.data.lpwwn = data->lpwwn;
-		return true;
-	});
+	return register_kind<rport_kind>(qorl, cbfn, user_data, 0, cbhandle,
+					 key_fields(data, &qor_rport_aen_data_t::lpwwn));
 }
 
 QORL_AEN_KIND_ENTRY_POINTS(rport)
@@ -672,13 +625,8 @@ QORL_AEN_KIND_ENTRY_POINTS(rport)
 qor_status_t qorl_itnim_aen_register(qorl_t *qorl, qorl_itnim_aen_cbfn_t cbfn, void *user_data,
 				     qor_itnim_aen_data_t *data, qorl_itnim_aen_cbhandle_t **cbhandle, uint32_t flag)
 {
-	return register_kind<itnim_kind>(qorl, cbfn, user_data, flag, cbhandle, [&](auto &h) {
-		if (!data)
-			return false;
-		h.data.lpwwn = data->lpwwn;
-		h.data.rpwwn = data->rpwwn;
-		return true;
-	});
+	return register_kind<itnim_kind>(qorl, cbfn, user_data, flag, cbhandle,
+					 key_fields(data, &qor_itnim_aen_data_t::lpwwn, &qor_itnim_aen_data_t::rpwwn));
 }
 
 QORL_AEN_KIND_ENTRY_POINTS(itnim)

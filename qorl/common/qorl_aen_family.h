@@ -1,7 +1,8 @@
 // The subscription family: one list, registration, unregistration,
 // descriptor collection and delivery, parameterised by a kind's traits
 // (handle type, list head, mutex, match rules, callback form). Every kind
-// of qorl_aen.h and qorl_audit.h is an instance of this.
+// of qorl_aen.h and qorl_audit.h is an instance of this; the kinds
+// themselves are listed once, in defs/qor_defs_aen_names.h.
 #pragma once
 
 #include <atomic>
@@ -10,11 +11,35 @@
 #include <new>
 #include <pthread.h>
 
+#include "defs/qor_defs_aen_names.h"
 #include "qorl_aen.h"
+#include "qorl_audit.h"
 #include "qorl_int.h"
 #include "qorl_ioc.h"
 
 namespace qorl::aen {
+
+// A kind's handle, record and event code types, named after its kind word.
+template <uint32_t Cat> struct kind_types;
+#define QORL_AEN_KIND_TYPES_(k, cat, last)                 \
+	template <> struct kind_types<cat> {               \
+		using handle_t = qorl_##k##_aen_cbhandle_t; \
+		using data_t = qor_##k##_aen_data_t;        \
+		using event_t = qor_##k##_aen_event_t;      \
+	};
+QOR_AEN_KINDS(QORL_AEN_KIND_TYPES_)
+#undef QORL_AEN_KIND_TYPES_
+
+// What every kind's traits start with: its types, category, list head and
+// mutex. A kind adds its match rules and may hide the two defaults.
+template <uint32_t Cat, pthread_mutex_t &Mutex, typename kind_types<Cat>::handle_t *&Head>
+struct kind_base : kind_types<Cat> {
+	static constexpr uint32_t category = Cat;
+	static constexpr bool warn_unknown = true;     // unregistering an unknown handle says so
+	static constexpr bool direct_empty_ok = false; // direct delivery to an empty list answers OK
+	static constexpr pthread_mutex_t &mutex = Mutex;
+	static constexpr typename kind_types<Cat>::handle_t *&head = Head;
+};
 
 // Makes the reader re-collect its descriptors now (qorl_aen.cc).
 void wake_reader();
@@ -71,8 +96,7 @@ private:
 	size_t n_ = 0, cap_ = 16;
 };
 
-// K provides: handle_t, static head and mutex, warn_unknown,
-// direct_empty_ok.
+// K is a kind_base with its match rules.
 template <class K> struct family {
 	using H = typename K::handle_t;
 	using N = node<H>;
@@ -253,12 +277,20 @@ template <class K> qor_status_t direct_event(qorl_t *q, typename K::data_t *d, i
 		return QOR_STATUS_FAILED;
 	bool any = family<K>::deliver(
 		[&](const H &h) { return h.qorl && !(h.flags & QORL_AEN_FLAG_SNIA) && K::direct_match(h, q, *d, ev); },
-		[&](const H &h) {
-			typename K::data_t copy = *d;
-			h.cbfn(h.userData, static_cast<typename K::event_t>(ev), &copy, tv);
-			return true;
-		});
+		[&](const H &h) { return call_kind<K>(h, 0, d, ev, tv, 0); });
 	return any || K::direct_empty_ok ? QOR_STATUS_OK : QOR_STATUS_FAILED;
+}
+
+// A registration key of the named fields of the caller's record; refused
+// without a record.
+template <class D, class... M> auto key_fields(const D *data, M D::*...field)
+{
+	return [=](auto &h) {
+		if (!data)
+			return false;
+		((h.data.*field = data->*field), ...);
+		return true;
+	};
 }
 
 // Registration of a controller kind; `key` stores the kind's key and

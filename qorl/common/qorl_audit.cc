@@ -11,14 +11,8 @@ qorl_audit_aen_cbhandle_t *auditCBList;
 
 namespace {
 
-struct audit_kind {
-	using handle_t = qorl_audit_aen_cbhandle_t;
-	using data_t = qor_audit_aen_data_t;
-	using event_t = qor_audit_aen_event_t;
-	static constexpr uint32_t category = QOR_AEN_CAT_AUDIT;
-	static constexpr bool warn_unknown = true, direct_empty_ok = true;
-	static constexpr pthread_mutex_t &mutex = audit_mutex;
-	static constexpr handle_t *&head = auditCBList;
+struct audit_kind : kind_base<QOR_AEN_CAT_AUDIT, audit_mutex, auditCBList> {
+	static constexpr bool direct_empty_ok = true;
 
 	static bool engine_match(const handle_t &h, uint16_t inst, const data_t &d, int)
 	{
@@ -40,12 +34,8 @@ extern "C" {
 qor_status_t qorl_audit_aen_register(qorl_t *qorl, qorl_audit_aen_cbfn_t cbfn, void *user_data,
 				     qor_audit_aen_data_t *data, qorl_audit_aen_cbhandle_t **cbhandle)
 {
-	return register_kind<audit_kind>(qorl, cbfn, user_data, 0, cbhandle, [&](auto &h) {
-		if (!data)
-			return false;
-		h.data.pwwn = data->pwwn;
-		return true;
-	});
+	return register_kind<audit_kind>(qorl, cbfn, user_data, 0, cbhandle,
+					 key_fields(data, &qor_audit_aen_data_t::pwwn));
 }
 
 QORL_AEN_KIND_ENTRY_POINTS(audit)

@@ -1,5 +1,8 @@
-// Configuration module internals shared by its two source files: the
-// setting-code table, bit helpers and the model's tables. Not exported.
+// Configuration module internals shared by its source files: the setting
+// table and its words (qorl_config_table.cc), the model and its slot keys
+// (qorl_config_slot.cc), the reader (qorl_config_read.cc), the writer
+// (qorl_config_write.cc), the setters (qorl_config_set.cc) and the virtual
+// port lists (qorl_config_vport.cc). Not exported.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +14,9 @@
 
 namespace qorl::cfg {
 
-constexpr int max_code = 35;
+// ---- the setting table (qorl_config_table.cc) ----------------------------------
+
+constexpr int max_code = QORL_CFG_PBIND;
 
 // Where a key is accepted. Adapter keys are matched by substring and the
 // virtual port key by "contains", so they carry no flag here.
@@ -37,6 +42,33 @@ struct setting {
 
 extern const setting table[max_code + 1];
 
+// Words of a coded value, indexed by the value. The reader takes back the
+// words from first_read on; an unknown word clears the bit unless keep_bit.
+struct vocab {
+	const char *const *words;
+	int count;
+	int first_read;
+	bool keep_bit;
+};
+const vocab *vocab_of(syn s);
+// Word of a coded value, or nullptr when the value has none.
+const char *word_of(const setting &s, int64_t v);
+
+// Driver tuning keys: read into variables, kept over a rewrite.
+struct tuning {
+	const char *key;
+	int initial;
+};
+constexpr int n_tuning = 14;
+extern const tuning tuning_keys[n_tuning];
+
+// A slot's field of a setting, and numbers as the field's width holds them.
+void *field(const setting &s, int idx);
+uint32_t *flags_of(const setting &s, int idx);
+int64_t normalize(const setting &s, int64_t v);
+int64_t get_int(const setting &s, int idx);
+void put_int(const setting &s, int idx, int64_t v);
+
 inline bool test_bit(const uint32_t *w, int c) { return (w[c / 32] >> (c % 32)) & 1u; }
 inline void set_bit(uint32_t *w, int c) { w[c / 32] |= 1u << (c % 32); }
 inline void clear_bit(uint32_t *w, int c) { w[c / 32] &= ~(1u << (c % 32)); }
@@ -51,19 +83,64 @@ template <class E> inline int raw(const E &e)
 	return v;
 }
 
+// ---- the model (qorl_config_slot.cc) ---------------------------------------------
+
 extern qorl_ad_config_t ad_config_data[QORL_CFG_MAX_AD];
 extern qorl_ioc_config_t ioc_config_data[QORL_CFG_MAX_IOC];
 extern uint32_t config_all[4];
 extern pthread_mutex_t vportmutex;
 
+// A port slot's keys as numbers, kept beside their text so that lookups
+// compare numbers. wwn is what the WWN text converts to (0 for none); mac
+// is valid when the MAC text begins with the library's own form of one.
+struct slot_key {
+	wwn_t wwn;
+	bool has_mac;
+	mac_t mac;
+};
+extern slot_key slot_keys[QORL_CFG_MAX_IOC];
+// Recomputes slot idx's key of code (port WWN or MAC) from its text.
+void key_from_text(int code, int idx);
+
+// What the file held that the public slot records have no field for; the
+// writer puts it under "# Driver parameters".
+struct driver_params {
+	int tuning[n_tuning];
+	uint32_t tuning_set; // bit i: the file set tuning_keys[i]
+	char global_power[512];
+	bool global_power_set;
+	char ad_power[QORL_CFG_MAX_AD][512];
+};
+extern driver_params params;
+
+// Port slot of the controller's FC side, or -1.
+int fc_slot(const qorl_t *q);
+// Slot of the controller's own side (FC by WWN, Ethernet by MAC), or -1.
+int own_slot(const qorl_t *q, bool *fc_side);
+// First adapter slot whose id is serial, or -1.
+int ad_slot(const char *serial);
+
+// ---- the reader (qorl_config_read.cc) ----------------------------------------------
+
+// A line is read in pieces of at most line_lim - 1 characters.
+constexpr size_t line_lim = 512;
+
+// The adapter slot that the next adapter line fills; the write-back resets it.
+extern int ad_next;
+
 // Bounded, always-terminated copy of src into dst[size].
 void copy_cut(char *dst, size_t size, const char *src);
 // Cleaning with an output bound.
 void filter(char *input, char *output, size_t outsz);
-// "%02x:..." of the 8 bytes as held.
-void wwn_text(wwn_t wwn, char (&out)[32]);
-// Port slot of the controller's FC side, or -1.
-int fc_slot(const qorl_t *q);
+
+// ---- setters used outside the module (qorl_config_set.cc) ------------------------
+
+// Adapter settings keyed by the serial number the caller holds; the naming
+// and trunk operations call them once the drivers have accepted.
+void ad_name(const char *serial, const char *name);
+void ad_trunk(const char *serial, qor_boolean_t mode);
+
+// ---- virtual port lists (qorl_config_vport.cc) --------------------------------------
 
 void vport_delete(int idx, const char *pwwn);
 void vport_traverse(FILE *fd, int idx);

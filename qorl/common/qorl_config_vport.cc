@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "qor/qor_text.h"
 #include "qorl_config_int.h"
 
 namespace qorl::cfg {
@@ -123,9 +124,9 @@ void qorl_config_vport_add(qorl_t *q, uint16_t vf_id, qor_lport_cfg_t *port_cfg)
 	int slot = fc_slot(q);
 	if (slot < 0 || !port_cfg)
 		return;
-	char pw[32], nw[32], role[16], rec[512];
-	wwn_text(port_cfg->pwwn, pw);
-	wwn_text(port_cfg->nwwn, nw);
+	char pw[QOR_WWN_TEXT_LEN], nw[QOR_WWN_TEXT_LEN], role[16], rec[512];
+	qor_wwn_format(port_cfg->pwwn, pw);
+	qor_wwn_format(port_cfg->nwwn, nw);
 	role_text(port_cfg->roles, role);
 	const char *sym = port_cfg->sym_name.symname;
 	int symlen = static_cast<int>(strnlen(sym, sizeof port_cfg->sym_name.symname - 1));
@@ -138,9 +139,8 @@ void qorl_config_vport_del(qorl_t *q, wwn_t vpwwn)
 	int slot = fc_slot(q);
 	if (slot < 0)
 		return;
-	char pw[32];
-	wwn_text(vpwwn, pw);
-	vport_delete(slot, pw);
+	char pw[QOR_WWN_TEXT_LEN];
+	vport_delete(slot, qor_wwn_format(vpwwn, pw));
 }
 
 void qorl_config_vf_mode(qorl_t *q, uint16_t vf_id, qor_boolean_t mode)

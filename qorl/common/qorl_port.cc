@@ -2,7 +2,7 @@
 #include <optional>
 
 #include "qorl_adapter.h"
-#include "qorl_config.h"
+#include "qorl_config_int.h"
 #include "qorl_int.h"
 #include "qorl_port.h"
 #include "qorl_state.h"
@@ -62,6 +62,7 @@ template <class Verdict> qor_status_t check_ports(qorl_adapter_t *a, Verdict ver
 
 // Switches trunking port by port, upward to turn it on and downward to turn
 // it off; a failure switches the ports already done back (best effort).
+// Only when every port has switched is the adapter's trunk setting recorded.
 qor_status_t switch_ports(qorl_adapter_t *a, bool on)
 {
 	const int n = a->port_count, step = on ? 1 : -1;
@@ -77,6 +78,7 @@ qor_status_t switch_ports(qorl_adapter_t *a, bool on)
 				(void)(on ? qorl_port_disable_trunk(u) : qorl_port_enable_trunk(u));
 		return st;
 	}
+	qorl::cfg::ad_trunk(a->serial_num, on ? QOR_TRUE : QOR_FALSE);
 	return QOR_STATUS_OK;
 }
 

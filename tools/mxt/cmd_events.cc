@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
+#include <functional>
 #include <iostream>
 #include <mutex>
 #include <pthread.h>
@@ -18,43 +19,29 @@
 #include "qorl_ioc.h"
 
 #include "defs/qor_defs_aen_names.h"
+#include "qor/qor_text.h"
 
 namespace mxt {
 
 namespace {
 
-using category_row = qor_aen_names_t;
-
 // The kinds that carry events of their own (target-mode and IP-over-FC do not).
-const std::vector<category_row> &categories()
+std::vector<const qor_aen_names_t *> kinds()
 {
-	static const std::vector<category_row> rows = [] {
-		int n = 0;
-		const qor_aen_names_t *t = qor_aen_names(&n);
-		std::vector<category_row> v;
-		for (int i = 0; i < n; i++)
-			if (t[i].ntypes > 0)
-				v.push_back(t[i]);
-		return v;
-	}();
-	return rows;
+	int n = 0;
+	const qor_aen_names_t *t = qor_aen_names(&n);
+	std::vector<const qor_aen_names_t *> v;
+	for (int i = 0; i < n; i++)
+		if (t[i].nfields > 0)
+			v.push_back(&t[i]);
+	return v;
 }
 
-const category_row *category(uint32_t cat)
-{
-	for (auto &r : categories())
-		if (r.cat == cat)
-			return &r;
-	return nullptr;
-}
-
-std::string type_name(uint32_t cat, int type)
-{
-	const category_row *r = category(cat);
-	if (r && type >= 1 && type <= r->ntypes)
-		return r->types[type - 1];
-	return std::to_string(type);
-}
+// The category of each kind's data record, from the one list of kinds.
+template <class D> constexpr uint32_t category_of = 0;
+#define MXT_EVENTS_CATEGORY_(k, cat, last) template <> constexpr uint32_t category_of<qor_##k##_aen_data_t> = cat;
+QOR_AEN_KINDS(MXT_EVENTS_CATEGORY_)
+#undef MXT_EVENTS_CATEGORY_
 
 std::string time_text(const qor_timeval_t &tv)
 {
@@ -67,86 +54,65 @@ std::string time_text(const qor_timeval_t &tv)
 	return s;
 }
 
-// The data record's fields by their names.
-doc data_fields(uint32_t cat, const qor_aen_data_t &d)
+// One field of a data record: numbers as numbers; null for a WWN, MAC,
+// text or controller type the driver left empty.
+doc field_value(const qor_aen_field_t &f, const void *rec)
 {
-	doc o;
-	switch (cat) {
-	case QOR_AEN_CAT_ADAPTER:
-		o["serial_num"] = field(d.adapter.serial_num);
-		o["nports"] = d.adapter.nports;
-		o["pwwn"] = wwn_text(d.adapter.pwwn);
-		break;
-	case QOR_AEN_CAT_PORT:
-		o["pwwn"] = wwn_text(d.port.pwwn);
-		o["fwwn"] = wwn_text(d.port.fwwn);
-		o["phy_port_num"] = d.port.phy_port_num;
-		o["ioc_type"] = d.port.ioc_type;
-		o["level"] = d.port.level;
-		o["mac"] = mac_text(d.port.mac);
-		break;
-	case QOR_AEN_CAT_LPORT:
-		o["vf_id"] = d.lport.vf_id;
-		o["roles"] = d.lport.roles;
-		o["ppwwn"] = wwn_text(d.lport.ppwwn);
-		o["lpwwn"] = wwn_text(d.lport.lpwwn);
-		break;
-	case QOR_AEN_CAT_RPORT:
-		o["vf_id"] = d.rport.vf_id;
-		o["ppwwn"] = wwn_text(d.rport.ppwwn);
-		o["lpwwn"] = wwn_text(d.rport.lpwwn);
-		o["rpwwn"] = wwn_text(d.rport.rpwwn);
-		o["qos_priority"] = d.rport.priv.qos_priority;
-		o["qos_flow_id"] = d.rport.priv.qos_flow_id;
-		break;
-	case QOR_AEN_CAT_ITNIM:
-		o["vf_id"] = d.itnim.vf_id;
-		o["ppwwn"] = wwn_text(d.itnim.ppwwn);
-		o["lpwwn"] = wwn_text(d.itnim.lpwwn);
-		o["rpwwn"] = wwn_text(d.itnim.rpwwn);
-		break;
-	case QOR_AEN_CAT_AUDIT:
-		o["pwwn"] = wwn_text(d.audit.pwwn);
-		o["partition_inst"] = d.audit.partition_inst;
-		o["partition_type"] = d.audit.partition_type;
-		break;
-	case QOR_AEN_CAT_IOC:
-		o["pwwn"] = wwn_text(d.ioc.pwwn);
-		o["ioc_type"] = d.ioc.ioc_type;
-		o["mac"] = mac_text(d.ioc.mac);
-		break;
-	case QOR_AEN_CAT_ETHPORT:
-		o["mac"] = mac_text(d.ethport.mac);
-		o["cee_state"] = d.ethport.cee_state;
-		break;
+	const auto *p = static_cast<const uint8_t *>(rec) + f.offset;
+	switch (f.kind) {
+	case QOR_AEN_FIELD_WWN: {
+		wwn_t w;
+		std::memcpy(&w, p, sizeof w);
+		char s[QOR_WWN_TEXT_LEN];
+		return w ? doc(qor_wwn_format(w, s)) : doc(nullptr);
 	}
-	return o;
+	case QOR_AEN_FIELD_MAC: {
+		static const uint8_t none[6] = {};
+		char s[QOR_MAC_TEXT_LEN];
+		return std::memcmp(p, none, sizeof none) ? doc(qor_mac_format(p, s)) : doc(nullptr);
+	}
+	case QOR_AEN_FIELD_TEXT: {
+		const std::string t = field(reinterpret_cast<const char *>(p), f.size);
+		return t.empty() ? doc(nullptr) : doc(t);
+	}
+	case QOR_AEN_FIELD_IOC_TYPE: {
+		const int64_t t = qor_aen_field_int(&f, rec);
+		const char *w = t > 0 ? qor_ioc_type_word(static_cast<uint32_t>(t)) : "unknown";
+		return std::strcmp(w, "unknown") ? doc(w) : doc(nullptr);
+	}
+	default:
+		return qor_aen_field_int(&f, rec);
+	}
+}
+
+// The one emitter: an event as a document, every field of its category's
+// record read from the field table.
+doc event_doc(uint32_t cat, int type, int instance, const qor_timeval_t &tv, const void *data)
+{
+	const qor_aen_names_t *c = qor_aen_category(cat);
+	const char *type_name = qor_aen_type_name(c, type);
+	doc e;
+	e["category"] = c ? doc(c->kind) : doc(cat);
+	e["type"] = type_name ? doc(type_name) : doc(type);
+	e["instance"] = instance >= 0 ? doc(instance) : doc(nullptr);
+	e["time"] = time_text(tv);
+	for (int i = 0; c && i < c->nfields; i++)
+		e[c->fields[i].name] = field_value(c->fields[i], data);
+	return e;
+}
+
+std::string text(const doc &v)
+{
+	return v.is_null() ? "-" : v.is_string() ? v.get<std::string>() : v.dump();
 }
 
 // The field that names the object, for the one-line text form.
 std::string object_text(const doc &e)
 {
 	for (const char *k : {"rpwwn", "lpwwn", "serial_num", "pwwn", "mac"})
-		if (e.contains(k))
-			return std::string(k) + " " + e[k].get<std::string>();
+		if (e.contains(k) && !e[k].is_null())
+			return std::string(k) + " " + text(e[k]);
 	return "-";
-}
-
-doc event_doc(uint32_t cat, int type, int instance, const qor_timeval_t &tv, const qor_aen_data_t &d)
-{
-	const category_row *r = category(cat);
-	doc e;
-	e["category"] = r ? r->kind : std::to_string(cat);
-	e["type"] = type_name(cat, type);
-	if (instance >= 0)
-		e["instance"] = instance;
-	else
-		e["instance"] = nullptr;
-	e["time"] = time_text(tv);
-	const doc fields = data_fields(cat, d);
-	for (auto it = fields.begin(); it != fields.end(); ++it)
-		e[it.key()] = it.value();
-	return e;
 }
 
 std::mutex out_mu;
@@ -158,15 +124,14 @@ void emit_line(const doc &e)
 		std::cout << e.dump() << std::endl;
 		return;
 	}
-	std::string inst = e["instance"].is_null() ? "-" : std::to_string(e["instance"].get<int>());
-	std::cout << e["time"].get<std::string>() << "  " << e["category"].get<std::string>() << " "
-		  << e["type"].get<std::string>() << "  instance " << inst << "  " << object_text(e) << std::endl;
+	std::cout << text(e["time"]) << "  " << text(e["category"]) << " " << text(e["type"]) << "  instance "
+		  << text(e["instance"]) << "  " << object_text(e) << std::endl;
 }
 
 bool wanted(const std::string &kind, uint32_t cat)
 {
-	const category_row *r = category(cat);
-	return r && (kind.empty() || kind == r->kind);
+	const qor_aen_names_t *c = qor_aen_category(cat);
+	return c && c->nfields > 0 && (kind.empty() || kind == c->kind);
 }
 
 // ---- without --follow: what is queued now ---------------------------------------
@@ -187,7 +152,7 @@ void show_queued(const std::string &kind)
 				if (wanted(kind, e.aen_category))
 					rows.push_back(event_doc(e.aen_category, e.aen_type,
 								 e.aen_category == QOR_AEN_CAT_ADAPTER ? -1 : q->instance,
-								 e.aen_tv, e.aen_data));
+								 e.aen_tv, &e.aen_data));
 			}
 			if (count < QOR_AEN_MAX_ENTRIES)
 				break;
@@ -203,75 +168,23 @@ void show_queued(const std::string &kind)
 
 // ---- --follow: subscriptions and the reader --------------------------------------------
 
-// What a callback knows about its subscription.
+// What a callback knows about its subscription. `keep` picks the events
+// to print (all without one); `then` runs after each.
 struct ctx {
 	qorl_t *q = nullptr; // null for adapter subscriptions
-	bool all_adapters = false;
-	std::string kind;
+	std::function<bool(int ev, const void *data)> keep;
+	std::function<void(int ev, const void *data)> then;
 };
 std::vector<ctx *> contexts;
 
-void emit(const ctx *c, uint32_t cat, int type, const qor_timeval_t &tv, const void *data, size_t len)
+// The callback of every kind: the record goes to the emitter as delivered.
+template <class E, class D> void on_event(void *ud, E ev, D *d, qor_timeval_t tv)
 {
-	qor_aen_data_t d{};
-	std::memcpy(&d, data, len);
-	emit_line(event_doc(cat, type, c->q ? c->q->instance : -1, tv, d));
-}
-
-void on_adapter(void *ud, qor_adapter_aen_event_t ev, qor_adapter_aen_data_t *d, qor_timeval_t tv)
-{
-	auto *c = static_cast<ctx *>(ud);
-	// An add reaches the all-adapters subscription and the adapter's own: print it once.
-	if ((ev == QOR_ADAPTER_AEN_ADD) != c->all_adapters)
-		return;
-	emit(c, QOR_AEN_CAT_ADAPTER, ev, tv, d, sizeof *d);
-}
-
-void on_ioc(void *ud, qor_ioc_aen_event_t ev, qor_ioc_aen_data_t *d, qor_timeval_t tv)
-{
-	auto *c = static_cast<ctx *>(ud);
-	// Instance numbers of the two drivers overlap: keep the event of this controller.
-	bool fc = c->q->ioc_type != QOR_IOC_TYPE_LL;
-	if (fc ? d->pwwn != c->q->pwwn : (d->pwwn != 0 || std::memcmp(d->mac, c->q->mac.mac, 6) != 0))
-		return;
-	emit(c, QOR_AEN_CAT_IOC, ev, tv, d, sizeof *d);
-}
-
-void on_port(void *ud, qor_port_aen_event_t ev, qor_port_aen_data_t *d, qor_timeval_t tv)
-{
-	emit(static_cast<ctx *>(ud), QOR_AEN_CAT_PORT, ev, tv, d, sizeof *d);
-}
-
-void subscribe_lport(qorl_t *q, wwn_t lpwwn, const std::string &kind);
-
-void on_lport(void *ud, qor_lport_aen_event_t ev, qor_lport_aen_data_t *d, qor_timeval_t tv)
-{
-	auto *c = static_cast<ctx *>(ud);
-	if (c->kind != "lport-new" || ev == QOR_LPORT_AEN_NEW)
-		emit(c, QOR_AEN_CAT_LPORT, ev, tv, d, sizeof *d);
-	// A new logical port's own events are followed from now on.
-	if (ev == QOR_LPORT_AEN_NEW && c->kind == "lport-new" && d->lpwwn != 0)
-		subscribe_lport(c->q, d->lpwwn, "");
-}
-
-void on_rport(void *ud, qor_rport_aen_event_t ev, qor_rport_aen_data_t *d, qor_timeval_t tv)
-{
-	emit(static_cast<ctx *>(ud), QOR_AEN_CAT_RPORT, ev, tv, d, sizeof *d);
-}
-
-void on_itnim(void *ud, qor_itnim_aen_event_t ev, qor_itnim_aen_data_t *d, qor_timeval_t tv)
-{
-	emit(static_cast<ctx *>(ud), QOR_AEN_CAT_ITNIM, ev, tv, d, sizeof *d);
-}
-
-void on_audit(void *ud, qor_audit_aen_event_t ev, qor_audit_aen_data_t *d, qor_timeval_t tv)
-{
-	emit(static_cast<ctx *>(ud), QOR_AEN_CAT_AUDIT, ev, tv, d, sizeof *d);
-}
-
-void on_ethport(void *ud, qor_ethport_aen_event_t ev, qor_ethport_aen_data_t *d, qor_timeval_t tv)
-{
-	emit(static_cast<ctx *>(ud), QOR_AEN_CAT_ETHPORT, ev, tv, d, sizeof *d);
+	const auto *c = static_cast<const ctx *>(ud);
+	if (!c->keep || c->keep(ev, d))
+		emit_line(event_doc(category_of<D>, ev, c->q ? c->q->instance : -1, tv, d));
+	if (c->then)
+		c->then(ev, d);
 }
 
 std::string g_kind;
@@ -280,9 +193,9 @@ bool want(const char *k)
 	return g_kind.empty() || g_kind == k;
 }
 
-ctx *new_ctx(qorl_t *q, const std::string &kind = "")
+ctx *new_ctx(qorl_t *q, decltype(ctx::keep) keep = {}, decltype(ctx::then) then = {})
 {
-	auto *c = new ctx{q, false, kind};
+	auto *c = new ctx{q, std::move(keep), std::move(then)};
 	std::lock_guard lk(out_mu);
 	contexts.push_back(c);
 	return c;
@@ -295,13 +208,22 @@ void check(qor_status_t st, const std::string &what)
 }
 
 // Handles are released with the process; the reader is stopped before exit.
-void subscribe_lport(qorl_t *q, wwn_t lpwwn, const std::string &kind)
+// lpwwn 0 follows the controller's new logical ports, each from then on.
+void subscribe_lport(qorl_t *q, wwn_t lpwwn)
 {
 	if (want("lport")) {
 		qor_lport_aen_data_t k{};
 		k.lpwwn = lpwwn;
+		ctx *c = lpwwn ? new_ctx(q)
+			       : new_ctx(
+					 q, [](int ev, const void *) { return ev == QOR_LPORT_AEN_NEW; },
+					 [q](int ev, const void *d) {
+						 wwn_t l = static_cast<const qor_lport_aen_data_t *>(d)->lpwwn;
+						 if (ev == QOR_LPORT_AEN_NEW && l != 0)
+							 subscribe_lport(q, l);
+					 });
 		qorl_lport_aen_cbhandle_t *h;
-		qorl_lport_aen_register(q, on_lport, new_ctx(q, kind), &k, &h, 0);
+		qorl_lport_aen_register(q, on_event, c, &k, &h, 0);
 	}
 	if (lpwwn == 0)
 		return;
@@ -309,56 +231,61 @@ void subscribe_lport(qorl_t *q, wwn_t lpwwn, const std::string &kind)
 		qor_rport_aen_data_t k{};
 		k.lpwwn = lpwwn;
 		qorl_rport_aen_cbhandle_t *h;
-		qorl_rport_aen_register(q, on_rport, new_ctx(q), &k, &h);
+		qorl_rport_aen_register(q, on_event, new_ctx(q), &k, &h);
 	}
 	if (want("itnim")) {
 		qor_itnim_aen_data_t k{};
 		k.lpwwn = lpwwn;
 		qorl_itnim_aen_cbhandle_t *h;
-		qorl_itnim_aen_register(q, on_itnim, new_ctx(q), &k, &h, 0);
+		qorl_itnim_aen_register(q, on_event, new_ctx(q), &k, &h, 0);
 	}
 }
 
 void subscribe_all()
 {
 	if (want("adapter")) {
+		// An add reaches the all-adapters subscription and the adapter's own: print it once.
+		auto adds = [](bool yes) { return [yes](int ev, const void *) { return (ev == QOR_ADAPTER_AEN_ADD) == yes; }; };
 		qorl_adapter_aen_cbhandle_t *h;
-		ctx *all = new_ctx(nullptr);
-		all->all_adapters = true;
-		check(qorl_adapter_aen_register(nullptr, on_adapter, all, &h, 0), "adapter events");
+		check(qorl_adapter_aen_register(nullptr, on_event, new_ctx(nullptr, adds(true)), &h, 0), "adapter events");
 		for (unsigned a = 1; a <= qorl_adapter_get_num(); a++)
 			if (qorl_adapter_t *ad = qorl_adapter_open_idx(static_cast<int>(a)))
-				check(qorl_adapter_aen_register(ad, on_adapter, new_ctx(nullptr), &h, 0), "adapter events");
+				check(qorl_adapter_aen_register(ad, on_event, new_ctx(nullptr, adds(false)), &h, 0),
+				      "adapter events");
 	}
 	int n = qorl_ioc_get_num(), i = 0;
 	for (qorl_t *q = qorl_ioc_get_list(); q && i < n; q = q->next, i++) {
 		const bool fc = q->ioc_type == QOR_IOC_TYPE_FC || q->ioc_type == QOR_IOC_TYPE_FCoE;
 		if (want("ioc")) {
+			// Instance numbers of the two drivers overlap: keep the events of this controller.
+			auto mine = [q, fc](int, const void *p) {
+				auto *d = static_cast<const qor_ioc_aen_data_t *>(p);
+				return fc ? d->pwwn == q->pwwn : d->pwwn == 0 && std::memcmp(d->mac, q->mac.mac, 6) == 0;
+			};
 			qorl_ioc_aen_cbhandle_t *h;
-			check(qorl_ioc_aen_register(q, on_ioc, new_ctx(q), &h), "controller events");
+			check(qorl_ioc_aen_register(q, on_event, new_ctx(q, mine), &h), "controller events");
 		}
 		if (want("port")) {
 			qor_port_aen_data_t k{};
 			k.pwwn = q->pwwn;
 			std::memcpy(k.mac, q->mac.mac, 6);
 			qorl_port_aen_cbhandle_t *h;
-			check(qorl_port_aen_register(q, on_port, new_ctx(q), &k, &h), "port events");
+			check(qorl_port_aen_register(q, on_event, new_ctx(q), &k, &h), "port events");
 		}
 		if (!fc) {
 			if (want("ethport")) {
 				qorl_ethport_aen_cbhandle_t *h;
-				check(qorl_ethport_aen_register(q, on_ethport, new_ctx(q), nullptr, &h),
-				      "Ethernet port events");
+				check(qorl_ethport_aen_register(q, on_event, new_ctx(q), nullptr, &h), "Ethernet port events");
 			}
 			continue;
 		}
-		subscribe_lport(q, 0, "lport-new");
-		subscribe_lport(q, q->pwwn, "");
+		subscribe_lport(q, 0);
+		subscribe_lport(q, q->pwwn);
 		if (want("audit")) {
 			qor_audit_aen_data_t k{};
 			k.pwwn = q->pwwn;
 			qorl_audit_aen_cbhandle_t *h;
-			check(qorl_audit_aen_register(q, on_audit, new_ctx(q), &k, &h), "audit events");
+			check(qorl_audit_aen_register(q, on_event, new_ctx(q), &k, &h), "audit events");
 		}
 	}
 }
@@ -405,8 +332,8 @@ void register_events(CLI::App &app)
 	ev->add_flag("--follow,-f", follow_on, "keep running and print events as they arrive");
 	ev->add_flag("--json", opts().json, "print JSON: with --follow one object per line");
 	std::vector<std::string> names;
-	for (auto &r : categories())
-		names.push_back(r.kind);
+	for (const qor_aen_names_t *c : kinds())
+		names.push_back(c->kind);
 	ev->add_option("--kind", kind, "only events of this kind")->check(CLI::IsMember(names));
 	ev->callback([] { run(follow_on, kind); });
 }

@@ -247,7 +247,6 @@ void trunk(const std::string &verb, int ad)
 	if (st != QOR_STATUS_OK)
 		fail_status(verb + " trunking on " + what, st,
 			    st == QOR_STATUS_TRUNK_UNSUPP ? "this adapter cannot trunk its ports" : "");
-	qorl_config_ad_trunk(ad, verb == "enable" ? QOR_TRUE : QOR_FALSE);
 	sync_config();
 }
 
