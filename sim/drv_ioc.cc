@@ -119,10 +119,19 @@ int h_disable(Req &r)
 	return h_switch<false>(r);
 }
 
+// The versions the card's flash images carry; the topology's while the
+// flash holds no image of that kind.
+std::string or_default(const std::string &v, const std::string &dflt)
+{
+	return v.empty() ? dflt : v;
+}
+
 int h_get_attr(Req &r)
 {
 	const Function &f = *r.fn;
-	const Adapter &a = r.m.adapters[f.adapter];
+	Adapter &a = r.m.adapters[f.adapter];
+	const std::string fw_ver = or_default(flash_fw_version(r.m, a), a.fw_ver);
+	const std::string rom_ver = or_default(flash_optrom_version(r.m, a), a.optrom_ver);
 	auto &rec = r.as<qor_ioctl_ioc_attr_t>();
 	qor_ioc_attr_t &at = rec.ioc_attr;
 	memset(&at, 0, sizeof at);
@@ -137,15 +146,22 @@ int h_get_attr(Req &r)
 	ad.pwwn = f.pwwn;
 	put(ad.node_symname, a.node_symname);
 	put(ad.hw_ver, a.hw_ver);
-	put(ad.fw_ver, a.fw_ver);
-	put(ad.optrom_ver, a.optrom_ver);
+	put(ad.fw_ver, fw_ver);
+	put(ad.optrom_ver, rom_ver);
 	put(ad.os_type, a.os_type);
-	const std::string vpd = "SN=" + a.serial + ";PN=" + a.model + ";EC=" + a.hw_ver;
-	ad.vpd.version = 1;
 	memcpy(ad.vpd.vpd_sig, "VPD", 3);
 	ad.vpd.vendor = 1;
-	ad.vpd.len = static_cast<uint8_t>(vpd.size() < 255 ? vpd.size() : 255);
-	memcpy(ad.vpd.data, vpd.data(), ad.vpd.len);
+	if (const FlashPart *vp = flash_vpd(r.m, a)) {
+		// A whole PCI VPD image in flash is reported as such (version 3).
+		ad.vpd.version = 3;
+		ad.vpd.len = 0xff;
+		memcpy(ad.vpd.data, vp->data.data(), sizeof ad.vpd.data);
+	} else {
+		const std::string vpd = "SN=" + a.serial + ";PN=" + a.model + ";EC=" + a.hw_ver;
+		ad.vpd.version = 1;
+		ad.vpd.len = static_cast<uint8_t>(vpd.size() < 255 ? vpd.size() : 255);
+		memcpy(ad.vpd.data, vpd.data(), ad.vpd.len);
+	}
 	uint8_t sum = 0;
 	for (unsigned i = 0; i < ad.vpd.len; i++)
 		sum = static_cast<uint8_t>(sum + ad.vpd.data[i]);
@@ -167,8 +183,8 @@ int h_get_attr(Req &r)
 	qor_ioc_driver_attr_t &dr = at.driver_attr;
 	put(dr.driver, f.drv == QORSIM_DRV_FC ? "qor" : "vek");
 	put(dr.driver_ver, a.driver_ver[f.drv]);
-	put(dr.fw_ver, a.fw_ver);
-	put(dr.bios_ver, a.bios_ver);
+	put(dr.fw_ver, fw_ver);
+	put(dr.bios_ver, rom_ver);
 	put(dr.efi_ver, a.efi_ver);
 	put(dr.ob_ver, a.ob_ver);
 	qor_ioc_pci_attr_t &pci = at.pci_attr;

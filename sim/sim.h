@@ -63,6 +63,34 @@ struct Function {
 	std::shared_ptr<san::Port> san; // built from port_cfg / eth_cfg (sim/drv_san.cc)
 };
 
+// One flash partition of a card (sim/sim_flash.cc).
+struct FlashPart {
+	uint32_t type = 0, instance = 0, off = 0, size = 0;
+	std::vector<uint8_t> data; // bytes in use
+};
+
+// A fault of a card's flash: matches requests on a partition type (0: any)
+// and instance (-1: any).
+struct FlashFault {
+	int id = 0;
+	int kind = 0; // QORSIM_FLASH_*
+	uint32_t type = 0;
+	int instance = -1;
+	uint32_t status = 0;
+	int remaining = 1; // QORSIM_ALWAYS for no limit
+	unsigned hits = 0;
+};
+
+// A card's flash: built on first use, from the file under the root when one
+// was saved, else with the contents of a fresh card.
+struct Flash {
+	bool ready = false;
+	bool optrom_on = true;
+	std::vector<FlashPart> parts;
+	std::map<uint32_t, uint32_t> room; // partition type -> size, from the topology
+	std::vector<FlashFault> faults;
+};
+
 struct Adapter {
 	std::string serial, model, model_descr, manufacturer, hwpath, node_symname;
 	std::string hw_ver, fw_ver, optrom_ver, os_type, bios_ver, efi_ver, ob_ver, chip_rev;
@@ -75,6 +103,7 @@ struct Adapter {
 	uint16_t vendor_id = 0, device_id = 0, ssid = 0, ssvid = 0;
 	std::vector<int> fns; // indices into Model::fns
 	nlohmann::json trunk_cfg; // reserved for trunking
+	Flash flash;
 };
 
 struct Driver {
@@ -122,6 +151,10 @@ struct Model {
 	// Scheduled model changes by virtual due time (ties in insertion order).
 	std::multimap<uint64_t, std::function<void(Model &)>> sched;
 	nlohmann::json schedule_cfg; // reserved for timed topology changes
+	// Time a flash write and an erase take; virtual unless `wall`.
+	uint64_t flash_write_ns = 0, flash_erase_ns = 0;
+	bool flash_wall = false;
+	int next_flash_fault = 0;
 
 	Function *fn_at(int drv, int instance);
 };
@@ -175,9 +208,31 @@ const char *default_topology_text();
 bool read_text_file(const char *path, std::string &out, std::string &err);
 // Names the configuration file under root holds, as the drivers take them at load.
 void apply_persistent_names(Model &m, const char *root);
+// A file's bytes (stopping past max) with raw system calls: usable before the
+// interposed entry points and under the model's lock. "" when unreadable.
+std::string read_raw(const std::string &path, size_t max);
 
 // ---- configuration root ---------------------------------------------------
 void set_root(const char *dir); // nullptr turns redirection off
+// The root directory, when one is set.
+bool root_dir(std::string &out);
+
+// ---- flash (sim/sim_flash.cc) ----------------------------------------------
+// The card's flash, built or loaded on first use.
+Flash &flash_of(Model &m, Adapter &a);
+FlashPart *flash_part(Flash &f, uint32_t type, uint32_t instance);
+// Saves the card's flash under the root (one file per card, replaced
+// atomically); nothing without a root.
+void flash_save(const Adapter &a);
+// Versions the card's images carry; "" for none.
+std::string flash_fw_version(Model &m, Adapter &a);
+std::string flash_optrom_version(Model &m, Adapter &a);
+// The VPD image the card's flash holds, when it holds a whole one.
+const FlashPart *flash_vpd(Model &m, Adapter &a);
+// A partition type by its display name ("optrom", "fw", "cfg", ...).
+bool flash_type_by_name(const std::string &name, uint32_t &type);
+// The first fault of `kind` matching the partition, counted as hit.
+FlashFault *flash_fault(Flash &f, int kind, uint32_t type, uint32_t instance);
 
 // ---- request dispatch -----------------------------------------------------
 enum : uint8_t { DRV_FC_BIT = 1, DRV_ETH_BIT = 2, DRV_BOTH = 3 };
@@ -211,6 +266,7 @@ struct Req {
 	uint8_t *rec;    // row.size bytes, copied in from the caller
 	uintptr_t user;  // the caller's record address
 	Function *fn;    // the target controller, when the row names one
+	uint64_t wall_ns = 0; // real time the request takes, waited after the model is released
 	template <class T> T &as() { return *reinterpret_cast<T *>(rec); }
 };
 

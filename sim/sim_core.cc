@@ -7,11 +7,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <new>
 #include <sstream>
 
 #include <pthread.h>
+#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -378,6 +380,14 @@ void log_push(Model &m, LogRec &&r)
 	m.log.push_back(std::move(r));
 }
 
+// Real time passing, whatever the program's sleeps are made to do.
+void wall_wait(uint64_t ns)
+{
+	timespec t{static_cast<time_t>(ns / 1000000000u), static_cast<long>(ns % 1000000000u)};
+	while (syscall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &t, &t) != 0 && errno == EINTR) {
+	}
+}
+
 int run_handler(Req &r)
 {
 	try {
@@ -413,8 +423,9 @@ int dispatch(int fd, Node node, unsigned long request, void *arg)
 	}
 	int err = !row ? ENOTTY : size != row->size ? EINVAL : 0;
 
-	std::lock_guard lk(s.mu);
+	std::unique_lock lk(s.mu);
 	Model &m = s.m;
+	uint64_t wall_ns = 0;
 	if (!err && !m.drv[drv].present)
 		err = ENODEV;
 
@@ -463,6 +474,7 @@ int dispatch(int fd, Node node, unsigned long request, void *arg)
 		if (!refused) {
 			Req r{m, drv, node == NODE_IPFC, fd, code, *row, rec, user, f};
 			err = run_handler(r);
+			wall_ns = r.wall_ns;
 		}
 		if (!err && fault && row->status_off >= 0)
 			memcpy(rec + row->status_off, &fault->status, 4);
@@ -476,6 +488,10 @@ int dispatch(int fd, Node node, unsigned long request, void *arg)
 		log_push(m, std::move(lr));
 	}
 	refresh_ready(m);
+	lk.unlock();
+	// A request that takes real time (a flash write) lets others run meanwhile.
+	if (wall_ns)
+		wall_wait(wall_ns);
 	if (err) {
 		errno = err;
 		return -1;

@@ -278,6 +278,17 @@ void set_root(const char *dir)
 	pthread_mutex_unlock(&g_root_mu);
 }
 
+bool root_dir(std::string &out)
+{
+	pthread_mutex_lock(&g_root_mu);
+	root_env_locked();
+	bool on = g_root_on;
+	if (on)
+		out = g_root;
+	pthread_mutex_unlock(&g_root_mu);
+	return on;
+}
+
 } // namespace qorsim
 
 using namespace qorsim;

@@ -14,11 +14,9 @@
 
 namespace qorsim {
 
-namespace {
-
 // Read with raw system calls: this runs while the emulator starts, before the
-// interposed entry points may be used.
-std::string read_raw(const std::string &path)
+// interposed entry points may be used, and under the model's lock.
+std::string read_raw(const std::string &path, size_t max)
 {
 	std::string text;
 	int fd = (int)syscall(SYS_openat, AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -27,13 +25,15 @@ std::string read_raw(const std::string &path)
 	char buf[4096];
 	for (;;) {
 		long n = syscall(SYS_read, fd, buf, sizeof buf);
-		if (n <= 0 || text.size() > (1u << 20))
+		if (n <= 0 || text.size() > max)
 			break;
 		text.append(buf, (size_t)n);
 	}
 	syscall(SYS_close, fd);
 	return text;
 }
+
+namespace {
 
 bool parse_wwn_text(const std::string &s, wwn_t &w)
 {
@@ -62,7 +62,7 @@ void apply_persistent_names(Model &m, const char *root)
 {
 	if (!root || !*root)
 		return;
-	const std::string text = read_raw(std::string(root) + "/etc/qor.conf");
+	const std::string text = read_raw(std::string(root) + "/etc/qor.conf", 1u << 20);
 	static const std::regex line(R"re(^(adapter-(.+)|qor(\d+)|vek(\d+))-(name|port-wwn|port-mac|port-name) = "([^"]*)";)re");
 	std::map<int, std::string> fc_wwn, eth_mac, fc_name, eth_name;
 	size_t pos = 0;

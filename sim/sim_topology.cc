@@ -3,6 +3,8 @@
 #include "sim.h"
 #include "san.h"
 
+#include "defs/qor_defs_card.h"
+
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
@@ -256,6 +258,81 @@ void default_iocfc(Function &f)
 	a.intr_attr.latency = 225;
 }
 
+// This family's models (include/defs/qor_defs_card.h): a known card type
+// names its model and description.
+struct CardModel {
+	uint32_t code;
+	const char *model;
+	const char *descr;
+};
+#define QORSIM_CARD_ROW(code, model, ports, speed, cna, descr) {code, model, descr},
+constexpr CardModel kCards[] = {QOR_CARD_TYPE_LIST(QORSIM_CARD_ROW)};
+#undef QORSIM_CARD_ROW
+
+const CardModel *card_model(uint32_t code)
+{
+	for (const auto &c : kCards)
+		if (c.code == code)
+			return &c;
+	return nullptr;
+}
+
+uint32_t get_part_type(const json &j, const std::string &path)
+{
+	uint32_t t = 0;
+	if (j.is_string() && flash_type_by_name(j.get<std::string>(), t))
+		return t;
+	if (j.is_string() && !j.get<std::string>().empty() && !isdigit(static_cast<unsigned char>(j.get<std::string>()[0])))
+		fail(path, "unknown partition '" + j.get<std::string>() + "' (optrom, fw, cfg, vpd, bootovl, pxeovl, ...)");
+	return static_cast<uint32_t>(get_int(j, path, 1, 15));
+}
+
+// A card's "flash": partition sizes and the option ROM switch.
+void parse_flash(const json &j, const std::string &path, Adapter &a)
+{
+	check_keys(j, path, {"part_size", "optrom_enabled"});
+	if (j.contains("part_size")) {
+		const std::string pp = sub(path, "part_size");
+		if (!j["part_size"].is_object())
+			fail(pp, "must be an object of partition names and sizes");
+		for (auto it = j["part_size"].begin(); it != j["part_size"].end(); ++it) {
+			uint32_t t = get_part_type(it.key(), pp);
+			a.flash.room[t] = static_cast<uint32_t>(get_int(it.value(), sub(pp, it.key()), 0, 64 << 20));
+		}
+	}
+	opt_bool(j, path, "optrom_enabled", a.flash.optrom_on);
+}
+
+// {"flash": "write_fail" | "readback_differs" | "erase_timeout", "adapter": N,
+//  "part": name, "instance": N, "status": S, "count": N}
+void parse_flash_fault(const json &jf, const std::string &path, Model &m)
+{
+	check_keys(jf, path, {"flash", "adapter", "part", "instance", "status", "count"});
+	constexpr Named kinds[] = {{"write_fail", QORSIM_FLASH_WRITE_FAIL},
+				   {"readback_differs", QORSIM_FLASH_READBACK_DIFFERS},
+				   {"erase_timeout", QORSIM_FLASH_ERASE_TIMEOUT}};
+	FlashFault x;
+	x.kind = get_named(jf["flash"], sub(path, "flash"), kinds, std::size(kinds), 0, "flash fault");
+	if (!jf.contains("adapter"))
+		fail(sub(path, "adapter"), "required with \"flash\"");
+	const int64_t ai = get_int(jf["adapter"], sub(path, "adapter"), 0, static_cast<int64_t>(m.adapters.size()) - 1);
+	if (jf.contains("part"))
+		x.type = get_part_type(jf["part"], sub(path, "part"));
+	opt_int(jf, path, "instance", x.instance, -1, 255);
+	if (jf.contains("status"))
+		x.status = static_cast<uint32_t>(
+			get_named(jf["status"], sub(path, "status"), kStatuses, std::size(kStatuses), UINT32_MAX, "status"));
+	x.remaining = 1;
+	if (jf.contains("count")) {
+		const json &c = jf["count"];
+		x.remaining = c.is_string() && c.get<std::string>() == "always"
+				      ? QORSIM_ALWAYS
+				      : static_cast<int>(get_int(c, sub(path, "count"), 1, INT32_MAX));
+	}
+	x.id = m.next_flash_fault++;
+	m.adapters[static_cast<size_t>(ai)].flash.faults.push_back(x);
+}
+
 void parse_function(const json &jf, const std::string &path, Model &m, int ai, int fi,
 		    std::vector<int> &explicit_inst)
 {
@@ -359,7 +436,7 @@ void parse_adapter(const json &ja, const std::string &path, Model &m, size_t ai,
 		   {"serial", "model", "model_descr", "manufacturer", "hwpath", "name", "node_symname", "hw_ver",
 		    "fw_ver", "optrom_ver", "os_type", "bios_ver", "efi_ver", "ob_ver", "chip_rev", "driver_ver",
 		    "card_type", "max_speed", "prototype", "asic_rev", "pcie_gen", "pcie_lanes", "pcie_lanes_orig",
-		    "cna_capable", "trunk_capable", "is_mezz", "pci", "functions", "trunk"});
+		    "cna_capable", "trunk_capable", "is_mezz", "pci", "functions", "trunk", "flash"});
 	if (!ja.contains("functions") || !ja["functions"].is_array())
 		fail(sub(path, "functions"), "required: an array of PCI functions");
 	const json &jfs = ja["functions"];
@@ -380,9 +457,10 @@ void parse_adapter(const json &ja, const std::string &path, Model &m, size_t ai,
 	opt_bool(ja, path, "cna_capable", a.cna_capable);
 	a.max_speed = a.cna_capable ? 10 : 8;
 	opt_int(ja, path, "max_speed", a.max_speed, 0, 255);
-	a.card_type = a.cna_capable ? 1020 : 825;
+	a.card_type = a.cna_capable ? 632 : 612;
 	opt_int(ja, path, "card_type", a.card_type, 0, UINT32_MAX);
-	a.model = "QX-" + std::to_string(a.card_type);
+	const CardModel *known = card_model(a.card_type);
+	a.model = known ? known->model : "QX-" + std::to_string(a.card_type);
 	opt_str(ja, path, "model", a.model, 16);
 	a.manufacturer = "QOR Inc";
 	opt_str(ja, path, "manufacturer", a.manufacturer, 8);
@@ -415,7 +493,7 @@ void parse_adapter(const json &ja, const std::string &path, Model &m, size_t ai,
 	std::string descr = a.model + " " + std::to_string(a.max_speed) + "Gbps " +
 			    std::to_string(jfs.size()) +
 			    (a.cna_capable ? "-function converged network adapter" : "-port Fibre Channel host bus adapter");
-	a.model_descr = descr.substr(0, 127);
+	a.model_descr = known ? known->descr : descr.substr(0, 127);
 	opt_str(ja, path, "model_descr", a.model_descr, 128);
 	opt_int(ja, path, "prototype", a.prototype, 0, 255);
 	if (ja.contains("asic_rev")) {
@@ -445,6 +523,8 @@ void parse_adapter(const json &ja, const std::string &path, Model &m, size_t ai,
 	a.ssid = static_cast<uint16_t>(a.device_id + 0x100);
 	if (ja.contains("pci"))
 		opt_int(ja["pci"], sub(path, "pci"), "ssid", a.ssid, 0, 0xffff);
+	if (ja.contains("flash"))
+		parse_flash(ja["flash"], sub(path, "flash"), a);
 	json trunk;
 	opt_reserved(ja, path, "trunk", trunk, false);
 	a.trunk_cfg = trunk;
@@ -455,6 +535,10 @@ void parse_adapter(const json &ja, const std::string &path, Model &m, size_t ai,
 
 void parse_fault(const json &jf, const std::string &path, Model &m)
 {
+	if (jf.is_object() && jf.contains("flash")) {
+		parse_flash_fault(jf, path, m);
+		return;
+	}
 	check_keys(jf, path, {"code", "instance", "errno", "status", "count", "open", "driver", "version"});
 	if (jf.contains("open")) {
 		check_keys(jf, path, {"open", "errno"});
@@ -512,7 +596,17 @@ void parse_driver(const json &jd, const std::string &path, Driver &d, int &count
 
 void build(const json &j, Model &m)
 {
-	check_keys(j, "", {"drivers", "transition_ms", "adapters", "faults", "schedule", "clock"});
+	check_keys(j, "", {"drivers", "transition_ms", "adapters", "faults", "schedule", "clock", "flash_latency"});
+	if (j.contains("flash_latency")) {
+		const json &fl = j["flash_latency"];
+		check_keys(fl, "flash_latency", {"write_ms", "erase_ms", "wall"});
+		int64_t w = 0, e = 0;
+		opt_int(fl, "flash_latency", "write_ms", w, 0, 3600000);
+		opt_int(fl, "flash_latency", "erase_ms", e, 0, 3600000);
+		m.flash_write_ns = static_cast<uint64_t>(w) * 1000000u;
+		m.flash_erase_ns = static_cast<uint64_t>(e) * 1000000u;
+		opt_bool(fl, "flash_latency", "wall", m.flash_wall);
+	}
 	int counts[kDrivers] = {-1, -1};
 	if (j.contains("transition_ms")) {
 		int64_t t = get_int(j["transition_ms"], "transition_ms", -1, INT64_MAX / 1000000);
@@ -626,9 +720,9 @@ const char *default_topology_text()
   "adapters": [
     {
       "serial": "QXA2210F001",
-      "model": "QX-825",
-      "model_descr": "QX-825 8Gbps dual-port Fibre Channel host bus adapter",
-      "card_type": 825,
+      "model": "QX-612",
+      "model_descr": "QX-612 8Gbps dual-port Fibre Channel host bus adapter",
+      "card_type": 612,
       "hwpath": "0000:05:00",
       "max_speed": 8,
       "trunk_capable": true,
@@ -656,9 +750,9 @@ const char *default_topology_text()
     },
     {
       "serial": "QXC2214C007",
-      "model": "QX-1020",
-      "model_descr": "QX-1020 10Gbps dual-port converged network adapter",
-      "card_type": 1020,
+      "model": "QX-632",
+      "model_descr": "QX-632 10Gbps dual-port converged network adapter",
+      "card_type": 632,
       "hwpath": "0000:07:00",
       "max_speed": 10,
       "cna_capable": true,

@@ -48,65 +48,10 @@ std::string make_tar(const std::vector<tar_member> &members, bool end_block)
 	return out;
 }
 
-namespace {
-
-void put16(std::string &b, size_t at, uint16_t v)
-{
-	b[at] = static_cast<char>(v & 0xff);
-	b[at + 1] = static_cast<char>(v >> 8);
-}
-
-void put32(std::string &b, size_t at, uint32_t v)
-{
-	for (int i = 0; i < 4; i++)
-		b[at + i] = static_cast<char>(v >> (8 * i));
-}
-
-void fix_sum(std::string &b, size_t from, size_t n, size_t at)
-{
-	b[at] = 0;
-	unsigned s = 0;
-	for (size_t i = from; i < from + n; i++)
-		s += static_cast<unsigned char>(b[i]);
-	b[at] = static_cast<char>((256 - s % 256) % 256);
-}
-
-} // namespace
-
 std::string make_optrom(const std::vector<rom_image> &images)
 {
-	std::string rom;
-	for (const auto &im : images) {
-		std::string b(static_cast<size_t>(im.units) * 512, '\0');
-		for (size_t i = 0xa0; i + 1 < b.size(); i++)
-			b[i] = static_cast<char>(i * 7 + im.codetype); // code bytes
-		put16(b, 0, 0xAA55);
-		b[2] = static_cast<char>(im.units);
-		put16(b, 0x18, kRomPcir);
-		std::memcpy(&b[kRomPcir], "PCIR", 4);
-		put16(b, kRomPcir + 4, 0x1e6b);
-		put16(b, kRomPcir + 6, im.devid);
-		put16(b, kRomPcir + 10, 28);
-		b[kRomPcir + 12] = 3;
-		b[kRomPcir + 15] = 0x0c; // serial bus controller, Fibre Channel
-		b[kRomPcir + 14] = 0x04;
-		put16(b, kRomPcir + 16, im.units);
-		b[kRomPcir + 20] = static_cast<char>(im.codetype);
-		b[kRomPcir + 21] = static_cast<char>(im.last ? 0x80 : 0);
-		if (im.codetype == 0) {
-			put16(b, 0x16, kRomVersion);
-			put16(b, 0x1a, kRomPnp);
-			std::memcpy(&b[kRomPnp], "$PnP", 4);
-			b[kRomPnp + 4] = 1;
-			b[kRomPnp + 5] = 2; // 32 bytes
-			put32(b, kRomPnp + 10, static_cast<uint32_t>(im.devid) << 16 | 0x1e6b);
-			fix_sum(b, kRomPnp, 32, kRomPnp + 9);
-			std::memcpy(&b[kRomVersion], im.version, std::strlen(im.version) + 1);
-		}
-		fix_sum(b, 0, b.size(), b.size() - 1);
-		rom += b;
-	}
-	return rom;
+	auto b = qorsim::image::optrom(images);
+	return std::string(b.begin(), b.end());
 }
 
 bool sums_to_zero(const std::string &b, size_t from, size_t n)
@@ -138,17 +83,8 @@ std::string swapped(std::string b)
 
 std::string make_firmware(const std::string &version, size_t payload)
 {
-	std::string b(4 + 32 + payload, '\0');
-	std::memcpy(&b[0], "QXFW", 4);
-	std::memcpy(&b[4], version.data(), std::min<size_t>(version.size(), 31));
-	for (size_t i = 0; i < payload; i++)
-		b[36 + i] = static_cast<char>(i * 13 + 5);
-	b.resize((b.size() + 3) / 4 * 4 + 4, '\0');
-	uint32_t x = 0;
-	for (size_t i = 0; i + 8 <= b.size(); i += 4)
-		x ^= le32_at(b, i);
-	put32(b, b.size() - 4, x);
-	return b;
+	auto b = qorsim::image::firmware(version, payload, 5);
+	return std::string(b.begin(), b.end());
 }
 
 } // namespace qt

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "flash_image.h"
+
 namespace qt {
 
 // How to spoil one member header.
@@ -29,16 +31,11 @@ std::string tar_header(const std::string &name, size_t size, const tar_spoil &sp
 // two zero blocks that end an archive.
 std::string make_tar(const std::vector<tar_member> &members, bool end_block = true);
 
-// One image of an option ROM.
-struct rom_image {
-	uint8_t codetype = 0;         // 0: x86, 3: EFI
-	uint16_t devid = 0x13;
-	const char *version = "2.3.0.0"; // x86 only, at verptr
-	uint16_t units = 2;           // size in 512-byte units
-	bool last = true;
-};
-// Field offsets inside each image made by make_optrom.
-constexpr size_t kRomPcir = 0x40, kRomPnp = 0x60, kRomVersion = 0x90;
+// Option ROMs and firmware images in the emulated family's formats
+// (sim/flash_image.h), as text.
+using rom_image = qorsim::image::rom_image;
+constexpr size_t kRomPcir = qorsim::image::kPcir, kRomPnp = qorsim::image::kPnp,
+		 kRomVersion = qorsim::image::kVersion;
 std::string make_optrom(const std::vector<rom_image> &images);
 // Whether the bytes of [from, from + n) sum to 0 modulo 256.
 bool sums_to_zero(const std::string &b, size_t from, size_t n);
@@ -47,9 +44,7 @@ uint32_t le32_at(const std::string &b, size_t at);
 // Every whole 32-bit word byte-reversed (as images are written to flash).
 std::string swapped(std::string b);
 
-// A firmware image of the emulated family: "QXFW", the version text in 32
-// bytes, `payload` filler bytes, and a last word that makes the XOR of all
-// whole words 0.
+// A valid firmware image carrying `version`.
 std::string make_firmware(const std::string &version, size_t payload = 1000);
 
 } // namespace qt
