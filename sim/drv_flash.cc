@@ -118,6 +118,7 @@ int h_write(Req &r)
 	if (flash_fault(*f, QORSIM_FLASH_READBACK_DIFFERS, p->type, p->instance) && !data.empty())
 		data[data.size() / 2] ^= 0x5a;
 	p->data = std::move(data);
+	r.held = true;
 	if (boot_code(p->type))
 		f->optrom_on = false;
 	flash_save(card(r));

@@ -189,6 +189,12 @@ int qorsim_flash_set_part_size(int adapter, uint32_t type, int instance, uint32_
 long qorsim_flash_get(int adapter, uint32_t type, int instance, void *buf, size_t n);
 /* Sets a partition's contents (no latency, no faults). */
 int qorsim_flash_put(int adapter, uint32_t type, int instance, const void *buf, size_t n);
+/* Holds every flash write (of any adapter) until released: the request has
+ * changed the flash, and its caller waits outside the emulator's lock, so a
+ * test can act while writes are in flight. Releasing lets them all return. */
+void qorsim_flash_hold(int on);
+/* Flash writes waiting at the hold. */
+int qorsim_flash_held(void);
 /* 1 when the adapter's option ROM is enabled, 0 when not, -1 for no adapter. */
 int qorsim_flash_optrom_enabled(int adapter);
 

@@ -231,6 +231,8 @@ std::string flash_optrom_version(Model &m, Adapter &a);
 const FlashPart *flash_vpd(Model &m, Adapter &a);
 // A partition type by its display name ("optrom", "fw", "cfg", ...).
 bool flash_type_by_name(const std::string &name, uint32_t &type);
+// Waits while flash writes are held (outside the model's lock).
+void flash_hold_wait();
 // The first fault of `kind` matching the partition, counted as hit.
 FlashFault *flash_fault(Flash &f, int kind, uint32_t type, uint32_t instance);
 
@@ -267,6 +269,7 @@ struct Req {
 	uintptr_t user;  // the caller's record address
 	Function *fn;    // the target controller, when the row names one
 	uint64_t wall_ns = 0; // real time the request takes, waited after the model is released
+	bool held = false;    // a flash write: waits at the hold (qorsim_flash_hold) once released
 	template <class T> T &as() { return *reinterpret_cast<T *>(rec); }
 };
 

@@ -105,6 +105,7 @@ void qorsim_reset(void)
 		abort();
 	}
 	install(std::move(m), true);
+	qorsim_flash_hold(0);
 }
 
 const char *qorsim_default_topology(void) { return default_topology_text(); }

@@ -426,6 +426,7 @@ int dispatch(int fd, Node node, unsigned long request, void *arg)
 	std::unique_lock lk(s.mu);
 	Model &m = s.m;
 	uint64_t wall_ns = 0;
+	bool held = false;
 	if (!err && !m.drv[drv].present)
 		err = ENODEV;
 
@@ -475,6 +476,7 @@ int dispatch(int fd, Node node, unsigned long request, void *arg)
 			Req r{m, drv, node == NODE_IPFC, fd, code, *row, rec, user, f};
 			err = run_handler(r);
 			wall_ns = r.wall_ns;
+			held = r.held;
 		}
 		if (!err && fault && row->status_off >= 0)
 			memcpy(rec + row->status_off, &fault->status, 4);
@@ -492,6 +494,8 @@ int dispatch(int fd, Node node, unsigned long request, void *arg)
 	// A request that takes real time (a flash write) lets others run meanwhile.
 	if (wall_ns)
 		wall_wait(wall_ns);
+	if (held)
+		flash_hold_wait();
 	if (err) {
 		errno = err;
 		return -1;

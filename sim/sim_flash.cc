@@ -10,6 +10,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <condition_variable>
+#include <mutex>
 #include <cstdio>
 #include <cstring>
 #include <set>
@@ -302,4 +304,40 @@ FlashFault *flash_fault(Flash &f, int kind, uint32_t type, uint32_t instance)
 	return nullptr;
 }
 
+namespace {
+std::mutex g_hold_mu;
+std::condition_variable g_hold_cv;
+bool g_hold;
+int g_held;
+} // namespace
+
+void flash_hold_wait()
+{
+	std::unique_lock lk(g_hold_mu);
+	g_held++;
+	g_hold_cv.wait(lk, [] { return !g_hold; });
+	g_held--;
+}
+
 } // namespace qorsim
+
+#pragma GCC visibility push(default)
+extern "C" {
+
+void qorsim_flash_hold(int on)
+{
+	{
+		std::lock_guard lk(qorsim::g_hold_mu);
+		qorsim::g_hold = on != 0;
+	}
+	qorsim::g_hold_cv.notify_all();
+}
+
+int qorsim_flash_held(void)
+{
+	std::lock_guard lk(qorsim::g_hold_mu);
+	return qorsim::g_held;
+}
+
+} // extern "C"
+#pragma GCC visibility pop

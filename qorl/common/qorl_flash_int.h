@@ -194,4 +194,31 @@ bool vpd_parse(std::span<const uint8_t, kVpdSize> vpd, vpd_layout &out);
 // fixed. version_current tells whether the version was already there.
 void rebuild_vpd(const qor_adapter_attr_t &ad, const char *fwver11, vpd_image &out, bool *version_current);
 
+// ---- the update ------------------------------------------------------------
+
+// Progress of one adapter's update, if the caller watches (p may be null).
+// Fields are stored atomically; entries of `written` before their count.
+class progress_writer {
+public:
+	explicit progress_writer(qorl_boot_progress_t *p) : p_(p) {}
+	void start(uint32_t ad_id);
+	void total(uint64_t bytes);
+	void current(uint32_t type, uint32_t instance);
+	void written(uint32_t type, uint32_t instance, uint64_t bytes);
+	qor_status_t done(qor_status_t st);
+
+private:
+	qorl_boot_progress_t *p_;
+};
+
+// One adapter's update through controller q with device ID devid.
+qor_status_t boot_flash_data(qorl_t *q, uint16_t devid, uint32_t cardtype, const qorl_boot_pkg_t &pkg,
+			     progress_writer &prog);
+// Every adapter, one worker each; the caller holds the all-adapters claim.
+qor_status_t update_adapters(uint16_t *status, qor_status_t *err_code, const qorl_boot_pkg_t &pkg, uint16_t devid,
+			     qorl_boot_progress_t *progress);
+// One all-adapters update per process at a time: true when this caller may run it.
+bool claim_all_adapters();
+void release_all_adapters();
+
 } // namespace qorl::flash

@@ -75,6 +75,75 @@ qor_status_t qorl_boot_pkg_load(const char *path, qorl_boot_pkg_t *pkg);
 /* Frees the tables and empties pkg; an empty or NULL pkg is fine. */
 void qorl_boot_pkg_free(qorl_boot_pkg_t *pkg);
 
+/*
+ * Progress of one adapter's update, written by the update as it goes. A
+ * caller that watches from another thread reads it with
+ * qorl_boot_progress_get; the update never waits for the reader.
+ */
+typedef enum qorl_boot_state {
+	QORL_BOOT_IDLE = 0,    /* not started (or no such adapter) */
+	QORL_BOOT_RUNNING = 1,
+	QORL_BOOT_DONE = 2     /* status holds the adapter's result */
+} qorl_boot_state_t;
+
+#define QORL_BOOT_MAX_WRITES 48
+typedef struct qorl_boot_part_s {
+	uint32_t type;     /* qor_flash_part_type_t */
+	uint32_t instance;
+} qorl_boot_part_t;
+
+typedef struct qorl_boot_progress_s {
+	uint32_t state;         /* qorl_boot_state_t */
+	uint32_t ad_id;         /* adapter number; 0 for a controller given by the caller */
+	uint32_t status;        /* qor_status_t, once done */
+	uint32_t part_type;     /* partition being written (or that failed); 0 for none */
+	uint32_t part_instance;
+	uint32_t nwritten;      /* entries of written[] */
+	uint64_t bytes_done;    /* bytes written and verified so far */
+	uint64_t bytes_total;   /* bytes the adapter's update writes */
+	qorl_boot_part_t written[QORL_BOOT_MAX_WRITES]; /* partitions written, in order */
+} qorl_boot_progress_t;
+
+/*
+ * Writes the boot image package at fwimgfile to the adapter of controller
+ * qorl, or to every adapter (at most 16, one worker each) when qorl is NULL.
+ *
+ * devid: 0 to use each controller's own PCI device ID; 0x13, 0x14, 0x17 or
+ * 0x21 to use that one for the whole update (0x14, 0x17 and 0x21 are
+ * written into the option ROM images); any other value gives
+ * QOR_STATUS_INVALID_DEVID. For each adapter the card description of its
+ * card type is written: firmware, first option ROM (device ID and checksums
+ * fixed, version taken; the OEM model's VPD rebuilt after it), second
+ * option ROM, boot overlay, PXE overlay, firmware configuration per port;
+ * then the option ROM is enabled. A failed write stops that adapter at once
+ * and leaves its option ROM off; what was written stays written.
+ *
+ * All adapters: bit (n - 1) of *status is set for each adapter n updated,
+ * err_code[n - 1] holds its result and the entries of adapters not present
+ * QOR_STATUS_FAILED; the result is QOR_STATUS_OK once the workers ran,
+ * QOR_STATUS_FAILED for more than 16 adapters, QOR_STATUS_DEVBUSY while
+ * another all-adapters update of this process runs. One controller: the
+ * result is the adapter's. Any failure before flashing (devid, package,
+ * busy) is also stored in all 16 err_code entries. status and err_code may
+ * be NULL.
+ */
+qor_status_t qorl_boot_fwupdate(qorl_t *qorl, const char *fwimgfile, uint16_t devid, uint16_t *status,
+				qor_status_t *err_code);
+/* As above, reporting progress: progress[n - 1] for adapter n when all are
+ * updated (16 entries), progress[0] for one controller. May be NULL. */
+qor_status_t qorl_boot_fwupdate_progress(qorl_t *qorl, const char *fwimgfile, uint16_t devid, uint16_t *status,
+					 qor_status_t *err_code, qorl_boot_progress_t *progress);
+/* A consistent copy of a progress record another thread is writing. */
+void qorl_boot_progress_get(const qorl_boot_progress_t *live, qorl_boot_progress_t *snapshot);
+
+/* One adapter: the package's card description for cardtype written through
+ * controller qorl with device ID devid (used as given). */
+qor_status_t qorl_boot_flash_data(qorl_t *qorl, uint16_t devid, uint32_t cardtype, const qorl_boot_pkg_t *pkg);
+/* Every adapter, one joinable worker each, as qorl_boot_fwupdate does with
+ * a package already loaded. */
+qor_status_t qorl_update_adapter_thread(uint16_t *status, qor_status_t *err_code, const qorl_boot_pkg_t *pkg,
+					uint16_t devid);
+
 /* Value of octal digit text up to its NUL, modulo 2^32 (no character is checked). */
 int octal_to_decimal(const char *octal);
 /* 8 to the power pwr (modulo 2^32); 1 for pwr <= 0. */
