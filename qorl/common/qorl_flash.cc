@@ -1,6 +1,7 @@
 // Flash partitions: attributes, read, write with read-back, erase, the
 // manufacturing block and the option ROM switch. The driver moves a whole
 // partition per request through a buffer of ours.
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -33,6 +34,28 @@ outcome part_request(qorl_t *q, qor_flash_part_type_t type, uint8_t instance, vo
 	return o;
 }
 
+// Blocks the partition moves reuse on each thread: a partition moves whole,
+// and a fresh block per call (cleared by the system each time) would cost
+// more than the move itself. Given up when the thread ends.
+class scratch {
+public:
+	~scratch() { std::free(p_); }
+	uint8_t *get(size_t n)
+	{
+		if (n > cap_ || !p_) {
+			std::free(p_);
+			p_ = static_cast<uint8_t *>(std::malloc(n ? n : 1));
+			cap_ = p_ ? n : 0;
+		}
+		return p_;
+	}
+
+private:
+	uint8_t *p_ = nullptr;
+	size_t cap_ = 0;
+};
+thread_local scratch t_data, t_back;
+
 // The bytes a read delivered into the file; the old file stays unless all
 // of them reach the new one.
 qor_status_t write_file(const char *path, const uint8_t *buf, size_t n)
@@ -45,8 +68,8 @@ qor_status_t write_file(const char *path, const uint8_t *buf, size_t n)
 	return f.commit() == QOR_STATUS_OK ? QOR_STATUS_OK : QOR_STATUS_FAILED;
 }
 
-// The whole file in a new heap block of its stat size.
-qor_status_t read_file(const char *path, heap_ptr<uint8_t> &buf, uint32_t &size)
+// The whole file in this thread's data block.
+qor_status_t read_file(const char *path, uint8_t *&buf, uint32_t &size)
 {
 	struct stat st;
 	if (::stat(path, &st) != 0)
@@ -54,14 +77,22 @@ qor_status_t read_file(const char *path, heap_ptr<uint8_t> &buf, uint32_t &size)
 	if (st.st_size > INT32_MAX)
 		return QOR_STATUS_EINVAL;
 	size = static_cast<uint32_t>(st.st_size);
-	buf = heap_alloc<uint8_t>(size ? size : 1);
+	buf = t_data.get(size);
 	if (!buf)
 		return QOR_STATUS_ENOMEM;
-	FILE *f = std::fopen(path, "rb");
-	if (!f)
+	int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+	if (fd < 0)
 		return QOR_STATUS_EFOPEN;
-	size_t got = std::fread(buf.get(), 1, size, f);
-	std::fclose(f);
+	size_t got = 0;
+	while (got < size) {
+		ssize_t n = ::read(fd, buf + got, size - got);
+		if (n < 0 && errno == EINTR)
+			continue;
+		if (n <= 0)
+			break;
+		got += static_cast<size_t>(n);
+	}
+	close(fd);
 	// An empty file, or one that changed under us, is never written to flash.
 	return got == 0 || got != size ? QOR_STATUS_FAILED : QOR_STATUS_OK;
 }
@@ -86,20 +117,22 @@ qor_status_t qorl_flash_read_part(qorl_t *qorl, qor_flash_part_type_t type, uint
 {
 	if (!qorl || !filename || d > INT32_MAX)
 		return QOR_STATUS_EINVAL;
-	auto buf = heap_alloc<uint8_t>(d ? d : 1);
+	// To memory the driver fills the caller's buffer itself; past what it
+	// delivered the buffer reads as zeros.
+	uint8_t *buf = bfile ? t_data.get(d) : reinterpret_cast<uint8_t *>(filename);
 	if (!buf)
 		return QOR_STATUS_ENOMEM;
 	int32_t delivered = 0;
-	outcome o = part_request<QOR_IOCTL_FLASH_READ_PART>(qorl, type, instance, buf.get(), d, &delivered);
+	outcome o = part_request<QOR_IOCTL_FLASH_READ_PART>(qorl, type, instance, buf, d, &delivered);
 	if (!o.sent)
 		return o.status;
+	// Never more than was asked, whatever the driver says it delivered.
+	const size_t n = delivered < 0 ? 0 : std::min<size_t>(static_cast<size_t>(delivered), d);
 	if (!bfile) {
-		std::memcpy(filename, buf.get(), d);
+		std::memset(buf + n, 0, d - n);
 		return o.status;
 	}
-	// Never more than was asked, whatever the driver says it delivered.
-	size_t n = delivered < 0 ? 0 : std::min<size_t>(static_cast<size_t>(delivered), d);
-	qor_status_t st = write_file(filename, buf.get(), n);
+	qor_status_t st = write_file(filename, buf, n);
 	return st != QOR_STATUS_OK ? st : o.status;
 }
 
@@ -108,30 +141,28 @@ qor_status_t qorl_flash_update_part(qorl_t *qorl, qor_flash_part_type_t type, ui
 {
 	if (!qorl || !filename)
 		return QOR_STATUS_EINVAL;
-	heap_ptr<uint8_t> data;
+	// From memory the driver reads the caller's bytes themselves.
+	const uint8_t *data = filename;
 	if (bfile) {
-		qor_status_t st = read_file(reinterpret_cast<const char *>(filename), data, size);
+		uint8_t *file_data = nullptr;
+		qor_status_t st = read_file(reinterpret_cast<const char *>(filename), file_data, size);
 		if (st != QOR_STATUS_OK)
 			return st;
-	} else {
-		if (size > INT32_MAX)
-			return QOR_STATUS_EINVAL;
-		data = heap_alloc<uint8_t>(size ? size : 1);
-		if (!data)
-			return QOR_STATUS_ENOMEM;
-		std::memcpy(data.get(), filename, size);
+		data = file_data;
+	} else if (size > INT32_MAX) {
+		return QOR_STATUS_EINVAL;
 	}
 	if (type == QOR_FLASH_PART_FWIMG &&
-	    qor_checksum_u32(reinterpret_cast<uint32_t *>(data.get()), static_cast<int>(size)) != 0)
+	    qor_checksum_u32(reinterpret_cast<uint32_t *>(const_cast<uint8_t *>(data)), static_cast<int>(size)) != 0)
 		return QOR_STATUS_CHECKSUM_FAIL;
-	outcome o = part_request<QOR_IOCTL_FLASH_UPDATE_PART>(qorl, type, instance, data.get(), size);
+	outcome o = part_request<QOR_IOCTL_FLASH_UPDATE_PART>(qorl, type, instance, const_cast<uint8_t *>(data), size);
 	if (o.status != QOR_STATUS_OK)
 		return o.status;
-	auto back = heap_alloc<uint8_t>(size ? size : 1);
+	uint8_t *back = t_back.get(size);
 	if (!back)
 		return QOR_STATUS_ENOMEM;
-	qor_status_t st = qorl_flash_read_part(qorl, type, instance, reinterpret_cast<char *>(back.get()), size, QOR_FALSE);
-	if (st == QOR_STATUS_OK && std::memcmp(data.get(), back.get(), size) != 0)
+	qor_status_t st = qorl_flash_read_part(qorl, type, instance, reinterpret_cast<char *>(back), size, QOR_FALSE);
+	if (st == QOR_STATUS_OK && std::memcmp(data, back, size) != 0)
 		return QOR_STATUS_FAILED;
 	return st;
 }
