@@ -59,7 +59,6 @@ int h_app_register(Req &r)
 using namespace qorsim;
 
 // clang-format off
-//             ident          type  nr    record size              drivers   instance   status                              flags        handler         name
-QORSIM_REQUEST(aen_get,       0x43, 0x2A, sizeof(qor_ioctl_aen_t), DRV_BOTH, INST_AEN,  offsetof(qor_ioctl_aen_t, status), ROW_MUTATES, h_aen_get,      "event fetch");
-QORSIM_REQUEST(aen_app_reg,   0x43, 0x2B, sizeof(qor_ioctl_aen_t), DRV_BOTH, INST_NONE, offsetof(qor_ioctl_aen_t, status), ROW_MUTATES, h_app_register, "application announcement");
+QORSIM_HANDLER(AEN_GET,          h_aen_get);
+QORSIM_HANDLER(AEN_APP_REGISTER, h_app_register);
 // clang-format on

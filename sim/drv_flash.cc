@@ -172,13 +172,10 @@ template <bool On> int h_optrom(Req &r)
 
 using namespace qorsim;
 
-// clang-format off
-//             ident          type  nr    record size                     drivers   instance  status  flags        handler          name
-QORSIM_REQUEST(flash_attr,    0x43, 0x44, sizeof(qor_ioctl_flash_attr_t), DRV_BOTH, INST_GEN, 0,      0,           h_attr,          "flash attributes");
-QORSIM_REQUEST(flash_erase,   0x43, 0x45, sizeof(qor_ioctl_flash_t),      DRV_BOTH, INST_GEN, 0,      ROW_MUTATES, h_erase,         "flash erase");
-QORSIM_REQUEST(flash_write,   0x43, 0x46, sizeof(qor_ioctl_flash_t),      DRV_BOTH, INST_GEN, 0,      ROW_MUTATES, h_write,         "flash write");
-QORSIM_REQUEST(flash_read,    0x43, 0x47, sizeof(qor_ioctl_flash_t),      DRV_BOTH, INST_GEN, 0,      0,           h_read,          "flash read");
-QORSIM_REQUEST(flash_mfg,     0x43, 0x48, sizeof(qor_ioctl_flash_mfg_t),  DRV_BOTH, INST_GEN, 0,      ROW_MUTATES, h_mfg,           "manufacturing block");
-QORSIM_REQUEST(optrom_on,     0x43, 0x49, sizeof(qor_ioctl_gen_t),        DRV_BOTH, INST_GEN, 0,      ROW_MUTATES, h_optrom<true>,  "option ROM enable");
-QORSIM_REQUEST(optrom_off,    0x43, 0x4A, sizeof(qor_ioctl_gen_t),        DRV_BOTH, INST_GEN, 0,      ROW_MUTATES, h_optrom<false>, "option ROM disable");
-// clang-format on
+QORSIM_HANDLER(FLASH_GET_ATTR,       h_attr);
+QORSIM_HANDLER(FLASH_ERASE_PART,     h_erase);
+QORSIM_HANDLER(FLASH_UPDATE_PART,    h_write);
+QORSIM_HANDLER(FLASH_READ_PART,      h_read);
+QORSIM_HANDLER(FLASH_MFG,            h_mfg);
+QORSIM_HANDLER(FLASH_ENABLE_OPTROM,  h_optrom<true>);
+QORSIM_HANDLER(FLASH_DISABLE_OPTROM, h_optrom<false>);

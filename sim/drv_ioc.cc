@@ -318,19 +318,18 @@ int h_iocfc_intr(Req &r)
 using namespace qorsim;
 
 // clang-format off
-//             ident          type  nr    record size                               drivers     instance  status  flags        handler          name
-QORSIM_REQUEST(ioc_version,   0x43, 0x01, sizeof(qor_ioctl_ioc_get_version_t),      DRV_BOTH,   INST_NONE, 0,     0,           h_version,       "version");
-QORSIM_REQUEST(ioc_get_inst,  0x43, 0x02, sizeof(qor_ioctl_ioc_get_inst_t),         DRV_BOTH,   INST_NONE, -1,    0,           h_get_inst,      "instance list");
-QORSIM_REQUEST(ioc_enable,    0x43, 0x03, sizeof(qor_ioctl_gen_t),                  DRV_BOTH,   INST_GEN,  0,     ROW_MUTATES, h_enable,        "enable");
-QORSIM_REQUEST(ioc_disable,   0x43, 0x04, sizeof(qor_ioctl_gen_t),                  DRV_BOTH,   INST_GEN,  0,     ROW_MUTATES, h_disable,       "disable");
-QORSIM_REQUEST(ioc_get_attr,  0x43, 0x06, sizeof(qor_ioctl_ioc_attr_t),             DRV_BOTH,   INST_GEN,  0,     0,           h_get_attr,      "attributes");
-QORSIM_REQUEST(ioc_get_info,  0x43, 0x07, sizeof(qor_ioctl_ioc_info_t),             DRV_BOTH,   INST_GEN,  0,     0,           h_get_info,      "identity");
-QORSIM_REQUEST(ioc_get_stats, 0x43, 0x08, sizeof(qor_ioctl_ioc_stats_t),            DRV_BOTH,   INST_GEN,  0,     0,           h_get_stats,     "statistics");
-QORSIM_REQUEST(ioc_rst_stats, 0x43, 0x09, sizeof(qor_ioctl_gen_t),                  DRV_BOTH,   INST_GEN,  0,     ROW_MUTATES, h_reset_stats,   "reset statistics");
-QORSIM_REQUEST(adapter_name,  0x43, 0x0A, sizeof(qor_ioctl_ioc_set_adapter_name_t), DRV_BOTH,   INST_GEN,  0,     ROW_MUTATES, h_adapter_name,  "adapter name");
-QORSIM_REQUEST(ioc_name,      0x43, 0x0B, sizeof(qor_ioctl_ioc_set_adapter_name_t), DRV_BOTH,   INST_GEN,  0,     ROW_MUTATES, h_port_name,     "port name");
-QORSIM_REQUEST(ioc_fwstats,   0x43, 0x0C, sizeof(qor_ioctl_ioc_fwstats_t),          DRV_BOTH,   INST_GEN,  0,     0,           h_get_fwstats,   "firmware statistics");
-QORSIM_REQUEST(ioc_rst_fwst,  0x43, 0x0D, sizeof(qor_ioctl_gen_t),                  DRV_BOTH,   INST_GEN,  0,     ROW_MUTATES, h_reset_fwstats, "reset firmware statistics");
-QORSIM_REQUEST(iocfc_attr,    0xB0, 0x01, sizeof(qor_ioctl_iocfc_attr_t),           DRV_FC_BIT, INST_GEN,  0,     0,           h_iocfc_attr,    "FC attributes");
-QORSIM_REQUEST(iocfc_intr,    0xB0, 0x02, sizeof(qor_ioctl_iocfc_intr_t),           DRV_FC_BIT, INST_GEN,  0,     ROW_MUTATES, h_iocfc_intr,    "interrupt coalescing");
+QORSIM_HANDLER(IOC_GET_VERSION,   h_version);
+QORSIM_HANDLER(IOC_GET_INST,      h_get_inst);
+QORSIM_HANDLER(IOC_ENABLE,        h_enable);
+QORSIM_HANDLER(IOC_DISABLE,       h_disable);
+QORSIM_HANDLER(IOC_GET_ATTR,      h_get_attr);
+QORSIM_HANDLER(IOC_GET_INFO,      h_get_info);
+QORSIM_HANDLER(IOC_GET_STATS,     h_get_stats);
+QORSIM_HANDLER(IOC_RESET_STATS,   h_reset_stats);
+QORSIM_HANDLER(ADAPTER_SET_NAME,  h_adapter_name);
+QORSIM_HANDLER(IOC_SET_NAME,      h_port_name);
+QORSIM_HANDLER(IOC_GET_FWSTATS,   h_get_fwstats);
+QORSIM_HANDLER(IOC_RESET_FWSTATS, h_reset_fwstats);
+QORSIM_HANDLER(IOCFC_GET_ATTR,    h_iocfc_attr);
+QORSIM_HANDLER(IOCFC_SET_INTR,    h_iocfc_intr);
 // clang-format on

@@ -413,26 +413,25 @@ int h_fcoe_disable(Req &r)
 using namespace qorsim;
 
 // clang-format off
-//             ident          type  nr    record size                            drivers      instance  status flags        handler             name
-QORSIM_REQUEST(port_enable,   0x43, 0x2C, sizeof(qor_ioctl_gen_t),                DRV_BOTH,    INST_GEN, 0,     ROW_MUTATES, h_port_enable,      "port enable");
-QORSIM_REQUEST(port_disable,  0x43, 0x2D, sizeof(qor_ioctl_gen_t),                DRV_BOTH,    INST_GEN, 0,     ROW_MUTATES, h_port_disable,     "port disable");
-QORSIM_REQUEST(port_attr,     0x43, 0x2E, sizeof(qor_ioctl_port_attr_t),          DRV_BOTH,    INST_GEN, 0,     0,           h_port_attr,        "port attributes");
-QORSIM_REQUEST(port_stats,    0x43, 0x2F, sizeof(qor_ioctl_port_stats_t),         DRV_BOTH,    INST_GEN, 0,     0,           h_port_stats,       "port statistics");
-QORSIM_REQUEST(port_rst_st,   0x43, 0x32, sizeof(qor_ioctl_gen_t),                DRV_BOTH,    INST_GEN, 0,     ROW_MUTATES, h_port_reset_stats, "port statistics reset");
-QORSIM_REQUEST(port_topo,     0x43, 0x33, sizeof(qor_ioctl_port_cfg_topo_t),      DRV_BOTH,    INST_GEN, 0,     ROW_MUTATES, h_port_topo,        "port topology");
-QORSIM_REQUEST(port_speed,    0x43, 0x34, sizeof(qor_ioctl_port_cfg_speed_t),     DRV_BOTH,    INST_GEN, 0,     ROW_MUTATES, h_port_speed,       "port speed");
-QORSIM_REQUEST(port_alpa,     0x43, 0x35, sizeof(qor_ioctl_port_alpa_t),          DRV_BOTH,    INST_GEN, 0,     ROW_MUTATES, h_port_alpa,        "port hard ALPA");
-QORSIM_REQUEST(port_clr_alpa, 0x43, 0x36, sizeof(qor_ioctl_port_alpa_t),          DRV_BOTH,    INST_GEN, 0,     ROW_MUTATES, h_port_clr_alpa,    "port hard ALPA clear");
-QORSIM_REQUEST(port_maxfrsz,  0x43, 0x37, sizeof(qor_ioctl_port_cfg_maxfrsize_t), DRV_BOTH,    INST_GEN, 0,     ROW_MUTATES, h_port_maxfrsz,     "port frame size");
-QORSIM_REQUEST(port_set_rnid, 0x43, 0x3A, sizeof(qor_ioctl_port_rnid_t),          DRV_BOTH,    INST_GEN, 0,     ROW_MUTATES, h_port_set_rnid,    "port RNID set");
-QORSIM_REQUEST(port_get_rnid, 0x43, 0x3B, sizeof(qor_ioctl_port_rnid_t),          DRV_BOTH,    INST_GEN, 0,     0,           h_port_get_rnid,    "port RNID get");
-QORSIM_REQUEST(eth_stats,     0x43, 0x50, sizeof(qor_ioctl_ethport_stats_t),      DRV_ETH_BIT, INST_GEN, 0,     0,           h_eth_stats,        "Ethernet statistics");
-QORSIM_REQUEST(eth_attr,      0x43, 0x51, sizeof(qor_ioctl_ethport_attr_t),       DRV_ETH_BIT, INST_GEN, 0,     0,           h_eth_attr,         "Ethernet attributes");
-QORSIM_REQUEST(fcoe_stats,    0xC1, 0x01, sizeof(qor_ioctl_fcport_stats_t),       DRV_FC_BIT,  INST_GEN, 0,     0,           h_fcoe_stats,       "FCoE statistics");
-QORSIM_REQUEST(fcoe_reset,    0xC1, 0x02, sizeof(qor_ioctl_gen_t),                DRV_FC_BIT,  INST_GEN, 0,     ROW_MUTATES, h_fcoe_reset,       "FCoE statistics reset");
-QORSIM_REQUEST(fcoe_enable,   0xC1, 0x03, sizeof(qor_ioctl_gen_t),                DRV_FC_BIT,  INST_GEN, 0,     ROW_MUTATES, h_fcoe_enable,      "FCoE enable");
-QORSIM_REQUEST(fcoe_disable,  0xC1, 0x04, sizeof(qor_ioctl_gen_t),                DRV_FC_BIT,  INST_GEN, 0,     ROW_MUTATES, h_fcoe_disable,     "FCoE disable");
-QORSIM_REQUEST(trunk_on,      0xC2, 0x01, sizeof(qor_ioctl_gen_t),                DRV_FC_BIT,  INST_GEN, 0,     ROW_MUTATES, h_trunk_on,         "trunk on");
-QORSIM_REQUEST(trunk_off,     0xC2, 0x02, sizeof(qor_ioctl_gen_t),                DRV_FC_BIT,  INST_GEN, 0,     ROW_MUTATES, h_trunk_off,        "trunk off");
-QORSIM_REQUEST(trunk_attr,    0xC2, 0x03, sizeof(qor_ioctl_trunk_attr_t),         DRV_FC_BIT,  INST_GEN, 0,     0,           h_trunk_attr,       "trunk attributes");
+QORSIM_HANDLER(PORT_ENABLE,       h_port_enable);
+QORSIM_HANDLER(PORT_DISABLE,      h_port_disable);
+QORSIM_HANDLER(PORT_GET_ATTR,     h_port_attr);
+QORSIM_HANDLER(PORT_GET_STATS,    h_port_stats);
+QORSIM_HANDLER(PORT_RESET_STATS,  h_port_reset_stats);
+QORSIM_HANDLER(PORT_CFG_TOPO,     h_port_topo);
+QORSIM_HANDLER(PORT_CFG_SPEED,    h_port_speed);
+QORSIM_HANDLER(PORT_CFG_ALPA,     h_port_alpa);
+QORSIM_HANDLER(PORT_CLR_ALPA,     h_port_clr_alpa);
+QORSIM_HANDLER(PORT_CFG_MAXFRSZ,  h_port_maxfrsz);
+QORSIM_HANDLER(PORT_CFG_RNID,     h_port_set_rnid);
+QORSIM_HANDLER(PORT_GET_RNID,     h_port_get_rnid);
+QORSIM_HANDLER(ETHPORT_GET_STATS, h_eth_stats);
+QORSIM_HANDLER(ETHPORT_GET_ATTR,  h_eth_attr);
+QORSIM_HANDLER(FCOE_GET_STATS,    h_fcoe_stats);
+QORSIM_HANDLER(FCOE_RESET_STATS,  h_fcoe_reset);
+QORSIM_HANDLER(FCOE_ENABLE,       h_fcoe_enable);
+QORSIM_HANDLER(FCOE_DISABLE,      h_fcoe_disable);
+QORSIM_HANDLER(TRUNK_ENABLE,      h_trunk_on);
+QORSIM_HANDLER(TRUNK_DISABLE,     h_trunk_off);
+QORSIM_HANDLER(TRUNK_GET_ATTR,    h_trunk_attr);
 // clang-format on

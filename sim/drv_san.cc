@@ -907,23 +907,22 @@ extern "C" __attribute__((visibility("default"))) size_t qorsim_san_last_payload
 }
 
 // clang-format off
-//             ident          type  nr    record size                           drivers     instance   status flags        handler            name
-QORSIM_REQUEST(lport_attr,    0xB1, 0x01, sizeof(qor_ioctl_lport_attr_t),        DRV_FC_BIT, INST_GEN,  0,     0,           h_lport_attr,      "logical port attributes");
-QORSIM_REQUEST(lport_iostats, 0xB1, 0x02, sizeof(qor_ioctl_lport_iostats_t),     DRV_FC_BIT, INST_GEN,  0,     0,           h_lport_iostats,   "logical port I/O statistics");
-QORSIM_REQUEST(lport_stats,   0xB1, 0x03, sizeof(qor_ioctl_lport_stats_t),       DRV_FC_BIT, INST_GEN,  0,     0,           h_lport_stats,     "logical port statistics");
-QORSIM_REQUEST(lport_reset,   0xB1, 0x04, sizeof(qor_ioctl_lport_reset_stats_t), DRV_FC_BIT, INST_GEN,  0,     ROW_MUTATES, h_lport_reset,     "logical port statistics reset");
-QORSIM_REQUEST(lport_rports,  0xB1, 0x05, sizeof(qor_ioctl_lport_get_rports_t),  DRV_FC_BIT, INST_GEN,  0,     0,           h_lport_rports,    "remote port list");
-QORSIM_REQUEST(rport_add,     0xB2, 0x01, sizeof(qor_ioctl_rport_t),             DRV_FC_BIT, INST_GEN,  0,     ROW_MUTATES, h_rport_add,       "remote port add");
-QORSIM_REQUEST(rport_remove,  0xB2, 0x02, sizeof(qor_ioctl_rport_t),             DRV_FC_BIT, INST_GEN,  0,     ROW_MUTATES, h_rport_remove,    "remote port remove");
-QORSIM_REQUEST(rport_stats,   0xB2, 0x03, sizeof(qor_ioctl_rport_stats_t),       DRV_FC_BIT, INST_GEN,  0,     0,           h_rport_stats,     "remote port statistics");
-QORSIM_REQUEST(rport_reset,   0xB2, 0x04, sizeof(qor_ioctl_rport_reset_stats_t), DRV_FC_BIT, INST_GEN,  0,     ROW_MUTATES, h_rport_reset,     "remote port statistics reset");
-QORSIM_REQUEST(rport_attr,    0xB2, 0x05, sizeof(qor_ioctl_rport_attr_t),        DRV_FC_BIT, INST_GEN,  0,     0,           h_rport_attr,      "remote port attributes");
-QORSIM_REQUEST(rport_scsi,    0xB2, 0x06, sizeof(qor_ioctl_rport_scsi_addr_t),   DRV_FC_BIT, INST_GEN,  0,     0,           h_rport_scsi,      "remote port SCSI address");
-QORSIM_REQUEST(rport_speed,   0xB2, 0x07, sizeof(qor_ioctl_rport_set_speed_t),   DRV_FC_BIT, INST_GEN,  0,     ROW_MUTATES, h_rport_speed,     "remote port speed");
-QORSIM_REQUEST(fcpt,          0xBA, 0x02, sizeof(qor_ioctl_fcpt_t),              DRV_FC_BIT, INST_GEN,  0,     0,           h_fcpt,            "fabric pass-through");
-QORSIM_REQUEST(itnim_attr,    0xBB, 0x01, sizeof(qor_ioctl_itnim_attr_t),        DRV_FC_BIT, INST_GEN,  0,     0,           h_itnim_attr,      "IT nexus attributes");
-QORSIM_REQUEST(itnim_iostats, 0xBB, 0x02, sizeof(qor_ioctl_itnim_iostats_t),     DRV_FC_BIT, INST_GEN,  0,     0,           h_itnim_iostats,   "IT nexus I/O statistics");
-QORSIM_REQUEST(itnim_reset,   0xBB, 0x03, sizeof(qor_ioctl_itnim_reset_stats_t), DRV_FC_BIT, INST_GEN,  0,     ROW_MUTATES, h_itnim_reset,     "IT nexus statistics reset");
-QORSIM_REQUEST(itnim_stats,   0xBB, 0x04, sizeof(qor_ioctl_itnim_itnstats_t),    DRV_FC_BIT, INST_GEN,  0,     0,           h_itnim_itnstats,  "IT nexus statistics");
-QORSIM_REQUEST(itnim_prof,    0xBB, 0x05, sizeof(qor_ioctl_itnim_ioprofile_t),   DRV_FC_BIT, INST_GEN,  0,     0,           h_itnim_ioprofile, "IT nexus I/O profile");
+QORSIM_HANDLER(LPORT_GET_ATTR,      h_lport_attr);
+QORSIM_HANDLER(LPORT_GET_IOSTATS,   h_lport_iostats);
+QORSIM_HANDLER(LPORT_GET_STATS,     h_lport_stats);
+QORSIM_HANDLER(LPORT_RESET_STATS,   h_lport_reset);
+QORSIM_HANDLER(LPORT_GET_RPORTS,    h_lport_rports);
+QORSIM_HANDLER(RPORT_ADD,           h_rport_add);
+QORSIM_HANDLER(RPORT_REMOVE,        h_rport_remove);
+QORSIM_HANDLER(RPORT_GET_STATS,     h_rport_stats);
+QORSIM_HANDLER(RPORT_RESET_STATS,   h_rport_reset);
+QORSIM_HANDLER(RPORT_GET_ATTR,      h_rport_attr);
+QORSIM_HANDLER(RPORT_GET_SCSI_ADDR, h_rport_scsi);
+QORSIM_HANDLER(RPORT_SET_SPEED,     h_rport_speed);
+QORSIM_HANDLER(FCPT,                h_fcpt);
+QORSIM_HANDLER(ITNIM_GET_ATTR,      h_itnim_attr);
+QORSIM_HANDLER(ITNIM_GET_IOSTATS,   h_itnim_iostats);
+QORSIM_HANDLER(ITNIM_RESET_STATS,   h_itnim_reset);
+QORSIM_HANDLER(ITNIM_GET_ITNSTATS,  h_itnim_itnstats);
+QORSIM_HANDLER(ITNIM_GET_IOPROFILE, h_itnim_ioprofile);
 // clang-format on

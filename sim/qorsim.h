@@ -63,6 +63,12 @@ unsigned qorsim_sleep_count(void);
  */
 #define QORSIM_ALWAYS (-1)
 int qorsim_fault_request(uint32_t code, int instance, int err, uint32_t status, int count);
+/*
+ * The request a driver answers `code` with (as sent: for the Ethernet driver
+ * with type byte 0x44), by its label in the request list; NULL when the
+ * driver refuses the code (unknown number, or a size not the request's).
+ */
+const char *qorsim_request_label(int drv, uint32_t code);
 /* Makes open() of node ("/dev/qor", "/dev/qoripfc", "/dev/vek") fail with err (0 heals). */
 void qorsim_fault_open(const char *node, int err);
 /* Clears request faults and open faults. */

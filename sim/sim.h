@@ -6,6 +6,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -13,10 +14,12 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
+#include "qor/ioctl/qor_requests.hpp"
 #include "qorsim.h"
 
 namespace qorsim {
@@ -244,8 +247,8 @@ enum : uint8_t { ROW_MUTATES = 1 }; // a refused (status-faulted) request change
 struct Req;
 using Handler = int (*)(Req &); // 0, or the errno the request fails with
 
-// One request a driver answers. On the Ethernet driver the type byte on the
-// wire is 0x44 in place of `type`.
+// One request of the list as the drivers answer it (make_row). On the
+// Ethernet driver the type byte on the wire is 0x44 in place of `type`.
 struct ReqRow {
 	uint8_t type;
 	uint8_t nr;
@@ -280,15 +283,52 @@ int copy_from_user(void *dst, uintptr_t src, size_t n);
 // Answers one ioctl on an emulated descriptor; returns 0 or sets errno.
 int dispatch(int fd, Node node, unsigned long request, void *arg);
 
-// Lookup table over every registered row (built once).
-const ReqRow *find_row(uint8_t type, uint8_t nr);
+// The row driver `drv` takes a code for, as sent, or nullptr when it does
+// not know the code. The row's size may differ from the code's: the
+// dispatcher refuses that code as malformed.
+const ReqRow *find_row(int drv, uint32_t code);
+
+// A request's row, all of it read from the request list and its record.
+template <uint32_t Code> constexpr ReqRow make_row(Handler fn)
+{
+	using R = qor::request<Code>;
+	using Rec = typename R::record;
+	uint8_t inst = INST_NONE;
+	if constexpr (R::target == qor::target::CTL) {
+		static_assert(requires(Rec r) { r.qord_num; }, "a request for a controller needs a record that names one");
+		if constexpr (std::is_same_v<decltype(Rec::qord_num), uint16_t>) {
+			static_assert(offsetof(Rec, qord_num) == 4);
+			inst = INST_GEN;
+		} else {
+			static_assert(std::is_same_v<decltype(Rec::qord_num), int32_t> && offsetof(Rec, qord_num) == 0);
+			inst = INST_AEN;
+		}
+	}
+	int16_t status_off = -1;
+	if constexpr (requires(Rec r) { r.status; })
+		status_off = static_cast<int16_t>(offsetof(Rec, status));
+	return ReqRow{R::info.type,
+		      R::info.nr,
+		      R::info.size,
+		      static_cast<uint8_t>((qor::serves_fc(R::side) ? DRV_FC_BIT : 0) |
+					   (qor::serves_eth(R::side) ? DRV_ETH_BIT : 0)),
+		      inst,
+		      status_off,
+		      static_cast<uint8_t>(R::mutates ? ROW_MUTATES : 0),
+		      fn,
+		      R::label};
+}
+
+// The row of every request of the list, defined by QORSIM_HANDLER; a
+// request without a handler, or with two, does not link.
+#define QOR_REQUEST(name, ...) extern const ReqRow row_##name __attribute__((visibility("hidden")));
+#include "qor/ioctl/qor_requests.def"
+#undef QOR_REQUEST
 
 } // namespace qorsim
 
-// Registers a request row: every drv_<module>.cc lists its rows with this,
-// and the dispatcher sees them all. Rows live in a linker section, so they
-// are usable before any constructor runs.
-#define QORSIM_REQUEST(ident, ...)                                                    \
-	static const ::qorsim::ReqRow qorsim_row_##ident = {__VA_ARGS__};              \
-	__attribute__((used, section("qorsim_req"))) static const ::qorsim::ReqRow *const \
-		qorsim_rowp_##ident = &qorsim_row_##ident
+// Registers the handler of a request of the list by the request's name:
+// QORSIM_HANDLER(IOC_GET_ATTR, h_get_attr). Everything else in its row comes
+// from the list; rows are constants, usable before any constructor runs.
+#define QORSIM_HANDLER(name, handler) \
+	constinit const ::qorsim::ReqRow qorsim::row_##name = ::qorsim::make_row<QOR_IOCTL_##name>(handler)

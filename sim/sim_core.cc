@@ -300,48 +300,68 @@ int copy_from_user(void *dst, uintptr_t src, size_t n)
 
 // ---- request table ------------------------------------------------------------
 
-extern "C" {
-extern const ReqRow *const __start_qorsim_req[] __attribute__((weak, visibility("hidden")));
-extern const ReqRow *const __stop_qorsim_req[] __attribute__((weak, visibility("hidden")));
-}
-
 namespace {
 
-constexpr uint8_t kTypes[] = {0x43, 0xB0, 0xB1, 0xB2, 0xBA, 0xBB, 0xC1, 0xC2};
-const ReqRow *g_rows[sizeof kTypes][256];
-pthread_once_t g_rows_once = PTHREAD_ONCE_INIT;
+// Every request of the list, by its handler's row.
+const ReqRow *const kRows[] = {
+#define QOR_REQUEST(name, ...) &row_##name,
+#include "qor/ioctl/qor_requests.def"
+#undef QOR_REQUEST
+};
 
-int type_slot(uint8_t type)
+// Rows by request number, the controller module's (0x43) first. Built on
+// first use and never destroyed: requests may come after static destructors.
+const std::vector<const ReqRow *> &rows_numbered(uint8_t nr)
 {
-	for (size_t i = 0; i < sizeof kTypes; i++)
-		if (kTypes[i] == type)
-			return static_cast<int>(i);
-	return -1;
-}
-
-void build_rows()
-{
-	if (!__start_qorsim_req)
-		return;
-	for (const ReqRow *const *p = __start_qorsim_req; p < __stop_qorsim_req; p++) {
-		const ReqRow *r = *p;
-		int t = type_slot(r->type);
-		if (t < 0 || g_rows[t][r->nr]) {
-			fprintf(stderr, "qorsim: request row %s (0x%02x/0x%02x) is %s; ignored\n", r->name,
-				r->type, r->nr, t < 0 ? "of an unknown module" : "a duplicate");
-			continue;
+	using Index = std::array<std::vector<const ReqRow *>, 256>;
+	static const Index &idx = *[] {
+		auto *x = new Index;
+		for (const ReqRow *r : kRows) {
+			auto &v = (*x)[r->nr];
+			v.insert(r->type == QOR_IOCTL_TYPE_IOC ? v.begin() : v.end(), r);
 		}
-		g_rows[t][r->nr] = r;
-	}
+		return x;
+	}();
+	return idx[nr];
 }
 
 } // namespace
 
-const ReqRow *find_row(uint8_t type, uint8_t nr)
+// The FC driver knows a request by type byte and number. The Ethernet driver
+// sees its own type byte on every request, so it knows one by number and
+// size; where two of its requests share both, it answers the controller
+// module's. A row of the right number but another size is still returned:
+// the driver refuses that code as malformed.
+const ReqRow *find_row(int drv, uint32_t code)
 {
-	pthread_once(&g_rows_once, build_rows);
-	int t = type_slot(type);
-	return t < 0 ? nullptr : g_rows[t][nr];
+	const uint8_t type = static_cast<uint8_t>(QOR_IOCTL_TYPE(code));
+	const auto &v = rows_numbered(static_cast<uint8_t>(QOR_IOCTL_NR(code)));
+	if (drv == QORSIM_DRV_FC) {
+		for (const ReqRow *r : v)
+			if (r->type == type)
+				return r->drivers & DRV_FC_BIT ? r : nullptr;
+		return nullptr;
+	}
+	if (type != QOR_IOCTL_TYPE_ETH)
+		return nullptr;
+	const ReqRow *first = nullptr;
+	for (const ReqRow *r : v) {
+		if (!(r->drivers & DRV_ETH_BIT))
+			continue;
+		if (r->size == QOR_IOCTL_SIZE(code))
+			return r;
+		if (!first)
+			first = r;
+	}
+	return first;
+}
+
+extern "C" __attribute__((visibility("default"))) const char *qorsim_request_label(int drv, uint32_t code)
+{
+	if ((drv != QORSIM_DRV_FC && drv != QORSIM_DRV_ETH) || (code >> 30) != QOR_IOC_DIR_RW)
+		return nullptr;
+	const ReqRow *r = find_row(drv, code);
+	return r && r->size == QOR_IOCTL_SIZE(code) ? r->name : nullptr;
 }
 
 // ---- dispatch -------------------------------------------------------------------
@@ -407,20 +427,11 @@ int dispatch(int fd, Node node, unsigned long request, void *arg)
 	const uint32_t code = static_cast<uint32_t>(request);
 	const int drv = node == NODE_ETH ? QORSIM_DRV_ETH : QORSIM_DRV_FC;
 	const size_t size = QOR_IOCTL_SIZE(code);
-	const uint8_t type = static_cast<uint8_t>(QOR_IOCTL_TYPE(code));
 	const uintptr_t user = reinterpret_cast<uintptr_t>(arg);
 
-	// The Ethernet driver answers only under its own type byte, the FC
-	// driver never under it.
 	const ReqRow *row = nullptr;
-	if (request <= 0xffffffffUL && (code >> 30) == QOR_IOC_DIR_RW) {
-		if (drv == QORSIM_DRV_ETH && type == QOR_IOCTL_TYPE_ETH)
-			row = find_row(QOR_IOCTL_TYPE_IOC, QOR_IOCTL_NR(code));
-		else if (drv == QORSIM_DRV_FC && type != QOR_IOCTL_TYPE_ETH)
-			row = find_row(type, QOR_IOCTL_NR(code));
-		if (row && !(row->drivers & (drv == QORSIM_DRV_ETH ? DRV_ETH_BIT : DRV_FC_BIT)))
-			row = nullptr;
-	}
+	if (request <= 0xffffffffUL && (code >> 30) == QOR_IOC_DIR_RW)
+		row = find_row(drv, code);
 	int err = !row ? ENOTTY : size != row->size ? EINVAL : 0;
 
 	std::unique_lock lk(s.mu);

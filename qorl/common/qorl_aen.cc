@@ -333,7 +333,7 @@ qor_status_t send_fetch(qorl_t *qorl, qor_ioctl_aen_t *rec, int n, qor_aen_app_t
 	rec->aen_count = n;
 	rec->app_id = app_id;
 	errno = 0;
-	qorl::outcome o = qorl::exec<QOR_IOCTL_AEN_GET>(qorl, *rec);
+	qorl::outcome o = qorl::exec<qorl::req::AEN_GET>(qorl, *rec);
 	if (!o.sent) {
 		int err = errno;
 		printf("%s:%d ioctl error: %s, fd: %d, app: %d inst: %d\n", "qorl_aen_get_events", __LINE__,

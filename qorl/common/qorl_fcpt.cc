@@ -47,7 +47,7 @@ extern "C" {
 qor_status_t qorl_fcpt(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t dpwwn, uint32_t tsecs, qor_boolean_t cts,
 		       fc_cos_t cos, fchs_t *fchs, void *reqbuf, uint32_t reqsz, void *rspbuf, uint32_t *rspsz)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type) || !fchs || !rspsz)
+	if (!fchs || !rspsz)
 		return QOR_STATUS_FAILED;
 	const uint32_t room = *rspsz;
 	auto rec = qorl::heap_alloc<qor_ioctl_fcpt_t>(sizeof(qor_ioctl_fcpt_t) + (size_t)room);
@@ -65,7 +65,7 @@ qor_status_t qorl_fcpt(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t dpwwn, u
 	rec->rspsz = room;
 	rec->reqbuf_ptr = (uint64_t)(uintptr_t)reqbuf;
 	rec->rspbuf_ptr = (uint64_t)(uintptr_t)rspbuf;
-	qorl::outcome o = qorl::exec<QOR_IOCTL_FCPT>(qorl, *rec);
+	qorl::outcome o = qorl::exec<qorl::req::FCPT>(qorl, *rec);
 	if (!o.sent)
 		return o.status;
 	// A size beyond the room cannot be true of our buffer: never hand it on.

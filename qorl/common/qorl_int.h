@@ -6,8 +6,11 @@
 #include <cstdlib>
 #include <memory>
 #include <string_view>
+#include <type_traits>
 
+#include "qor/ioctl/qor_requests.hpp"
 #include "qorl.h"
+#include "qorl_stats.h"
 
 extern "C" {
 // Generic list operations over controller (e_ic) and adapter (e_ad) lists.
@@ -40,31 +43,43 @@ template <class Rec> inline qor_status_t driver_status(const Rec &rec)
 		return QOR_STATUS_OK;
 }
 
+// The list's descriptors; req::X names request X by its code.
+namespace req = qor::req;
+template <uint32_t Code> using request = qor::request<Code>;
+
+// Whether request Code is for the controller's side. Operations that send
+// something else first ask this, so the other side sees nothing at all.
+template <uint32_t Code> inline bool serves(const qorl_t *q)
+{
+	return is_fc_side(q->ioc_type) ? qor::serves_fc(request<Code>::side) : qor::serves_eth(request<Code>::side);
+}
+
 // Result of one request: the channel's failure, or the driver's status.
 struct outcome {
 	qor_status_t status;
 	bool sent; // the request reached the driver; its reply is in the record
 };
 
-// The executor: stamps the instance, sends through the channel (or, with
-// Nomask, through qorl_ioctl_nomask, which hands the record back whatever
-// the result), maps the result. Code and record must agree in size; checked
-// at compile time.
-template <uint32_t Code, bool Nomask = false, class Rec> inline outcome exec(qorl_t *q, Rec &rec)
+// How a request travels: qorl_ioctl, or qorl_ioctl_nomask, which hands the
+// record back whatever the result.
+enum class channel { ioctl, nomask };
+
+// The executor: refuses a request of the other side with QOR_STATUS_FAILED
+// before anything is sent, stamps the instance, sends, maps the result. The
+// record must be the request's own; checked at compile time.
+template <uint32_t Code, channel Ch = channel::ioctl, class Rec> inline outcome exec(qorl_t *q, Rec &rec)
 {
-	static_assert(QOR_IOCTL_SIZE(Code) == sizeof(Rec), "request code and record disagree");
-	static_assert(!Nomask || sizeof(Rec) <= sizeof(qorl_ioctl_t), "record larger than the scratch union");
+	static_assert(std::is_same_v<Rec, typename request<Code>::record>, "not the record of this request");
+	static_assert(Ch == channel::ioctl || sizeof(Rec) <= sizeof(qorl_ioctl_t), "record larger than the scratch union");
+	if (!serves<Code>(q))
+		return {QOR_STATUS_FAILED, false};
 	stamp(rec, q);
-	qor_status_t ch = Nomask ? qorl_ioctl_nomask(q, Code, &rec, (int)sizeof(Rec))
-				 : qorl_ioctl(q, Code, reinterpret_cast<qorl_args_t *>(&rec), 0, 0, 0);
+	qor_status_t ch = Ch == channel::nomask
+				  ? qorl_ioctl_nomask(q, Code, &rec, (int)sizeof(Rec))
+				  : qorl_ioctl(q, Code, reinterpret_cast<qorl_args_t *>(&rec), 0, 0, 0);
 	if (ch != QOR_STATUS_OK)
 		return {ch, false};
 	return {driver_status(rec), true};
-}
-
-template <uint32_t Code, class Rec> inline outcome exec_nomask(qorl_t *q, Rec &rec)
-{
-	return exec<Code, true>(q, rec);
 }
 
 // Request without body: the 8-byte header only.
@@ -83,17 +98,55 @@ template <uint32_t Code, class Rec, class Persist> inline qor_status_t apply(qor
 	return o.status;
 }
 
-// When a reading operation hands the reply body to its caller.
+// When a reading operation hands the reply on to its caller.
 enum class copy_when { sent, ok };
 
-// The one copy-out rule: send, then copy `body` to `out` when the rule says so.
-template <uint32_t Code, class Rec, class Body>
+// The one copy-out rule: send, then hand the reply on (take()) when the rule says so.
+template <uint32_t Code, channel Ch = channel::ioctl, class Rec, class Take>
+inline qor_status_t reply(qorl_t *q, Rec &rec, copy_when when, Take take)
+{
+	outcome o = exec<Code, Ch>(q, rec);
+	if (o.sent && (when == copy_when::sent || o.status == QOR_STATUS_OK))
+		take();
+	return o.status;
+}
+
+// Reply body `body` (a part of rec) copied to the caller's `out`, if given.
+template <uint32_t Code, channel Ch = channel::ioctl, class Rec, class Body>
 inline qor_status_t query(qorl_t *q, Rec &rec, const Body &body, Body *out, copy_when when)
 {
-	outcome o = exec<Code>(q, rec);
-	if (out && o.sent && (when == copy_when::sent || o.status == QOR_STATUS_OK))
-		std::memcpy(static_cast<void *>(out), &body, sizeof(Body));
-	return o.status;
+	return reply<Code, Ch>(q, rec, when, [&] {
+		if (out)
+			std::memcpy(static_cast<void *>(out), &body, sizeof(Body));
+	});
+}
+
+// An optional scalar out-parameter.
+template <class T> inline void put(T *out, T v)
+{
+	if (out)
+		*out = v;
+}
+
+// Statistics reply `body`, a record of counters, as name/value pairs:
+// 32-bit counters to qorl_stats_t, 64-bit ones to qorl_stats_long_t; only
+// when the driver agreed. Never more pairs than the record has counters.
+template <uint32_t Code, class Rec, class Body, class Pair>
+inline qor_status_t pairs(qorl_t *q, Rec &rec, const Body &body, Pair *out, const char *const *names, int n)
+{
+	using counter = std::conditional_t<std::is_same_v<Pair, qorl_stats_t>, uint32_t, uint64_t>;
+	static_assert(std::is_same_v<Pair, qorl_stats_t> || std::is_same_v<Pair, qorl_stats_long_t>);
+	static_assert(sizeof(Body) % sizeof(counter) == 0, "not a record of counters");
+	constexpr int room = (int)(sizeof(Body) / sizeof(counter));
+	return reply<Code>(q, rec, copy_when::ok, [&] {
+		if (!out)
+			return;
+		const auto *c = reinterpret_cast<const counter *>(&body);
+		if constexpr (std::is_same_v<counter, uint32_t>)
+			qorl_stats_to_nv_pair(c, out, names, n < room ? n : room);
+		else
+			qorl_stats_long_to_nv_pair(c, out, names, n < room ? n : room);
+	});
 }
 
 // Heap block owned for the length of one call.

@@ -189,13 +189,13 @@ mac_t qorl_ioc_get_current_mac(qorl_t *qorl)
 qor_status_t qorl_ioc_get_attr(qorl_t *qorl, qor_ioc_attr_t *ioc_attr)
 {
 	qor_ioctl_ioc_attr_t rec{};
-	return qorl::query<QOR_IOCTL_IOC_GET_ATTR>(qorl, rec, rec.ioc_attr, ioc_attr, qorl::copy_when::sent);
+	return qorl::query<qorl::req::IOC_GET_ATTR>(qorl, rec, rec.ioc_attr, ioc_attr, qorl::copy_when::sent);
 }
 
 qor_status_t qorl_ioc_get_info(qorl_t *qorl, qor_ioctl_ioc_info_t *ioc_info)
 {
 	qor_ioctl_ioc_info_t rec{};
-	qorl::outcome o = qorl::exec<QOR_IOCTL_IOC_GET_INFO>(qorl, rec);
+	qorl::outcome o = qorl::exec<qorl::req::IOC_GET_INFO>(qorl, rec);
 	if (!o.sent)
 		return o.status;
 	qor_ioc_attr_t attr;
@@ -213,7 +213,7 @@ qor_status_t qorl_ioc_get_info(qorl_t *qorl, qor_ioctl_ioc_info_t *ioc_info)
 qor_status_t qorl_ioc_get_stats(qorl_t *qorl, qor_ioc_stats_t *ioc_stats)
 {
 	qor_ioctl_ioc_stats_t rec{};
-	return qorl::query<QOR_IOCTL_IOC_GET_STATS>(qorl, rec, rec.ioc_stats, ioc_stats, qorl::copy_when::sent);
+	return qorl::query<qorl::req::IOC_GET_STATS>(qorl, rec, rec.ioc_stats, ioc_stats, qorl::copy_when::sent);
 }
 
 qor_status_t qorl_ioc_get_fwstats(qorl_t *qorl, qor_fw_stats_t *fwstats)
@@ -225,46 +225,42 @@ qor_status_t qorl_ioc_get_fwstats(qorl_t *qorl, qor_fw_stats_t *fwstats)
 		return QOR_STATUS_ENOMEM;
 	rec->buf_size = sizeof(qor_fw_stats_t);
 	rec->buf_ptr = (uint64_t)(uintptr_t)fwstats;
-	return qorl::exec<QOR_IOCTL_IOC_GET_FWSTATS>(qorl, *rec).status;
+	return qorl::exec<qorl::req::IOC_GET_FWSTATS>(qorl, *rec).status;
 }
 
 qor_status_t qorl_ioc_reset_stats(qorl_t *qorl)
 {
-	return qorl::exec_gen<QOR_IOCTL_IOC_RESET_STATS>(qorl);
+	return qorl::exec_gen<qorl::req::IOC_RESET_STATS>(qorl);
 }
 
 qor_status_t qorl_ioc_reset_fwstats(qorl_t *qorl)
 {
-	return qorl::exec_gen<QOR_IOCTL_IOC_RESET_FWSTATS>(qorl);
+	return qorl::exec_gen<qorl::req::IOC_RESET_FWSTATS>(qorl);
 }
 
 qor_status_t qorl_ioc_enable(qorl_t *qorl)
 {
-	return change_state<QOR_IOCTL_IOC_ENABLE>(qorl, QOR_IOC_OPERATIONAL);
+	return change_state<qorl::req::IOC_ENABLE>(qorl, QOR_IOC_OPERATIONAL);
 }
 
 qor_status_t qorl_ioc_disable(qorl_t *qorl)
 {
-	return change_state<QOR_IOCTL_IOC_DISABLE>(qorl, QOR_IOC_DISABLED);
+	return change_state<qorl::req::IOC_DISABLE>(qorl, QOR_IOC_DISABLED);
 }
 
 qor_status_t qorl_iocfc_get_attr(qorl_t *qorl, qor_iocfc_attr_t *iocfc_attr)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_iocfc_attr_t rec{};
-	return qorl::query<QOR_IOCTL_IOCFC_GET_ATTR>(qorl, rec, rec.iocfc_attr, iocfc_attr, qorl::copy_when::sent);
+	return qorl::query<qorl::req::IOCFC_GET_ATTR>(qorl, rec, rec.iocfc_attr, iocfc_attr, qorl::copy_when::sent);
 }
 
 qor_status_t qorl_iocfc_intr_set(qorl_t *qorl, qor_boolean_t coalesce, uint16_t delay, uint16_t latency)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_iocfc_intr_t rec{};
 	rec.attr.coalesce = (uint8_t)coalesce;
 	rec.attr.latency = latency;
 	rec.attr.delay = delay;
-	return qorl::apply<QOR_IOCTL_IOCFC_SET_INTR>(
+	return qorl::apply<qorl::req::IOCFC_SET_INTR>(
 		qorl, rec, [&] { qorl_config_iocfc_intr(qorl, coalesce, delay, latency); });
 }
 
@@ -273,7 +269,7 @@ qor_status_t qorl_ioc_set_name(qorl_t *qorl, char *name)
 	qor_ioctl_ioc_set_adapter_name_t rec{};
 	if (!qorl::put_text(rec.name, name))
 		return QOR_STATUS_EINVAL;
-	return qorl::apply<QOR_IOCTL_IOC_SET_NAME>(qorl, rec, [&] {
+	return qorl::apply<qorl::req::IOC_SET_NAME>(qorl, rec, [&] {
 		qorl::put_text(qorl->port_name, name);
 		qorl_config_ioc_name(qorl, name);
 	});

@@ -11,16 +11,6 @@ template <class Rec> void name_itn(Rec &rec, uint16_t vf_id, wwn_t lpwwn, wwn_t 
 	rec.rpwwn = rpwwn;
 }
 
-template <uint32_t Code, class Rec, class Body>
-qor_status_t pairs(qorl_t *q, Rec &rec, const Body &body, qorl_stats_t *out, const char *const *names, int n)
-{
-	static_assert(sizeof(Body) % sizeof(uint32_t) == 0);
-	qorl::outcome o = qorl::exec<Code>(q, rec);
-	if (o.sent && o.status == QOR_STATUS_OK && out)
-		qorl_stats_to_nv_pair(reinterpret_cast<const uint32_t *>(&body), out, names, n);
-	return o.status;
-}
-
 // Driver ticks to the reported unit; 32-bit arithmetic as the driver's.
 uint32_t scale(uint32_t v, uint32_t mul, uint32_t div)
 {
@@ -47,50 +37,40 @@ extern "C" {
 
 qor_status_t qorl_itnim_get_attr(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn, qor_itnim_attr_t *attr)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_itnim_attr_t rec{};
 	name_itn(rec, vf_id, lpwwn, rpwwn);
-	return qorl::query<QOR_IOCTL_ITNIM_GET_ATTR>(qorl, rec, rec.attr, attr, qorl::copy_when::sent);
+	return qorl::query<qorl::req::ITNIM_GET_ATTR>(qorl, rec, rec.attr, attr, qorl::copy_when::sent);
 }
 
 qor_status_t qorl_itnim_get_itnstats(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn, qorl_stats_t *stats)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_itnim_itnstats_t rec{};
 	name_itn(rec, vf_id, lpwwn, rpwwn);
-	return pairs<QOR_IOCTL_ITNIM_GET_ITNSTATS>(qorl, rec, rec.itnstats, stats, qorl_itnim_stats,
+	return qorl::pairs<qorl::req::ITNIM_GET_ITNSTATS>(qorl, rec, rec.itnstats, stats, qorl_itnim_stats,
 						   QORL_ITNIM_STATS_COUNT);
 }
 
 qor_status_t qorl_itnim_get_iostats(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn, qorl_stats_t *stats)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_itnim_iostats_t rec{};
 	name_itn(rec, vf_id, lpwwn, rpwwn);
-	return pairs<QOR_IOCTL_ITNIM_GET_IOSTATS>(qorl, rec, rec.iostats, stats, qorl_itnim_iostats,
+	return qorl::pairs<qorl::req::ITNIM_GET_IOSTATS>(qorl, rec, rec.iostats, stats, qorl_itnim_iostats,
 						  QORL_ITNIM_IOSTATS_COUNT);
 }
 
 qor_status_t qorl_itnim_reset_stats(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_itnim_reset_stats_t rec{};
 	name_itn(rec, vf_id, lpwwn, rpwwn);
-	return qorl::exec<QOR_IOCTL_ITNIM_RESET_STATS>(qorl, rec).status;
+	return qorl::exec<qorl::req::ITNIM_RESET_STATS>(qorl, rec).status;
 }
 
 qor_status_t qorl_itnim_get_ioprofile(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn,
 				      qor_itnim_ioprofile_t *stats)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_itnim_ioprofile_t rec{};
 	name_itn(rec, vf_id, lpwwn, rpwwn);
-	qorl::outcome o = qorl::exec<QOR_IOCTL_ITNIM_GET_IOPROFILE>(qorl, rec);
+	qorl::outcome o = qorl::exec<qorl::req::ITNIM_GET_IOPROFILE>(qorl, rec);
 	if (!o.sent)
 		return o.status;
 	if (o.status == QOR_STATUS_OK) {

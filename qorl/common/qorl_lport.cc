@@ -10,72 +10,49 @@ template <class Rec> void name_lport(Rec &rec, uint16_t vf_id, wwn_t pwwn)
 	rec.pwwn = pwwn;
 }
 
-// Pairs from a record of 32-bit counters, only when the driver agreed.
-template <uint32_t Code, class Rec, class Body>
-qor_status_t pairs(qorl_t *q, Rec &rec, const Body &body, qorl_stats_t *out, const char *const *names, int n)
-{
-	static_assert(sizeof(Body) % sizeof(uint32_t) == 0);
-	qorl::outcome o = qorl::exec<Code>(q, rec);
-	if (o.sent && o.status == QOR_STATUS_OK && out) {
-		// No more names than the record has counters.
-		if ((size_t)n > sizeof(Body) / sizeof(uint32_t))
-			n = (int)(sizeof(Body) / sizeof(uint32_t));
-		qorl_stats_to_nv_pair(reinterpret_cast<const uint32_t *>(&body), out, names, n);
-	}
-	return o.status;
-}
-
 } // namespace
 
 extern "C" {
 
 qor_status_t qorl_lport_get_attr(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, qor_lport_attr_t *lport_attr)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_lport_attr_t rec{};
 	name_lport(rec, vf_id, pwwn);
-	return qorl::query<QOR_IOCTL_LPORT_GET_ATTR>(qorl, rec, rec.port_attr, lport_attr, qorl::copy_when::sent);
+	return qorl::query<qorl::req::LPORT_GET_ATTR>(qorl, rec, rec.port_attr, lport_attr, qorl::copy_when::sent);
 }
 
 qor_status_t qorl_lport_get_iostats(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, qorl_stats_t *lport_iostats)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_lport_iostats_t rec{};
 	name_lport(rec, vf_id, pwwn);
-	return pairs<QOR_IOCTL_LPORT_GET_IOSTATS>(qorl, rec, rec.iostats, lport_iostats, qorl_itnim_iostats,
+	return qorl::pairs<qorl::req::LPORT_GET_IOSTATS>(qorl, rec, rec.iostats, lport_iostats, qorl_itnim_iostats,
 						  QORL_ITNIM_IOSTATS_COUNT);
 }
 
 qor_status_t qorl_lport_get_stats(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, qorl_stats_t *lport_stats)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_lport_stats_t rec{};
 	name_lport(rec, vf_id, pwwn);
-	return pairs<QOR_IOCTL_LPORT_GET_STATS>(qorl, rec, rec.port_stats, lport_stats, qorl_lport_stats,
+	return qorl::pairs<qorl::req::LPORT_GET_STATS>(qorl, rec, rec.port_stats, lport_stats, qorl_lport_stats,
 						QORL_LPORT_STATS_COUNT);
 }
 
 qor_status_t qorl_lport_reset_stats(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_lport_reset_stats_t rec{};
 	name_lport(rec, vf_id, pwwn);
-	return qorl::exec<QOR_IOCTL_LPORT_RESET_STATS>(qorl, rec).status;
+	return qorl::exec<qorl::req::LPORT_RESET_STATS>(qorl, rec).status;
 }
 
 qor_status_t qorl_lport_get_rports(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, wwn_t *rports, uint32_t *nrports)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type) || !nrports)
+	if (!nrports)
 		return QOR_STATUS_FAILED;
 	qor_ioctl_lport_get_rports_t rec{};
 	name_lport(rec, vf_id, pwwn);
 	rec.rbuf_ptr = (uint64_t)(uintptr_t)rports;
 	rec.nrports = rports ? *nrports : 0;
-	qorl::outcome o = qorl::exec<QOR_IOCTL_LPORT_GET_RPORTS>(qorl, rec);
+	qorl::outcome o = qorl::exec<qorl::req::LPORT_GET_RPORTS>(qorl, rec);
 	if (o.sent)
 		*nrports = rec.nrports;
 	return o.status;

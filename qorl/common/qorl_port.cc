@@ -11,11 +11,6 @@ namespace {
 
 using qorl::copy_when;
 
-bool ok(const qorl::outcome &o)
-{
-	return o.sent && o.status == QOR_STATUS_OK;
-}
-
 template <uint32_t Code> qor_status_t trunk_switch(qorl_t *q)
 {
 	return qorl::exec_gen<Code>(q);
@@ -23,12 +18,12 @@ template <uint32_t Code> qor_status_t trunk_switch(qorl_t *q)
 
 qor_status_t qorl_port_enable_trunk(qorl_t *q)
 {
-	return trunk_switch<QOR_IOCTL_TRUNK_ENABLE>(q);
+	return trunk_switch<qorl::req::TRUNK_ENABLE>(q);
 }
 
 qor_status_t qorl_port_disable_trunk(qorl_t *q)
 {
-	return trunk_switch<QOR_IOCTL_TRUNK_DISABLE>(q);
+	return trunk_switch<qorl::req::TRUNK_DISABLE>(q);
 }
 
 // The adapter of a trunk operation: none, or not capable, end it early.
@@ -89,19 +84,19 @@ extern "C" {
 qor_status_t qorl_port_enable(qorl_t *qorl)
 {
 	qor_ioctl_gen_t rec{};
-	return qorl::apply<QOR_IOCTL_PORT_ENABLE>(qorl, rec, [&] { qorl_config_enable(qorl, QOR_TRUE); });
+	return qorl::apply<qorl::req::PORT_ENABLE>(qorl, rec, [&] { qorl_config_enable(qorl, QOR_TRUE); });
 }
 
 qor_status_t qorl_port_disable(qorl_t *qorl)
 {
 	qor_ioctl_gen_t rec{};
-	return qorl::apply<QOR_IOCTL_PORT_DISABLE>(qorl, rec, [&] { qorl_config_enable(qorl, QOR_FALSE); });
+	return qorl::apply<qorl::req::PORT_DISABLE>(qorl, rec, [&] { qorl_config_enable(qorl, QOR_FALSE); });
 }
 
 qor_status_t qorl_port_get_attr(qorl_t *qorl, qor_port_attr_t *attr)
 {
 	qor_ioctl_port_attr_t rec{};
-	return qorl::query<QOR_IOCTL_PORT_GET_ATTR>(qorl, rec, rec.attr, attr, copy_when::sent);
+	return qorl::query<qorl::req::PORT_GET_ATTR>(qorl, rec, rec.attr, attr, copy_when::sent);
 }
 
 const char *qorl_port_get_state_name(qor_port_states_t port_state)
@@ -123,74 +118,69 @@ qor_status_t qorl_port_get_stats(qorl_t *qorl, qorl_stats_long_t *stats)
 	qor_port_stats_t buf{};
 	rec->buf_size = sizeof buf;
 	rec->buf_ptr = (uint64_t)(uintptr_t)&buf;
-	qorl::outcome o = qorl::exec<QOR_IOCTL_PORT_GET_STATS>(qorl, *rec);
-	if (ok(o) && stats) {
-		if (qorl->ioc_type == QOR_IOC_TYPE_FC)
-			qorl_stats_long_to_nv_pair(&buf.fc.secs_reset, stats, qorl_port_fc_stats,
-						   QORL_PORT_FC_STATS_COUNT);
-		else
-			qorl_stats_long_to_nv_pair(&buf.eth.secs_reset, stats, qorl_port_eth_stats,
-						   QORL_PORT_ETH_STATS_COUNT);
-	}
-	return o.status;
+	if (qorl->ioc_type == QOR_IOC_TYPE_FC)
+		return qorl::pairs<qorl::req::PORT_GET_STATS>(qorl, *rec, buf.fc, stats, qorl_port_fc_stats,
+							      QORL_PORT_FC_STATS_COUNT);
+	return qorl::pairs<qorl::req::PORT_GET_STATS>(qorl, *rec, buf.eth, stats, qorl_port_eth_stats,
+						      QORL_PORT_ETH_STATS_COUNT);
 }
 
 qor_status_t qorl_port_reset_stats(qorl_t *qorl)
 {
-	return qorl::exec_gen<QOR_IOCTL_PORT_RESET_STATS>(qorl);
+	return qorl::exec_gen<qorl::req::PORT_RESET_STATS>(qorl);
 }
 
 qor_status_t qorl_port_cfg_topology(qorl_t *qorl, qor_port_topology_t topo)
 {
 	qor_ioctl_port_cfg_topo_t rec{};
 	rec.topo = (uint32_t)topo;
-	return qorl::apply<QOR_IOCTL_PORT_CFG_TOPO>(qorl, rec, [&] { qorl_config_topology(qorl, topo); });
+	return qorl::apply<qorl::req::PORT_CFG_TOPO>(qorl, rec, [&] { qorl_config_topology(qorl, topo); });
 }
 
 qor_status_t qorl_port_cfg_speed(qorl_t *qorl, qor_port_speed_t speed)
 {
 	qor_ioctl_port_cfg_speed_t rec{};
 	rec.speed = (uint32_t)speed;
-	return qorl::apply<QOR_IOCTL_PORT_CFG_SPEED>(qorl, rec, [&] { qorl_config_speed(qorl, speed); });
+	return qorl::apply<qorl::req::PORT_CFG_SPEED>(qorl, rec, [&] { qorl_config_speed(qorl, speed); });
 }
 
 qor_status_t qorl_port_cfg_hardalpa(qorl_t *qorl, uint8_t alpa)
 {
 	qor_ioctl_port_alpa_t rec{};
 	rec.alpa = alpa;
-	return qorl::apply<QOR_IOCTL_PORT_CFG_ALPA>(qorl, rec, [&] { qorl_config_alpa(qorl, alpa, QOR_TRUE); });
+	return qorl::apply<qorl::req::PORT_CFG_ALPA>(qorl, rec, [&] { qorl_config_alpa(qorl, alpa, QOR_TRUE); });
 }
 
 qor_status_t qorl_port_clr_hardalpa(qorl_t *qorl)
 {
 	qor_ioctl_port_alpa_t rec{};
-	return qorl::apply<QOR_IOCTL_PORT_CLR_ALPA>(qorl, rec, [&] { qorl_config_alpa(qorl, 0, QOR_FALSE); });
+	return qorl::apply<qorl::req::PORT_CLR_ALPA>(qorl, rec, [&] { qorl_config_alpa(qorl, 0, QOR_FALSE); });
 }
 
 qor_status_t qorl_port_cfg_maxfrsize(qorl_t *qorl, uint16_t maxfrsize)
 {
 	qor_ioctl_port_cfg_maxfrsize_t rec{};
 	rec.maxfrsize = maxfrsize;
-	return qorl::apply<QOR_IOCTL_PORT_CFG_MAXFRSZ>(qorl, rec, [&] { qorl_config_maxfrsz(qorl, maxfrsize); });
+	return qorl::apply<qorl::req::PORT_CFG_MAXFRSZ>(qorl, rec, [&] { qorl_config_maxfrsz(qorl, maxfrsize); });
 }
 
 qor_status_t qorl_port_cfg_rnid_info(qorl_t *qorl, qor_port_rnid_t info)
 {
 	qor_ioctl_port_rnid_t rec{};
 	rec.info = info;
-	return qorl::exec<QOR_IOCTL_PORT_CFG_RNID>(qorl, rec).status;
+	return qorl::exec<qorl::req::PORT_CFG_RNID>(qorl, rec).status;
 }
 
 qor_status_t qorl_port_get_rnid_info(qorl_t *qorl, qor_port_rnid_t *info)
 {
 	qor_ioctl_port_rnid_t rec{};
-	return qorl::query<QOR_IOCTL_PORT_GET_RNID>(qorl, rec, rec.info, info, copy_when::sent);
+	return qorl::query<qorl::req::PORT_GET_RNID>(qorl, rec, rec.info, info, copy_when::sent);
 }
 
 qor_status_t qorl_port_get_trunk_attr(qorl_t *qorl, qor_trunk_attr_t *attr)
 {
 	qor_ioctl_trunk_attr_t rec{};
-	return qorl::query<QOR_IOCTL_TRUNK_GET_ATTR>(qorl, rec, rec.attr, attr, copy_when::ok);
+	return qorl::query<qorl::req::TRUNK_GET_ATTR>(qorl, rec, rec.attr, attr, copy_when::ok);
 }
 
 qor_status_t qorl_trunk_enable(uint32_t ad)

@@ -12,9 +12,12 @@ template <class Rec> void name_rport(Rec &rec, uint16_t vf_id, wwn_t pwwn, wwn_t
 	rec.rpwwn = rpwwn;
 }
 
-// pwwn 0 stands for the physical port's own logical port.
-qor_status_t base_port(qorl_t *q, wwn_t *pwwn)
+// pwwn 0 stands for the physical port's own logical port, read from the
+// port's attributes; never for a controller that request Code is not for.
+template <uint32_t Code> qor_status_t base_port(qorl_t *q, wwn_t *pwwn)
 {
+	if (!qorl::serves<Code>(q))
+		return QOR_STATUS_FAILED;
 	if (*pwwn != 0)
 		return QOR_STATUS_OK;
 	qor_port_attr_t attr;
@@ -30,82 +33,63 @@ extern "C" {
 
 qor_status_t qorl_rport_add(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, wwn_t rpwwn)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_rport_t rec{};
 	name_rport(rec, vf_id, pwwn, rpwwn);
-	return qorl::exec<QOR_IOCTL_RPORT_ADD>(qorl, rec).status;
+	return qorl::exec<qorl::req::RPORT_ADD>(qorl, rec).status;
 }
 
 qor_status_t qorl_rport_remove(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, wwn_t rpwwn)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_rport_t rec{};
 	name_rport(rec, vf_id, pwwn, rpwwn);
-	return qorl::exec<QOR_IOCTL_RPORT_REMOVE>(qorl, rec).status;
+	return qorl::exec<qorl::req::RPORT_REMOVE>(qorl, rec).status;
 }
 
 qor_status_t qorl_rport_get_attr(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, wwn_t rpwwn, qor_rport_attr_t *attr)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
-	if (qor_status_t st = base_port(qorl, &pwwn); st != QOR_STATUS_OK)
+	if (qor_status_t st = base_port<qorl::req::RPORT_GET_ATTR>(qorl, &pwwn); st != QOR_STATUS_OK)
 		return st;
 	qor_ioctl_rport_attr_t rec{};
 	name_rport(rec, vf_id, pwwn, rpwwn);
-	return qorl::query<QOR_IOCTL_RPORT_GET_ATTR>(qorl, rec, rec.attr, attr, qorl::copy_when::sent);
+	return qorl::query<qorl::req::RPORT_GET_ATTR>(qorl, rec, rec.attr, attr, qorl::copy_when::sent);
 }
 
 qor_status_t qorl_rport_get_stats(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, wwn_t rpwwn, qor_rport_stats_t *stats)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
-	if (qor_status_t st = base_port(qorl, &pwwn); st != QOR_STATUS_OK)
+	if (qor_status_t st = base_port<qorl::req::RPORT_GET_STATS>(qorl, &pwwn); st != QOR_STATUS_OK)
 		return st;
 	qor_ioctl_rport_stats_t rec{};
 	name_rport(rec, vf_id, pwwn, rpwwn);
-	return qorl::query<QOR_IOCTL_RPORT_GET_STATS>(qorl, rec, rec.stats, stats, qorl::copy_when::sent);
+	return qorl::query<qorl::req::RPORT_GET_STATS>(qorl, rec, rec.stats, stats, qorl::copy_when::sent);
 }
 
 qor_status_t qorl_rport_reset_stats(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, wwn_t rpwwn)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
-	if (qor_status_t st = base_port(qorl, &pwwn); st != QOR_STATUS_OK)
+	if (qor_status_t st = base_port<qorl::req::RPORT_RESET_STATS>(qorl, &pwwn); st != QOR_STATUS_OK)
 		return st;
 	qor_ioctl_rport_reset_stats_t rec{};
 	name_rport(rec, vf_id, pwwn, rpwwn);
-	return qorl::exec<QOR_IOCTL_RPORT_RESET_STATS>(qorl, rec).status;
+	return qorl::exec<qorl::req::RPORT_RESET_STATS>(qorl, rec).status;
 }
 
 qor_status_t qorl_rport_get_scsi_address(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, wwn_t rpwwn, uint32_t *host,
 					 uint32_t *bus, uint32_t *target)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_rport_scsi_addr_t rec{};
 	name_rport(rec, vf_id, pwwn, rpwwn);
-	qorl::outcome o = qorl::exec<QOR_IOCTL_RPORT_GET_SCSI_ADDR>(qorl, rec);
-	if (o.sent && o.status == QOR_STATUS_OK) {
-		if (host)
-			*host = rec.host;
-		if (bus)
-			*bus = rec.bus;
-		if (target)
-			*target = rec.target;
-	}
-	return o.status;
+	return qorl::reply<qorl::req::RPORT_GET_SCSI_ADDR>(qorl, rec, qorl::copy_when::ok, [&] {
+		qorl::put(host, rec.host);
+		qorl::put(bus, rec.bus);
+		qorl::put(target, rec.target);
+	});
 }
 
 qor_status_t qorl_rport_set_speed(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, wwn_t rpwwn, qor_port_speed_t spd)
 {
-	if (!qorl::is_fc_side(qorl->ioc_type))
-		return QOR_STATUS_FAILED;
 	qor_ioctl_rport_set_speed_t rec{};
 	name_rport(rec, vf_id, pwwn, rpwwn);
 	rec.speed = (uint32_t)spd;
-	return qorl::exec<QOR_IOCTL_RPORT_SET_SPEED>(qorl, rec).status;
+	return qorl::exec<qorl::req::RPORT_SET_SPEED>(qorl, rec).status;
 }
 
 } // extern "C"

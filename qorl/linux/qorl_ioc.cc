@@ -73,7 +73,7 @@ int ioc_scan_cna(qor_ioc_type_e type)
 		return fail_pass(st, fd, ipfc_fd, last_before);
 
 	qor_ioctl_ioc_get_inst_t inst{};
-	st = qorl::exec<QOR_IOCTL_IOC_GET_INST>(&tmp, inst).status;
+	st = qorl::exec<qorl::req::IOC_GET_INST>(&tmp, inst).status;
 	if (st != QOR_STATUS_OK)
 		return fail_pass(st, fd, ipfc_fd, last_before);
 	if (inst.cnt > QOR_MAX_INSTANCES)
@@ -83,7 +83,7 @@ int ioc_scan_cna(qor_ioc_type_e type)
 	// Only a failed request fails the pass; the reply is not inspected.
 	qor_ioctl_aen_t announce{};
 	announce.app_id = qorl::application_id;
-	qorl::outcome o = qorl::exec<QOR_IOCTL_AEN_APP_REGISTER>(&tmp, announce);
+	qorl::outcome o = qorl::exec<qorl::req::AEN_APP_REGISTER>(&tmp, announce);
 	if (!o.sent)
 		return fail_pass(o.status, fd, ipfc_fd, last_before);
 
@@ -93,7 +93,7 @@ int ioc_scan_cna(qor_ioc_type_e type)
 			continue;
 		qor_ioctl_ioc_info_t info{};
 		tmp.instance = i;
-		st = qorl::exec<QOR_IOCTL_IOC_GET_INFO>(&tmp, info).status;
+		st = qorl::exec<qorl::req::IOC_GET_INFO>(&tmp, info).status;
 		if (st != QOR_STATUS_OK)
 			return fail_pass(st, fd, ipfc_fd, last_before);
 		auto *rec = static_cast<qorl_t *>(std::calloc(1, sizeof(qorl_t)));
@@ -151,7 +151,7 @@ char *qorl_get_cfg_path(void)
 qor_status_t qorl_ioc_compare_versions(qorl_t *qorl)
 {
 	qor_ioctl_ioc_get_version_t v{};
-	qor_status_t st = qorl::exec<QOR_IOCTL_IOC_GET_VERSION>(qorl, v).status;
+	qor_status_t st = qorl::exec<qorl::req::IOC_GET_VERSION>(qorl, v).status;
 	if (st != QOR_STATUS_OK)
 		return st;
 	if (v.version != QOR_DRV_INTERFACE_VERSION) {

@@ -1,5 +1,6 @@
 /*
- * Event queue requests: fetch waiting events, announce the application.
+ * Records of the event queue requests: fetch waiting events, announce the
+ * application.
  */
 #ifndef QOR_IOCTL_AEN_H
 #define QOR_IOCTL_AEN_H
@@ -28,10 +29,5 @@ QOR_CHECK_SIZE(qor_ioctl_aen_t, 88);
 QOR_CHECK_OFF(qor_ioctl_aen_t, app_id, 8);
 QOR_CHECK_OFF(qor_ioctl_aen_t, status, 12);
 QOR_CHECK_OFF(qor_ioctl_aen_t, aen_list, 24);
-
-#define QOR_IOCTL_AEN_GET QOR_IOCTL_CODE(0x43, 0x2A, sizeof(qor_ioctl_aen_t))
-#define QOR_IOCTL_AEN_APP_REGISTER QOR_IOCTL_CODE(0x43, 0x2B, sizeof(qor_ioctl_aen_t))
-static_assert(QOR_IOCTL_AEN_GET == 0xC058432Au, "event fetch code");
-static_assert(QOR_IOCTL_AEN_APP_REGISTER == 0xC058432Bu, "announcement code");
 
 #endif

@@ -1,7 +1,7 @@
 /*
- * Every request record of the library, and the union in which one request
- * is built. Its size is that of the largest record, the controller
- * attributes (1608 bytes).
+ * Every request record of the library, the request codes, and the union in
+ * which one request is built. Its size is that of the largest record, the
+ * controller attributes (1608 bytes).
  */
 #ifndef QOR_IOCTL_ALL_H
 #define QOR_IOCTL_ALL_H
@@ -16,6 +16,7 @@
 #include "qor_ioctl_fcpt.h"
 #include "qor_ioctl_ethport.h"
 #include "qor_ioctl_flash.h"
+#include "qor_requests.h"
 
 typedef union qorl_ioctl_u {
 	qor_ioctl_gen_t gen;

@@ -40,7 +40,4 @@ QOR_CHECK_OFF(qor_ioctl_fcpt_t, rspsz, 72);
 QOR_CHECK_OFF(qor_ioctl_fcpt_t, reqbuf_ptr, 80);
 QOR_CHECK_OFF(qor_ioctl_fcpt_t, rspbuf_ptr, 88);
 
-#define QOR_IOCTL_FCPT QOR_IOCTL_CODE(0xBA, 0x02, sizeof(qor_ioctl_fcpt_t))
-static_assert(QOR_IOCTL_FCPT == 0xC060BA02u, "pass-through code");
-
 #endif

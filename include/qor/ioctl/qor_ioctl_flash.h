@@ -45,20 +45,4 @@ typedef struct qor_ioctl_flash_mfg_s {
 QOR_CHECK_SIZE(qor_ioctl_flash_mfg_t, 264);
 QOR_CHECK_OFF(qor_ioctl_flash_mfg_t, mfgblk, 8);
 
-#define QOR_IOCTL_FLASH_GET_ATTR QOR_IOCTL_CODE(0x43, 0x44, sizeof(qor_ioctl_flash_attr_t))
-#define QOR_IOCTL_FLASH_ERASE_PART QOR_IOCTL_CODE(0x43, 0x45, sizeof(qor_ioctl_flash_t))
-#define QOR_IOCTL_FLASH_UPDATE_PART QOR_IOCTL_CODE(0x43, 0x46, sizeof(qor_ioctl_flash_t))
-#define QOR_IOCTL_FLASH_READ_PART QOR_IOCTL_CODE(0x43, 0x47, sizeof(qor_ioctl_flash_t))
-#define QOR_IOCTL_FLASH_MFG QOR_IOCTL_CODE(0x43, 0x48, sizeof(qor_ioctl_flash_mfg_t))
-#define QOR_IOCTL_FLASH_ENABLE_OPTROM QOR_IOCTL_CODE(0x43, 0x49, sizeof(qor_ioctl_gen_t))
-#define QOR_IOCTL_FLASH_DISABLE_OPTROM QOR_IOCTL_CODE(0x43, 0x4A, sizeof(qor_ioctl_gen_t))
-
-static_assert(QOR_IOCTL_FLASH_GET_ATTR == 0xC4104344u, "flash attributes code");
-static_assert(QOR_IOCTL_FLASH_ERASE_PART == 0xC0184345u, "erase partition code");
-static_assert(QOR_IOCTL_FLASH_UPDATE_PART == 0xC0184346u, "write partition code");
-static_assert(QOR_IOCTL_FLASH_READ_PART == 0xC0184347u, "read partition code");
-static_assert(QOR_IOCTL_FLASH_MFG == 0xC1084348u, "manufacturing block code");
-static_assert(QOR_IOCTL_FLASH_ENABLE_OPTROM == 0xC0084349u, "option ROM enable code");
-static_assert(QOR_IOCTL_FLASH_DISABLE_OPTROM == 0xC008434Au, "option ROM disable code");
-
 #endif

@@ -1,7 +1,7 @@
 /*
- * Controller requests: version, instance list, identity, attributes,
- * statistics, firmware statistics, enable/disable, names, FC attributes
- * and interrupt coalescing.
+ * Records of the controller requests: version, instance list, identity,
+ * attributes, statistics, firmware statistics, enable/disable, names, FC
+ * attributes and interrupt coalescing.
  */
 #ifndef QOR_IOCTL_IOC_H
 #define QOR_IOCTL_IOC_H
@@ -121,35 +121,5 @@ typedef struct qor_ioctl_ioc_set_adapter_name_s {
 	char name[64];
 } qor_ioctl_ioc_set_adapter_name_t;
 QOR_CHECK_SIZE(qor_ioctl_ioc_set_adapter_name_t, 72);
-
-#define QOR_IOCTL_IOC_GET_VERSION QOR_IOCTL_CODE(0x43, 0x01, sizeof(qor_ioctl_ioc_get_version_t))
-#define QOR_IOCTL_IOC_GET_INST QOR_IOCTL_CODE(0x43, 0x02, sizeof(qor_ioctl_ioc_get_inst_t))
-#define QOR_IOCTL_IOC_ENABLE QOR_IOCTL_CODE(0x43, 0x03, sizeof(qor_ioctl_gen_t))
-#define QOR_IOCTL_IOC_DISABLE QOR_IOCTL_CODE(0x43, 0x04, sizeof(qor_ioctl_gen_t))
-#define QOR_IOCTL_IOC_GET_ATTR QOR_IOCTL_CODE(0x43, 0x06, sizeof(qor_ioctl_ioc_attr_t))
-#define QOR_IOCTL_IOC_GET_INFO QOR_IOCTL_CODE(0x43, 0x07, sizeof(qor_ioctl_ioc_info_t))
-#define QOR_IOCTL_IOC_GET_STATS QOR_IOCTL_CODE(0x43, 0x08, sizeof(qor_ioctl_ioc_stats_t))
-#define QOR_IOCTL_IOC_RESET_STATS QOR_IOCTL_CODE(0x43, 0x09, sizeof(qor_ioctl_gen_t))
-#define QOR_IOCTL_ADAPTER_SET_NAME QOR_IOCTL_CODE(0x43, 0x0A, sizeof(qor_ioctl_ioc_set_adapter_name_t))
-#define QOR_IOCTL_IOC_SET_NAME QOR_IOCTL_CODE(0x43, 0x0B, sizeof(qor_ioctl_ioc_set_adapter_name_t))
-#define QOR_IOCTL_IOC_GET_FWSTATS QOR_IOCTL_CODE(0x43, 0x0C, sizeof(qor_ioctl_ioc_fwstats_t))
-#define QOR_IOCTL_IOC_RESET_FWSTATS QOR_IOCTL_CODE(0x43, 0x0D, sizeof(qor_ioctl_gen_t))
-#define QOR_IOCTL_IOCFC_GET_ATTR QOR_IOCTL_CODE(0xB0, 0x01, sizeof(qor_ioctl_iocfc_attr_t))
-#define QOR_IOCTL_IOCFC_SET_INTR QOR_IOCTL_CODE(0xB0, 0x02, sizeof(qor_ioctl_iocfc_intr_t))
-
-static_assert(QOR_IOCTL_IOC_GET_VERSION == 0xC0084301u, "version code");
-static_assert(QOR_IOCTL_IOC_GET_INST == 0xC0284302u, "instance list code");
-static_assert(QOR_IOCTL_IOC_ENABLE == 0xC0084303u, "enable code");
-static_assert(QOR_IOCTL_IOC_DISABLE == 0xC0084304u, "disable code");
-static_assert(QOR_IOCTL_IOC_GET_ATTR == 0xC6484306u, "attributes code");
-static_assert(QOR_IOCTL_IOC_GET_INFO == 0xC2084307u, "identity code");
-static_assert(QOR_IOCTL_IOC_GET_STATS == 0xC04C4308u, "statistics code");
-static_assert(QOR_IOCTL_IOC_RESET_STATS == 0xC0084309u, "reset statistics code");
-static_assert(QOR_IOCTL_ADAPTER_SET_NAME == 0xC048430Au, "adapter name code");
-static_assert(QOR_IOCTL_IOC_SET_NAME == 0xC048430Bu, "port name code");
-static_assert(QOR_IOCTL_IOC_GET_FWSTATS == 0xC018430Cu, "firmware statistics code");
-static_assert(QOR_IOCTL_IOC_RESET_FWSTATS == 0xC008430Du, "reset firmware statistics code");
-static_assert(QOR_IOCTL_IOCFC_GET_ATTR == 0xC040B001u, "FC attributes code");
-static_assert(QOR_IOCTL_IOCFC_SET_INTR == 0xC010B002u, "coalescing code");
 
 #endif

@@ -1,6 +1,6 @@
 /*
- * IT nexus requests, named by logical and remote port WWN. The virtual
- * fabric takes the header's reserved word.
+ * Records of the IT nexus requests, named by logical and remote port WWN.
+ * The virtual fabric takes the header's reserved word.
  */
 #ifndef QOR_IOCTL_ITNIM_H
 #define QOR_IOCTL_ITNIM_H
@@ -60,17 +60,5 @@ typedef struct qor_ioctl_itnim_ioprofile_s {
 } qor_ioctl_itnim_ioprofile_t;
 QOR_CHECK_SIZE(qor_ioctl_itnim_ioprofile_t, 320);
 QOR_CHECK_OFF(qor_ioctl_itnim_ioprofile_t, ioprofile, 24);
-
-#define QOR_IOCTL_ITNIM_GET_ATTR QOR_IOCTL_CODE(0xBB, 0x01, sizeof(qor_ioctl_itnim_attr_t))
-#define QOR_IOCTL_ITNIM_GET_IOSTATS QOR_IOCTL_CODE(0xBB, 0x02, sizeof(qor_ioctl_itnim_iostats_t))
-#define QOR_IOCTL_ITNIM_RESET_STATS QOR_IOCTL_CODE(0xBB, 0x03, sizeof(qor_ioctl_itnim_reset_stats_t))
-#define QOR_IOCTL_ITNIM_GET_ITNSTATS QOR_IOCTL_CODE(0xBB, 0x04, sizeof(qor_ioctl_itnim_itnstats_t))
-#define QOR_IOCTL_ITNIM_GET_IOPROFILE QOR_IOCTL_CODE(0xBB, 0x05, sizeof(qor_ioctl_itnim_ioprofile_t))
-
-static_assert(QOR_IOCTL_ITNIM_GET_ATTR == 0xC020BB01u, "IT nexus attributes code");
-static_assert(QOR_IOCTL_ITNIM_GET_IOSTATS == 0xC0D8BB02u, "IT nexus I/O statistics code");
-static_assert(QOR_IOCTL_ITNIM_RESET_STATS == 0xC018BB03u, "IT nexus statistics reset code");
-static_assert(QOR_IOCTL_ITNIM_GET_ITNSTATS == 0xC048BB04u, "IT nexus statistics code");
-static_assert(QOR_IOCTL_ITNIM_GET_IOPROFILE == 0xC140BB05u, "IT nexus I/O profile code");
 
 #endif

@@ -1,5 +1,6 @@
 /*
- * Logical port requests. The virtual fabric takes the header's reserved word.
+ * Records of the logical port requests. The virtual fabric takes the
+ * header's reserved word.
  */
 #ifndef QOR_IOCTL_LPORT_H
 #define QOR_IOCTL_LPORT_H
@@ -61,17 +62,5 @@ typedef struct qor_ioctl_lport_get_rports_s {
 QOR_CHECK_SIZE(qor_ioctl_lport_get_rports_t, 32);
 QOR_CHECK_OFF(qor_ioctl_lport_get_rports_t, rbuf_ptr, 16);
 QOR_CHECK_OFF(qor_ioctl_lport_get_rports_t, nrports, 24);
-
-#define QOR_IOCTL_LPORT_GET_ATTR QOR_IOCTL_CODE(0xB1, 0x01, sizeof(qor_ioctl_lport_attr_t))
-#define QOR_IOCTL_LPORT_GET_IOSTATS QOR_IOCTL_CODE(0xB1, 0x02, sizeof(qor_ioctl_lport_iostats_t))
-#define QOR_IOCTL_LPORT_GET_STATS QOR_IOCTL_CODE(0xB1, 0x03, sizeof(qor_ioctl_lport_stats_t))
-#define QOR_IOCTL_LPORT_RESET_STATS QOR_IOCTL_CODE(0xB1, 0x04, sizeof(qor_ioctl_lport_reset_stats_t))
-#define QOR_IOCTL_LPORT_GET_RPORTS QOR_IOCTL_CODE(0xB1, 0x05, sizeof(qor_ioctl_lport_get_rports_t))
-
-static_assert(QOR_IOCTL_LPORT_GET_ATTR == 0xC0E8B101u, "logical port attributes code");
-static_assert(QOR_IOCTL_LPORT_GET_IOSTATS == 0xC0D0B102u, "logical port I/O statistics code");
-static_assert(QOR_IOCTL_LPORT_GET_STATS == 0xC0E0B103u, "logical port statistics code");
-static_assert(QOR_IOCTL_LPORT_RESET_STATS == 0xC010B104u, "logical port statistics reset code");
-static_assert(QOR_IOCTL_LPORT_GET_RPORTS == 0xC020B105u, "remote port list code");
 
 #endif

@@ -1,5 +1,6 @@
 /*
- * Remote port requests. The virtual fabric takes the header's reserved word.
+ * Records of the remote port requests. The virtual fabric takes the
+ * header's reserved word.
  */
 #ifndef QOR_IOCTL_RPORT_H
 #define QOR_IOCTL_RPORT_H
@@ -77,21 +78,5 @@ QOR_CHECK_SIZE(qor_ioctl_rport_set_speed_t, 32);
 QOR_CHECK_OFF(qor_ioctl_rport_set_speed_t, speed, 8);
 QOR_CHECK_OFF(qor_ioctl_rport_set_speed_t, pwwn, 16);
 QOR_CHECK_OFF(qor_ioctl_rport_set_speed_t, rpwwn, 24);
-
-#define QOR_IOCTL_RPORT_ADD QOR_IOCTL_CODE(0xB2, 0x01, sizeof(qor_ioctl_rport_t))
-#define QOR_IOCTL_RPORT_REMOVE QOR_IOCTL_CODE(0xB2, 0x02, sizeof(qor_ioctl_rport_t))
-#define QOR_IOCTL_RPORT_GET_STATS QOR_IOCTL_CODE(0xB2, 0x03, sizeof(qor_ioctl_rport_stats_t))
-#define QOR_IOCTL_RPORT_RESET_STATS QOR_IOCTL_CODE(0xB2, 0x04, sizeof(qor_ioctl_rport_reset_stats_t))
-#define QOR_IOCTL_RPORT_GET_ATTR QOR_IOCTL_CODE(0xB2, 0x05, sizeof(qor_ioctl_rport_attr_t))
-#define QOR_IOCTL_RPORT_GET_SCSI_ADDR QOR_IOCTL_CODE(0xB2, 0x06, sizeof(qor_ioctl_rport_scsi_addr_t))
-#define QOR_IOCTL_RPORT_SET_SPEED QOR_IOCTL_CODE(0xB2, 0x07, sizeof(qor_ioctl_rport_set_speed_t))
-
-static_assert(QOR_IOCTL_RPORT_ADD == 0xC018B201u, "remote port add code");
-static_assert(QOR_IOCTL_RPORT_REMOVE == 0xC018B202u, "remote port remove code");
-static_assert(QOR_IOCTL_RPORT_GET_STATS == 0xC120B203u, "remote port statistics code");
-static_assert(QOR_IOCTL_RPORT_RESET_STATS == 0xC018B204u, "remote port statistics reset code");
-static_assert(QOR_IOCTL_RPORT_GET_ATTR == 0xC158B205u, "remote port attributes code");
-static_assert(QOR_IOCTL_RPORT_GET_SCSI_ADDR == 0xC028B206u, "remote port SCSI address code");
-static_assert(QOR_IOCTL_RPORT_SET_SPEED == 0xC020B207u, "remote port speed code");
 
 #endif
