@@ -133,10 +133,30 @@ protected:
 		} else if (*i.setup) {
 			qt::write_file(r + "/etc/qor.conf", i.setup);
 		}
-		result out = mxt((as_json ? "--json " : "") + i.text(), topo, r);
+		result out = mxt((as_json ? "--json " : "") + expand(i.text(), r), topo, r);
 		if (written)
 			*written = qt::read_file(r + "/etc/qor.conf");
 		return out;
+	}
+	// A boot image package for the default hardware, built once per test by
+	// the repository's script, with the version its images carry.
+	std::string package(const std::string &version = "3.3.0.0")
+	{
+		std::string pkg = root + "/pkg-" + version + ".tar";
+		if (qt::read_file(pkg).empty()) {
+			result r = sh("/usr/bin/python3 " QORL_SOURCE_DIR "/scripts/make-boot-package.py -o " + pkg +
+				      " --version " + version);
+			EXPECT_EQ(r.rc, 0) << r.err;
+		}
+		return pkg;
+	}
+	// Arguments with @ROOT@ (the run's root) and @PKG@ (the package) filled in.
+	std::string expand(std::string args, const std::string &run_root)
+	{
+		for (auto [mark, value] : {std::pair<std::string, std::string>{"@ROOT@", run_root}, {"@PKG@", ""}})
+			for (size_t at; (at = args.find(mark)) != std::string::npos;)
+				args.replace(at, mark.size(), mark == "@PKG@" ? package() : value);
+		return args;
 	}
 	std::string root, bin;
 	int runs = 0;
@@ -210,6 +230,14 @@ const std::vector<invocation> &walk()
 		{"fcoe disable", "2/1", "", {"qor3-port-enable = \"FALSE\";"}},
 		{"events"},
 		{"events", "--kind rport"},
+		{"flash list", "1"},
+		{"flash read", "2 fw @ROOT@/fw.bin"},
+		{"flash write", "1 optrom2 @PKG@"},
+		{"flash erase", "1 cfg:1 --yes"},
+		{"flash optrom", "2 off"},
+		{"boot inspect", "@PKG@"},
+		{"boot update", "@PKG@ --all"},
+		{"boot update", "@PKG@ 2 --devid 0x17"},
 	};
 	return w;
 }
@@ -252,7 +280,9 @@ TEST_F(Mxt, EveryCommandRunsInTextAndJson)
 			std::string c;
 			result out = run(i, as_json, &c);
 			ASSERT_EQ(out.rc, 0) << what << (as_json ? " (JSON)" : "") << ": " << out.err;
-			const bool shows = listed[i.path] == "reads" && !has(i.args, "--reset");
+			// The boot update acts, and still shows each adapter's result.
+			const bool shows = (listed[i.path] == "reads" || std::string(i.path) == "boot update") &&
+					   !has(i.args, "--reset");
 			if (as_json) {
 				collect(i.path, what, out.out);
 			} else if (shows && std::string(i.path) != "events") {
@@ -567,6 +597,139 @@ TEST_F(Mxt, UsageErrorsExitOne)
 	EXPECT_EQ(mxt("ioc frobnicate").rc, 1);
 	EXPECT_EQ(mxt("--help").rc, 0);
 	EXPECT_EQ(mxt("port --help").rc, 0);
+}
+
+// ---- flash and boot update ---------------------------------------------------------
+
+json flash_row(const json &rows, const std::string &partition)
+{
+	for (auto &r : rows)
+		if (r["partition"] == partition && r["instance"] == 0)
+			return r;
+	return json();
+}
+
+// The update of every adapter, and in the next run under the same root the
+// flash shows the package's versions.
+TEST_F(Mxt, BootUpdateIsThereInTheNextRun)
+{
+	for (const char *a : {"1", "2"}) {
+		json before = json::parse(mxt(std::string("--json flash list ") + a).out);
+		EXPECT_EQ(flash_row(before, "fw")["version"], "3.2.1.0") << a;
+	}
+	result r = mxt("boot update " + package("3.4.0.1") + " --all");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	EXPECT_TRUE(has(r.out, "adapter 2: wrote pxeovl:0\n")) << r.out;
+	EXPECT_TRUE(has(r.out, "success")) << r.out;
+	EXPECT_EQ(r.err, "");
+	for (const char *a : {"1", "2"}) {
+		json after = json::parse(mxt(std::string("--json flash list ") + a).out);
+		EXPECT_EQ(flash_row(after, "fw")["version"], "3.4.0.1") << a;
+		EXPECT_EQ(flash_row(after, "optrom")["version"], "3.4.0.1") << a;
+		EXPECT_EQ(flash_row(after, "fw")["state"], "good") << a;
+	}
+	json ioc = json::parse(mxt("--json ioc show 0").out);
+	EXPECT_TRUE(has(ioc.dump(), "3.4.0.1")) << ioc.dump();
+}
+
+const char *const failing_cfg1 = R"({"adapters": [
+	{"serial": "QXF0000001", "card_type": 612, "functions": [{"type": "fc"}, {"type": "fc"}]},
+	{"serial": "QXF0000002", "card_type": 611, "functions": [{"type": "fc"}]}],
+ "faults": [{"flash": "write_fail", "adapter": 0, "part": "cfg", "instance": 1, "count": "always"}]})";
+
+// A failed partition write: the table has every adapter's result, the
+// failure says what was written and what to do, and the exit status is 1.
+TEST_F(Mxt, FailedPartitionWriteSaysWhatWasWritten)
+{
+	std::string topo = root + "/failing.json";
+	qt::write_file(topo, failing_cfg1);
+	result r = mxt("boot update " + package() + " --all", topo);
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_EQ(r.err, "mxt: adapter 1: writing cfg:1 failed: status 1 (QOR_STATUS_FAILED): the operation failed; "
+			 "written: fw:0, optrom:0, bootovl:0, cfg:0; the boot code stays off: update adapter 1 again "
+			 "before it is restarted\n");
+	r = mxt("--json boot update " + package() + " --all", topo);
+	EXPECT_EQ(r.rc, 1);
+	json rows = collect("boot update", "failing write", r.out);
+	ASSERT_EQ(rows.size(), 2u);
+	EXPECT_EQ(rows[0]["status"], 1);
+	EXPECT_EQ(rows[0]["failed_partition"], "cfg:1");
+	EXPECT_EQ(rows[0]["written"], json({"fw:0", "optrom:0", "bootovl:0", "cfg:0"}));
+	EXPECT_EQ(rows[1]["status"], 0);
+	EXPECT_TRUE(rows[1]["failed_partition"].is_null());
+	check_schemas();
+}
+
+// Run with a terminal as standard input and output (util-linux script).
+result on_terminal(const std::string &cmd)
+{
+	return sh("script -qec '" + cmd + "' /dev/null </dev/null");
+}
+
+TEST_F(Mxt, TerminalEraseNeedsYesAndUpdateDrawsBars)
+{
+	if (sh("command -v script").rc != 0)
+		GTEST_SKIP() << "no script(1) to give mxt a terminal";
+	const std::string m = bin + "/qorsim --root " + root + " -- " + bin + "/mxt ";
+	result r = on_terminal(m + "flash erase 1 cfg:1");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_TRUE(has(r.out, "erasing cfg:1 of adapter 1 cannot be undone; repeat the command with --yes")) << r.out;
+	json rows = json::parse(mxt("--json flash list 1").out);
+	EXPECT_NE(rows[3]["used"], 0);
+	r = on_terminal(m + "flash erase 1 cfg:1 --yes");
+	EXPECT_EQ(r.rc, 0) << r.out;
+	rows = json::parse(mxt("--json flash list 1").out);
+	EXPECT_EQ(rows[3]["partition"], "cfg");
+	EXPECT_EQ(rows[3]["instance"], 1);
+	EXPECT_EQ(rows[3]["used"], 0);
+	r = on_terminal(m + "boot update " + package() + " 1");
+	EXPECT_EQ(r.rc, 0) << r.out;
+	EXPECT_TRUE(has(r.out, "\033[2Kadapter 1 [")) << r.out;
+	EXPECT_TRUE(has(r.out, "done")) << r.out;
+	EXPECT_FALSE(has(r.out, "wrote fw:0")) << "bars, not lines";
+}
+
+TEST_F(Mxt, FlashAndBootRefusals)
+{
+	const std::string pkg = package();
+	struct refusal {
+		std::string args, message;
+	};
+	const refusal cases_[] = {
+		{"flash read 1 nosuch x", "argument PART[:INST]: 'nosuch' is not a partition"},
+		{"flash read 1 cfg:x x", "argument PART[:INST]: 'cfg:x' is not a partition"},
+		{"flash read 1 cfg:256 x", "argument PART[:INST]: 'cfg:256' is not a partition"},
+		{"flash read 1 cfg:7 " + root + "/x", "adapter 1 has no partition cfg:7; 'mxt flash list 1' shows"},
+		{"flash read 3 fw x", "no adapter 3; 'mxt adapter list' shows the adapters"},
+		{"flash write 1 fw /nonexistent/fw.bin", "cannot read image file /nonexistent/fw.bin: No such file"},
+		{"flash write 1 fw " + root, "image file " + root + " is not a regular file"},
+		{"flash optrom 1 maybe", "argument MODE: 'maybe' is not a valid choice; use one of on, off"},
+		{"boot inspect /nonexistent/pkg.tar", "cannot read package /nonexistent/pkg.tar: No such file"},
+		{"boot update " + pkg, "name one adapter or give --all"},
+		{"boot update " + pkg + " 1 --all", "name one adapter or give --all"},
+		{"boot update " + pkg + " --all --devid 0x15", "argument --devid: '0x15' is not a valid choice"},
+		{"boot update " + pkg + " 0", "argument N: '0' is not an adapter number"},
+	};
+	for (const refusal &r : cases_)
+		refused(r.args, r.message);
+	// With a library status: the package is not one.
+	const std::string bad = root + "/bad.tar";
+	qt::write_file(bad, std::string(2048, 'x'));
+	for (const char *cmd : {"boot inspect ", "boot update "}) {
+		result r = mxt(std::string(cmd) + bad + (cmd[5] == 'u' ? " --all" : ""));
+		EXPECT_EQ(r.rc, 1);
+		EXPECT_TRUE(has(r.err, "status 79 (QOR_STATUS_BAD_FILE)")) << r.err;
+		r = mxt(std::string("--json ") + cmd + bad + (cmd[5] == 'u' ? " --all" : ""));
+		json e = collect("error", cmd, r.out);
+		EXPECT_EQ(e["error"]["status"], 79);
+	}
+	// A firmware image whose checksum fails is refused before anything is sent.
+	const std::string fw = root + "/fw.bin";
+	qt::write_file(fw, std::string(4100, 'f')); // an odd number of equal words: XOR not 0
+	result r = mxt("flash write 1 fw " + fw);
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_TRUE(has(r.err, "QOR_STATUS_CHECKSUM_FAIL")) << r.err;
+	check_schemas();
 }
 
 } // namespace

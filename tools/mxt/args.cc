@@ -5,6 +5,7 @@
 
 #include "qor/qor_text.h"
 #include "qorl_config.h"
+#include "qorl_state.h"
 #include "table.h"
 
 namespace mxt {
@@ -63,6 +64,27 @@ void read_port_address(const std::string &name, const std::string &s, int *adapt
 		refuse(name, s, "a port address", hint);
 	*adapter = (int)a;
 	*port = (int)p;
+}
+
+// "fw", "cfg:1": a partition type by its display name, and an instance.
+void read_partition(const std::string &name, const std::string &s, call &c)
+{
+	std::string hint = "write a partition name and optionally :INSTANCE (0 to 255), e.g. fw or cfg:1; names: ";
+	for (int t = QOR_FLASH_PART_OPTROM; t <= QOR_FLASH_PART_PORTCFG; t++)
+		hint += std::string(t == QOR_FLASH_PART_OPTROM ? "" : ", ") +
+			qorl_flash_part_type_to_string((qor_flash_part_type_t)t);
+	const size_t colon = s.find(':');
+	const std::string word = s.substr(0, colon);
+	long inst = 0;
+	if (colon != std::string::npos && !number_in(std::string_view(s).substr(colon + 1), 0, 255, false, &inst))
+		refuse(name, s, "a partition", hint);
+	for (int t = QOR_FLASH_PART_OPTROM; t <= QOR_FLASH_PART_PORTCFG; t++)
+		if (word == qorl_flash_part_type_to_string((qor_flash_part_type_t)t)) {
+			c.part = (qor_flash_part_type_t)t;
+			c.part_instance = (uint8_t)inst;
+			return;
+		}
+	refuse(name, s, "a partition", hint);
 }
 
 wwn_t read_wwn(const std::string &name, const std::string &s)
@@ -126,6 +148,9 @@ void read_arg(call &c, const param &p, const std::string &s)
 			c.numbers[p.name] = v;
 		else
 			refuse(p.name, s, "a loop address", "give 0x01 to 0xef, or 'clear'");
+		break;
+	case arg::partition:
+		read_partition(p.name, s, c);
 		break;
 	case arg::flag:
 		break;

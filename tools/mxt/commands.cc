@@ -14,6 +14,9 @@ const param name_text{arg::text, "TEXT", "the name, at most 63 characters"};
 const param remote_wwn{arg::wwn, "RPWWN",
 		       "the remote port's WWN: 21:00:00:24:ff:00:00:01, 0x21000024ff000001 or 21000024ff000001"};
 const param reset{arg::flag, "--reset", "reset the counters instead of showing them"};
+const param partition{arg::partition, "PART[:INST]",
+		      "a partition by its name ('mxt flash list') and instance (default 0), e.g. fw or cfg:1"};
+const param package{arg::text, "PKG", "the boot image package file"};
 
 } // namespace
 
@@ -30,6 +33,8 @@ const std::map<std::string, std::string> &groups()
 		{"itnim", "IT nexus between a port and a remote target"},
 		{"eth", "Ethernet ports of converged adapters"},
 		{"fcoe", "FCoE ports of converged adapters"},
+		{"flash", "the flash partitions of an adapter"},
+		{"boot", "boot image packages and the boot code update"},
 	};
 	return g;
 }
@@ -202,6 +207,48 @@ const std::vector<command> &commands()
 		 .needs = side::fcoe,
 		 .does = effect::sets,
 		 .run = fcoe_switch<false>},
+
+		{.path = "flash list",
+		 .help = "the flash partitions of an adapter, with sizes, states and the versions of its images",
+		 .params = {adapter_no},
+		 .run = flash_list},
+		{.path = "flash read",
+		 .help = "copy a partition to a file (the file is replaced whole)",
+		 .params = {adapter_no, partition, {arg::text, "FILE", "the file to write"}},
+		 .run = flash_read},
+		{.path = "flash write",
+		 .help = "write a file to a partition and read it back to compare (a firmware image must pass its "
+			 "checksum)",
+		 .params = {adapter_no, partition, {arg::text, "FILE", "the file to write to the partition"}},
+		 .does = effect::acts,
+		 .run = flash_write},
+		{.path = "flash erase",
+		 .help = "erase a partition; on a terminal only with --yes",
+		 .params = {adapter_no, partition, {arg::flag, "--yes", "erase without asking (needed on a terminal)"}},
+		 .does = effect::acts,
+		 .run = flash_erase},
+		{.path = "flash optrom",
+		 .help = "let the adapter's boot code run at its next start, or not",
+		 .params = {adapter_no, {arg::choice, "MODE", "boot code", {"on", "off"}}},
+		 .does = effect::acts,
+		 .run = flash_optrom},
+
+		{.path = "boot inspect",
+		 .help = "a boot image package: its version, members, card descriptions and the adapters here it fits",
+		 .params = {package},
+		 .run = boot_inspect,
+		 .opens = session::none},
+		{.path = "boot update",
+		 .help = "write a boot image package to one adapter or to every adapter at once, with progress; "
+			 "exit 1 when any adapter failed",
+		 .params = {package,
+			    {arg::adapter, "N", "the adapter to update ('mxt adapter list'); or --all", {}, 0, 0, nullptr,
+			     true},
+			    {arg::flag, "--all", "update every adapter, all at once (one worker per adapter)"},
+			    {arg::choice, "--devid", "PCI device ID to write into the option ROM images instead of each "
+			     "controller's own", {"0x13", "0x14", "0x17", "0x21"}}},
+		 .does = effect::acts,
+		 .run = boot_update},
 
 		{.path = "events",
 		 .help = "print the drivers' events: those queued now, or with --follow as they arrive (until "

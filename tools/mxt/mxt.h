@@ -21,6 +21,7 @@ using doc = nlohmann::ordered_json;
 // Options every command sees.
 struct globals {
 	bool json = false;
+	int exit_code = 0; // a command that printed its result and still failed
 };
 globals &opts();
 

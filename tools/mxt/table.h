@@ -22,6 +22,7 @@ enum class arg {
 	speed,      // what the codec reads: 8, 8G, 8Gbps, auto
 	topology,   // p2p, loop, auto (any case)
 	alpa,       // a loop address (0x01 to 0xef, or decimal), or "clear"
+	partition,  // a flash partition: its name ('mxt flash list'), optionally ":INSTANCE"
 	flag,       // an option without a value
 };
 
@@ -39,6 +40,7 @@ struct param {
 	std::vector<std::string> choices = {};
 	long lo = 0, hi = 0;       // number range
 	const char *def = nullptr; // value of an option that is not given
+	bool optional = false;     // a positional that may be left out
 };
 
 struct call;
@@ -75,6 +77,8 @@ struct call {
 	wwn_t wwn = 0;
 	qor_port_speed_t speed = QOR_PORT_SPEED_AUTO;
 	qor_port_topology_t topology = QOR_PORT_TOPOLOGY_AUTO;
+	qor_flash_part_type_t part = QOR_FLASH_PART_FWIMG; // a partition argument
+	uint8_t part_instance = 0;
 	std::map<std::string, std::string> words; // text and choice arguments
 	std::map<std::string, long> numbers;      // number and alpa (-1: clear)
 	std::map<std::string, bool> flags;
@@ -133,6 +137,13 @@ doc fcoe_show(call &);
 doc fcoe_stats(call &);
 template <bool On> doc fcoe_switch(call &);
 doc events(call &);
+doc flash_list(call &);
+doc flash_read(call &);
+doc flash_write(call &);
+doc flash_erase(call &);
+doc flash_optrom(call &);
+doc boot_inspect(call &);
+doc boot_update(call &);
 
 // The attributes of the port the call names.
 qor_port_attr_t read_port_attr(const call &c);
