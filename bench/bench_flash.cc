@@ -40,18 +40,6 @@ void write_bytes(const std::string &path, const std::string &data)
 	}
 }
 
-std::string cards(int n)
-{
-	std::string j = R"({"transition_ms": 0, "adapters": [)";
-	for (int i = 0; i < n; i++) {
-		char serial[16];
-		snprintf(serial, sizeof serial, "QXB%08d", i);
-		j += std::string(i ? "," : "") + R"({"serial": ")" + serial +
-		     R"(", "card_type": 612, "functions": [{"type": "fc"}, {"type": "fc"}]})";
-	}
-	return j + "]}";
-}
-
 // Six partition writes per card: firmware, two option ROMs, boot overlay,
 // configuration of both ports.
 std::string package()
@@ -71,7 +59,7 @@ void BM_BootUpdateAllAdapters(benchmark::State &state)
 {
 	const int n = static_cast<int>(state.range(0));
 	qorsim_reset();
-	if (qorsim_load_topology(cards(n).c_str()) != 0) {
+	if (qorsim_load_topology(qt::card_topology(n, "QXB").c_str()) != 0) {
 		state.SkipWithError(qorsim_error());
 		return;
 	}

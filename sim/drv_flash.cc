@@ -28,6 +28,15 @@ bool boot_code(uint32_t type)
 	       type == QOR_FLASH_PART_PXEOVL;
 }
 
+// A partition's new contents: boot code off if it was boot code, and the
+// card's flash kept.
+void changed(Req &r, Flash &f, const FlashPart &p)
+{
+	if (boot_code(p.type))
+		f.optrom_on = false;
+	flash_save(card(r));
+}
+
 // Time a write or erase takes: on the virtual clock, or real time waited
 // once the model is released.
 void takes(Req &r, uint64_t ns)
@@ -119,9 +128,7 @@ int h_write(Req &r)
 		data[data.size() / 2] ^= 0x5a;
 	p->data = std::move(data);
 	r.held = true;
-	if (boot_code(p->type))
-		f->optrom_on = false;
-	flash_save(card(r));
+	changed(r, *f, *p);
 	return 0;
 }
 
@@ -138,9 +145,7 @@ int h_erase(Req &r)
 		return 0;
 	}
 	p->data.clear();
-	if (boot_code(p->type))
-		f->optrom_on = false;
-	flash_save(card(r));
+	changed(r, *f, *p);
 	return 0;
 }
 

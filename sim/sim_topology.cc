@@ -258,6 +258,24 @@ void default_iocfc(Function &f)
 	a.intr_attr.latency = 225;
 }
 
+uint32_t get_status(const json &j, const std::string &path)
+{
+	return static_cast<uint32_t>(get_named(j, path, kStatuses, std::size(kStatuses), UINT32_MAX, "status"));
+}
+
+// A fault's "count": a number, "once" (the default) or "always".
+int get_count(const json &jf, const std::string &path)
+{
+	if (!jf.contains("count"))
+		return 1;
+	const json &c = jf["count"];
+	if (c.is_string() && c.get<std::string>() == "always")
+		return QORSIM_ALWAYS;
+	if (c.is_string() && c.get<std::string>() == "once")
+		return 1;
+	return static_cast<int>(get_int(c, sub(path, "count"), 1, INT32_MAX));
+}
+
 // This family's models (include/defs/qor_defs_card.h): a known card type
 // names its model and description.
 struct CardModel {
@@ -320,15 +338,8 @@ void parse_flash_fault(const json &jf, const std::string &path, Model &m)
 		x.type = get_part_type(jf["part"], sub(path, "part"));
 	opt_int(jf, path, "instance", x.instance, -1, 255);
 	if (jf.contains("status"))
-		x.status = static_cast<uint32_t>(
-			get_named(jf["status"], sub(path, "status"), kStatuses, std::size(kStatuses), UINT32_MAX, "status"));
-	x.remaining = 1;
-	if (jf.contains("count")) {
-		const json &c = jf["count"];
-		x.remaining = c.is_string() && c.get<std::string>() == "always"
-				      ? QORSIM_ALWAYS
-				      : static_cast<int>(get_int(c, sub(path, "count"), 1, INT32_MAX));
-	}
+		x.status = get_status(jf["status"], sub(path, "status"));
+	x.remaining = get_count(jf, path);
 	x.id = m.next_flash_fault++;
 	m.adapters[static_cast<size_t>(ai)].flash.faults.push_back(x);
 }
@@ -570,18 +581,8 @@ void parse_fault(const json &jf, const std::string &path, Model &m)
 	if (jf.contains("errno"))
 		f.err = get_errno(jf["errno"], sub(path, "errno"));
 	if (jf.contains("status"))
-		f.status = static_cast<uint32_t>(
-			get_named(jf["status"], sub(path, "status"), kStatuses, std::size(kStatuses), UINT32_MAX, "status"));
-	f.remaining = 1;
-	if (jf.contains("count")) {
-		const json &c = jf["count"];
-		if (c.is_string() && c.get<std::string>() == "always")
-			f.remaining = QORSIM_ALWAYS;
-		else if (c.is_string() && c.get<std::string>() == "once")
-			f.remaining = 1;
-		else
-			f.remaining = static_cast<int>(get_int(c, sub(path, "count"), 1, INT32_MAX));
-	}
+		f.status = get_status(jf["status"], sub(path, "status"));
+	f.remaining = get_count(jf, path);
 	m.faults.push_back(f);
 }
 

@@ -81,6 +81,18 @@ std::string swapped(std::string b)
 	return b;
 }
 
+std::string card_topology(int n, const std::string &prefix)
+{
+	std::string j = R"({"transition_ms": 0, "adapters": [)";
+	for (int i = 0; i < n; i++) {
+		char serial[32];
+		snprintf(serial, sizeof serial, "%s%08d", prefix.c_str(), i);
+		j += std::string(i ? "," : "") + R"({"serial": ")" + serial +
+		     R"(", "card_type": 612, "functions": [{"type": "fc"}, {"type": "fc"}]})";
+	}
+	return j + "]}";
+}
+
 std::string make_firmware(const std::string &version, size_t payload)
 {
 	auto b = qorsim::image::firmware(version, payload, 5);

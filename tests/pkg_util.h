@@ -44,6 +44,10 @@ uint32_t le32_at(const std::string &b, size_t at);
 // Every whole 32-bit word byte-reversed (as images are written to flash).
 std::string swapped(std::string b);
 
+// A topology of n dual-port Fibre Channel cards (card type 612), serial
+// numbers prefix + 8 digits.
+std::string card_topology(int n, const std::string &prefix);
+
 // A valid firmware image carrying `version`.
 std::string make_firmware(const std::string &version, size_t payload = 1000);
 

@@ -267,20 +267,35 @@ TEST(Vpd, FromTemplateWhenAdapterHasNone)
 
 // The adapter's own VPD keeps its data; the VPD-R length, version, map and
 // checksum are fixed.
-TEST(Vpd, FromAdapterOwn)
+// An adapter whose own VPD is in the OEM layout with its own serial number,
+// an old VPD-R length and a spoilt capability map.
+vpd_image stale_own_vpd()
 {
 	vpd_image own = oem_vpd_template();
 	std::memcpy(own.data() + 201, "OWNSERIAL123", 12);
-	std::memcpy(own.data() + 156, "PN-OWN", 6);
 	own[132] = 0xE9;
 	std::memset(own.data() + 326, 'z', 40);
-	std::memcpy(own.data() + 244, "01.02.03.04", 11);
-	std::memcpy(own.data() + 10, "V7+DCM", 6); // in the product name, not a keyword
+	return own;
+}
+
+// The rebuild for an adapter that reports `own` as its VPD.
+vpd_image rebuilt_from(const vpd_image &own, bool *current)
+{
 	qor_adapter_attr_t ad = adapter("ATTRSERIAL00");
 	set_own_vpd(ad, own);
 	vpd_image out;
+	rebuild_vpd(ad, "02.03.00.00", out, current);
+	return out;
+}
+
+TEST(Vpd, FromAdapterOwn)
+{
+	vpd_image own = stale_own_vpd();
+	std::memcpy(own.data() + 156, "PN-OWN", 6);
+	std::memcpy(own.data() + 244, "01.02.03.04", 11);
+	std::memcpy(own.data() + 10, "V7+DCM", 6); // in the product name, not a keyword
 	bool current = true;
-	rebuild_vpd(ad, "02.03.00.00", out, &current);
+	vpd_image out = rebuilt_from(own, &current);
 	EXPECT_FALSE(current);
 	EXPECT_EQ(out[132], 236);
 	EXPECT_EQ(text_at(out, 201, 12), "OWNSERIAL123");
@@ -294,16 +309,10 @@ TEST(Vpd, FromAdapterOwn)
 // Already carrying the new version: only length, map and checksum change.
 TEST(Vpd, AlreadyCurrent)
 {
-	vpd_image own = oem_vpd_template();
-	std::memcpy(own.data() + 201, "OWNSERIAL123", 12);
-	own[132] = 0xE9;
-	std::memset(own.data() + 326, 'z', 40);
+	vpd_image own = stale_own_vpd();
 	own[369] = 0x5a;
-	qor_adapter_attr_t ad = adapter("ATTRSERIAL00");
-	set_own_vpd(ad, own);
-	vpd_image out;
 	bool current = false;
-	rebuild_vpd(ad, "02.03.00.00", out, &current);
+	vpd_image out = rebuilt_from(own, &current);
 	EXPECT_TRUE(current);
 	EXPECT_EQ(unexpected_changes(out, own, [](size_t i) { return i == 132 || (i >= 326 && i < 366) || i == 369; }),
 		  std::vector<size_t>{});

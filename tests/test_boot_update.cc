@@ -361,22 +361,10 @@ TEST_F(BootUpdate, SecondAllAdaptersUpdateIsBusy)
 	qorl_boot_pkg_free(&pkg);
 }
 
-std::string adapters_json(int n)
-{
-	std::string j = R"({"transition_ms": 0, "adapters": [)";
-	for (int i = 0; i < n; i++) {
-		char serial[16];
-		snprintf(serial, sizeof serial, "QXM%08d", i);
-		j += std::string(i ? "," : "") + R"({"serial": ")" + serial +
-		     R"(", "card_type": 612, "functions": [{"type": "fc"}, {"type": "fc"}]})";
-	}
-	return j + "]}";
-}
-
 // Sixteen cards at once, watched from this thread while the workers run.
 TEST_F(BootUpdate, SixteenAdaptersAtOnce)
 {
-	topology(adapters_json(16));
+	topology(qt::card_topology(16, "QXM"));
 	scan(16);
 	std::atomic<bool> over{false};
 	std::thread t([&] {
@@ -405,7 +393,7 @@ TEST_F(BootUpdate, SixteenAdaptersAtOnce)
 
 TEST_F(BootUpdate, MoreThanSixteenAdapters)
 {
-	topology(adapters_json(17));
+	topology(qt::card_topology(17, "QXM"));
 	scan(17);
 	testing::internal::CaptureStdout();
 	EXPECT_EQ(update_all(), QOR_STATUS_FAILED);

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "qor/qor_text.h"
 #include "qorl_flash.h"
 #include "qorl_flash_int.h"
 
@@ -266,17 +267,6 @@ bool card_type_value(std::string_view v, uint32_t &out)
 	return true;
 }
 
-int hex_digit(char c)
-{
-	if (c >= '0' && c <= '9')
-		return c - '0';
-	if (c >= 'a' && c <= 'f')
-		return c - 'a' + 10;
-	if (c >= 'A' && c <= 'F')
-		return c - 'A' + 10;
-	return -1;
-}
-
 // Port list: hexadecimal numbers of one byte each, separated by commas.
 bool port_values(const char *v, CARD_DATA_T &card)
 {
@@ -301,7 +291,7 @@ bool port_values(const char *v, CARD_DATA_T &card)
 			value = 0;
 			continue;
 		}
-		int d = hex_digit(*p);
+		int d = qor_text_hexval_(*p);
 		if (d < 0)
 			break;
 		value = value * 16 + static_cast<unsigned>(d);
