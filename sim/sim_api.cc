@@ -370,7 +370,7 @@ long qorsim_flash_get(int adapter, uint32_t type, int instance, void *buf, size_
 	FlashPart *p = card_part(sim().m, adapter, type, instance);
 	if (!p)
 		return -1;
-	if (buf)
+	if (buf && !p->data.empty())
 		memcpy(buf, p->data.data(), std::min(n, p->data.size()));
 	return static_cast<long>(p->data.size());
 }

@@ -86,7 +86,7 @@ protected:
 	qor_status_t update_all(uint16_t devid = 0)
 	{
 		for (auto &e : err_)
-			e = (qor_status_t)0x7777;
+			e = QOR_STATUS_MAX_VAL;
 		mask_ = 0x7777;
 		return qorl_boot_fwupdate_progress(nullptr, pkg_.c_str(), devid, &mask_, err_, progress_);
 	}
@@ -108,9 +108,9 @@ TEST_F(BootUpdate, OneAdapterWritesItsCard)
 	ASSERT_EQ(qorl_flash_disable_optrom(fc1), QOR_STATUS_OK);
 	qorsim_log_clear();
 	for (auto &e : err_)
-		e = (qor_status_t)0x7777;
+		e = QOR_STATUS_MAX_VAL;
 	ASSERT_EQ(qorl_boot_fwupdate(fc1, pkg_.c_str(), 0, &mask_, err_), QOR_STATUS_OK);
-	EXPECT_EQ(err_[0], (qor_status_t)0x7777);
+	EXPECT_EQ(err_[0], QOR_STATUS_MAX_VAL);
 	EXPECT_EQ(writes(), (Pairs{{QOR_FLASH_PART_FWIMG, 0}, {QOR_FLASH_PART_OPTROM, 0}, {QOR_FLASH_PART_OPTROM2, 0},
 				   {QOR_FLASH_PART_BOOTOVL, 0}, {QOR_FLASH_PART_FWCFG, 0}, {QOR_FLASH_PART_FWCFG, 1}}));
 	auto log = qt::log_entries();
@@ -399,7 +399,7 @@ TEST_F(BootUpdate, MoreThanSixteenAdapters)
 	EXPECT_EQ(update_all(), QOR_STATUS_FAILED);
 	EXPECT_EQ(testing::internal::GetCapturedStdout(), "Adapter count exceeds the maximum!\n");
 	EXPECT_EQ(mask_, 0x7777);
-	EXPECT_EQ(err_[0], (qor_status_t)0x7777);
+	EXPECT_EQ(err_[0], QOR_STATUS_MAX_VAL);
 	EXPECT_EQ(writes().size(), 0u);
 }
 
