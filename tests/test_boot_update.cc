@@ -98,7 +98,7 @@ protected:
 
 using Pairs = std::vector<std::pair<uint32_t, int>>;
 
-// One adapter: every image of its card, in the designed order, then the
+// One adapter: every image of its card, in their fixed order, then the
 // option ROM on; its own device ID 0x13 leaves the option ROM as packaged
 // (byte-swapped only). err_code is not touched on success.
 TEST_F(BootUpdate, OneAdapterWritesItsCard)
