@@ -21,6 +21,7 @@
 
 #include "qor/ioctl/qor_requests.hpp"
 #include "qorsim.h"
+#include "sim_json.h"
 
 namespace qorsim {
 
@@ -59,11 +60,12 @@ struct Function {
 	qor_fw_stats_t fwstats{};
 	qor_iocfc_attr_t iocfc{};
 	std::array<std::deque<qor_aen_entry_t>, kApps> aen;
-	uint64_t aen_dropped[kApps] = {}; // events a full queue lost (sim/sim_events.cc)
-	// Reserved for the port, logical/remote port and Ethernet models.
+	uint64_t aen_dropped[kApps] = {}; // events a full queue lost since the load
+	uint64_t aen_lost[kApps] = {};    // of those, lost since the application last fetched
+	// The topology's "fcport" / "ethport" keys, read when the SAN is built.
 	nlohmann::json port_cfg;
 	nlohmann::json eth_cfg;
-	std::shared_ptr<san::Port> san; // built from port_cfg / eth_cfg (sim/drv_san.cc)
+	std::shared_ptr<san::Port> san; // built from port_cfg / eth_cfg (sim/san_model.cc)
 };
 
 // One flash partition of a card (sim/sim_flash.cc).
@@ -94,18 +96,15 @@ struct Flash {
 	std::vector<FlashFault> faults;
 };
 
+// One card. What it answers about itself is kept in the drivers' record
+// forms, filled when the topology is read.
 struct Adapter {
-	std::string serial, model, model_descr, manufacturer, hwpath, node_symname;
-	std::string hw_ver, fw_ver, optrom_ver, os_type, bios_ver, efi_ver, ob_ver, chip_rev;
-	std::string driver_ver[kDrivers];
+	std::string serial, hwpath;
 	std::string name[kDrivers]; // adapter name as each driver holds it
-	uint32_t card_type = 0;
-	uint8_t max_speed = 8, prototype = 0, pcie_gen = 2, pcie_lanes = 8, pcie_lanes_orig = 8;
-	char asic_rev = 'C';
-	bool cna_capable = false, trunk_capable = false, is_mezz = false;
-	uint16_t vendor_id = 0, device_id = 0, ssid = 0, ssvid = 0;
-	std::vector<int> fns; // indices into Model::fns
-	nlohmann::json trunk_cfg; // reserved for trunking
+	qor_adapter_attr_t attr{};  // its pwwn and mac are the asking function's
+	qor_ioc_driver_attr_t driver[kDrivers]{};
+	qor_ioc_pci_attr_t pci{}; // its device_id and pcifn are the function's
+	std::vector<int> fns;     // indices into Model::fns
 	Flash flash;
 };
 
@@ -153,7 +152,7 @@ struct Model {
 	int32_t seq = 0;
 	// Scheduled model changes by virtual due time (ties in insertion order).
 	std::multimap<uint64_t, std::function<void(Model &)>> sched;
-	nlohmann::json schedule_cfg; // reserved for timed topology changes
+	nlohmann::json schedule_cfg; // the topology's "schedule", read by build_schedule
 	// Time a flash write and an erase take; virtual unless `wall`.
 	uint64_t flash_write_ns = 0, flash_erase_ns = 0;
 	bool flash_wall = false;
@@ -193,6 +192,10 @@ void schedule(Model &m, uint64_t due_ns, std::function<void(Model &)> fn);
 // zero, aen_tv.
 void queue_event(Model &m, Function &f, const qor_aen_entry_t &e);
 void clear_events(Model &m);
+// An application fetches from a controller's queue: the events its full
+// queue lost since its last fetch (one overflow) are reported once, as a
+// warning on stderr.
+void end_overflow(Function &f, int app);
 // The ioc-category event for a controller state change, if any.
 void state_event(Model &m, Function &f, uint32_t new_state);
 
@@ -209,29 +212,32 @@ int api_error(const std::string &msg);
 bool parse_topology(const std::string &text, Model &out, std::string &err);
 const char *default_topology_text();
 bool read_text_file(const char *path, std::string &out, std::string &err);
-// Names the configuration file under root holds, as the drivers take them at load.
-void apply_persistent_names(Model &m, const char *root);
+// The settings the root's configuration file holds, taken as the drivers
+// take them when they load (sim/sim_persist.cc); nothing without a root.
+void apply_config(Model &m);
 // A file's bytes (stopping past max) with raw system calls: usable before the
 // interposed entry points and under the model's lock. "" when unreadable.
 std::string read_raw(const std::string &path, size_t max);
 
-// ---- configuration root ---------------------------------------------------
-void set_root(const char *dir); // nullptr turns redirection off
-// The root directory, when one is set.
-bool root_dir(std::string &out);
+// ---- configuration root (sim/sim_interpose.cc) ------------------------------
+// The root for the configuration paths: a directory, "/" for the host's own
+// files, or nullptr / "" for none (those paths then cannot be opened).
+void set_root(const char *dir);
+// Where a configuration path (or the emulator's saved state under
+// /var/lib/qorsim) resolves now; false when there is no root.
+bool root_path(const char *path, std::string &out);
 
 // ---- flash (sim/sim_flash.cc) ----------------------------------------------
 // The card's flash, built or loaded on first use.
 Flash &flash_of(Model &m, Adapter &a);
 FlashPart *flash_part(Flash &f, uint32_t type, uint32_t instance);
-// Saves the card's flash under the root (one file per card, replaced
-// atomically); nothing without a root.
+// Saves the card's flash under the root (root_path of
+// /var/lib/qorsim/flash-SERIAL.bin, replaced whole); nothing without a root.
 void flash_save(const Adapter &a);
-// Versions the card's images carry; "" for none.
-std::string flash_fw_version(Model &m, Adapter &a);
-std::string flash_optrom_version(Model &m, Adapter &a);
-// The VPD image the card's flash holds, when it holds a whole one.
-const FlashPart *flash_vpd(Model &m, Adapter &a);
+// What the card's flash says about it in a controller's attributes: the
+// versions its firmware and option ROM images carry and a whole VPD image;
+// the topology's values stay where the flash holds none.
+void flash_attr(Model &m, Adapter &a, qor_ioc_attr_t &at);
 // A partition type by its display name ("optrom", "fw", "cfg", ...).
 bool flash_type_by_name(const std::string &name, uint32_t &type);
 // Waits while flash writes are held (outside the model's lock).
@@ -275,6 +281,10 @@ struct Req {
 	bool held = false;    // a flash write: waits at the hold (qorsim_flash_hold) once released
 	template <class T> T &as() { return *reinterpret_cast<T *>(rec); }
 };
+
+// Sets the reply's status word (where the request's row has one); 0, for
+// a handler to return.
+int reply(Req &r, uint32_t status);
 
 // Checked access to caller memory (EFAULT instead of a crash).
 int copy_to_user(uintptr_t dst, const void *src, size_t n);

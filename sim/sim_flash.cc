@@ -65,7 +65,7 @@ std::vector<uint8_t> mfg_block(const Model &m, const Adapter &a)
 	std::memcpy(b.mfg_sig, "MFG", 3);
 	b.mfgsize = sizeof b;
 	std::memcpy(b.vlox_serialnum, a.serial.data(), std::min(a.serial.size(), sizeof b.vlox_serialnum));
-	std::memcpy(b.vlox_partnum, a.model.data(), std::min(a.model.size(), sizeof b.vlox_partnum));
+	std::memcpy(b.vlox_partnum, a.attr.model, strnlen(a.attr.model, sizeof b.vlox_partnum));
 	for (int k : a.fns)
 		if (const Function &f = m.fns[k]; f.drv == QORSIM_DRV_FC) {
 			b.mfg_wwn = f.factory_pwwn;
@@ -74,8 +74,9 @@ std::vector<uint8_t> mfg_block(const Model &m, const Adapter &a)
 	if (!a.fns.empty())
 		b.mfg_mac = m.fns[a.fns[0]].factory_mac;
 	b.num_wwn = ports_of(m, a) == 1 ? 1 : 2;
-	const uint8_t be[4] = {static_cast<uint8_t>(a.card_type >> 24), static_cast<uint8_t>(a.card_type >> 16),
-			       static_cast<uint8_t>(a.card_type >> 8), static_cast<uint8_t>(a.card_type)};
+	const uint32_t ct = a.attr.card_type;
+	const uint8_t be[4] = {static_cast<uint8_t>(ct >> 24), static_cast<uint8_t>(ct >> 16),
+			       static_cast<uint8_t>(ct >> 8), static_cast<uint8_t>(ct)};
 	std::memcpy(&b.mfg_type, be, 4);
 	const auto *p = reinterpret_cast<const uint8_t *>(&b);
 	return std::vector<uint8_t>(p, p + sizeof b);
@@ -86,12 +87,12 @@ std::vector<uint8_t> fresh_contents(const Model &m, const Adapter &a, uint32_t t
 {
 	switch (type) {
 	case QOR_FLASH_PART_OPTROM: {
-		auto rom = image::optrom(a.optrom_ver, a.device_id);
+		auto rom = image::optrom(a.attr.optrom_ver, a.pci.device_id);
 		image::swap_words(rom);
 		return rom;
 	}
 	case QOR_FLASH_PART_FWIMG:
-		return image::firmware(a.fw_ver);
+		return image::firmware(a.driver[0].fw_ver);
 	case QOR_FLASH_PART_FWCFG:
 		return filler(1024, static_cast<uint8_t>(3 + instance));
 	case QOR_FLASH_PART_BOOT:
@@ -111,15 +112,18 @@ std::vector<uint8_t> fresh_contents(const Model &m, const Adapter &a, uint32_t t
 
 // ---- the file under the root ----------------------------------------------------------
 
+constexpr size_t kVpdImage = sizeof qor_mfg_vpd_t{}.data;
+
 constexpr char kMagic[8] = {'Q', 'X', 'F', 'L', 'A', 'S', 'H', '1'};
 constexpr size_t kFileMax = 64u << 20;
 
-std::string flash_file(const std::string &root, const Adapter &a)
+// Where the card's flash is kept under the root; false without a root.
+bool flash_file(const Adapter &a, std::string &path)
 {
 	std::string name;
 	for (char c : a.serial)
 		name += isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '.' ? c : '_';
-	return root + "/var/lib/qorsim/flash-" + name + ".bin";
+	return root_path(("/var/lib/qorsim/flash-" + name + ".bin").c_str(), path);
 }
 
 void put_u32(std::string &out, uint32_t v)
@@ -236,18 +240,17 @@ Flash &flash_of(Model &m, Adapter &a)
 			off += p.size;
 			f.parts.push_back(std::move(p));
 		}
-	std::string root;
-	if (root_dir(root))
-		(void)load_file(flash_file(root, a), f);
+	std::string path;
+	if (flash_file(a, path))
+		(void)load_file(path, f);
 	return f;
 }
 
 void flash_save(const Adapter &a)
 {
-	std::string root;
-	if (!root_dir(root) || !a.flash.ready)
+	std::string path;
+	if (!a.flash.ready || !flash_file(a, path))
 		return;
-	const std::string path = flash_file(root, a);
 	std::string out(kMagic, sizeof kMagic);
 	put_u32(out, a.flash.optrom_on ? 1 : 0);
 	put_u32(out, static_cast<uint32_t>(a.flash.parts.size()));
@@ -272,22 +275,35 @@ void flash_save(const Adapter &a)
 	}
 }
 
-std::string flash_fw_version(Model &m, Adapter &a)
+void flash_attr(Model &m, Adapter &a, qor_ioc_attr_t &at)
 {
-	FlashPart *p = flash_part(flash_of(m, a), QOR_FLASH_PART_FWIMG, 0);
-	return p ? image::firmware_version(p->data) : "";
-}
-
-std::string flash_optrom_version(Model &m, Adapter &a)
-{
-	FlashPart *p = flash_part(flash_of(m, a), QOR_FLASH_PART_OPTROM, 0);
-	return p ? image::optrom_version(p->data) : "";
-}
-
-const FlashPart *flash_vpd(Model &m, Adapter &a)
-{
-	FlashPart *p = flash_part(flash_of(m, a), QOR_FLASH_PART_VPD, 0);
-	return p && p->data.size() == 512 ? p : nullptr;
+	Flash &f = flash_of(m, a);
+	if (const FlashPart *p = flash_part(f, QOR_FLASH_PART_FWIMG, 0)) {
+		const std::string v = image::firmware_version(p->data);
+		if (!v.empty()) {
+			put_text(at.adapter_attr.fw_ver, v);
+			put_text(at.driver_attr.fw_ver, v);
+		}
+	}
+	if (const FlashPart *p = flash_part(f, QOR_FLASH_PART_OPTROM, 0)) {
+		const std::string v = image::optrom_version(p->data);
+		if (!v.empty()) {
+			put_text(at.adapter_attr.optrom_ver, v);
+			put_text(at.driver_attr.bios_ver, v);
+		}
+	}
+	// A whole PCI VPD image in flash is reported as such (version 3).
+	const FlashPart *vp = flash_part(f, QOR_FLASH_PART_VPD, 0);
+	qor_mfg_vpd_t &vpd = at.adapter_attr.vpd;
+	if (vp && vp->data.size() == kVpdImage) {
+		vpd.version = 3;
+		vpd.len = 0xff;
+		memcpy(vpd.data, vp->data.data(), sizeof vpd.data);
+		uint8_t sum = 0;
+		for (unsigned i = 0; i < vpd.len; i++)
+			sum = static_cast<uint8_t>(sum + vpd.data[i]);
+		vpd.chksum = sum;
+	}
 }
 
 FlashFault *flash_fault(Flash &f, int kind, uint32_t type, uint32_t instance)

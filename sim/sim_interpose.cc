@@ -57,28 +57,38 @@ F real_fn(std::atomic<void *> &slot, const char *name)
 
 // ---- configuration path redirection ------------------------------------------
 
+// Without a root the configuration paths cannot be opened at all: the
+// emulator never reaches the host's files unless told to with "/".
+enum class Root : uint8_t { none, host, dir };
+
 pthread_mutex_t g_root_mu = PTHREAD_MUTEX_INITIALIZER;
-char g_root[PATH_MAX];
-bool g_root_on;
+char g_root[PATH_MAX]; // the directory, without a trailing '/'
+Root g_root_mode = Root::none;
 bool g_root_env_read;
+
+void set_root_locked(const char *dir)
+{
+	g_root_env_read = true;
+	size_t n = dir ? strlen(dir) : 0;
+	while (n > 0 && dir[n - 1] == '/')
+		n--;
+	g_root_mode = !dir || !*dir || n >= sizeof g_root ? Root::none : n == 0 ? Root::host : Root::dir;
+	memcpy(g_root, dir ? dir : "", g_root_mode == Root::dir ? n : 0);
+	g_root[g_root_mode == Root::dir ? n : 0] = '\0';
+}
 
 void root_env_locked()
 {
-	if (g_root_env_read)
-		return;
-	g_root_env_read = true;
-	const char *r = getenv("QORSIM_ROOT");
-	if (r && *r && strlen(r) < sizeof g_root) {
-		strcpy(g_root, r);
-		g_root_on = true;
-	}
+	if (!g_root_env_read)
+		set_root_locked(getenv("QORSIM_ROOT"));
 }
 
 bool starts(const char *s, const char *prefix) { return strncmp(s, prefix, strlen(prefix)) == 0; }
 
 // Paths that resolve under the root: the configuration files and anything
 // beside them that starts with their names, "/etc" itself (fsync after a
-// rename) and the SCSI device tree.
+// rename), the SCSI device tree and the emulator's own saved state (the
+// cards' flash).
 bool redirected(const char *p)
 {
 	if (!p || p[0] != '/')
@@ -87,12 +97,14 @@ bool redirected(const char *p)
 		return true;
 	if (strcmp(p, "/etc") == 0 || strcmp(p, "/etc/") == 0)
 		return true;
+	if (starts(p, "/var/lib/qorsim/"))
+		return true;
 	constexpr const char kScsi[] = "/sys/class/scsi_device";
 	return starts(p, kScsi) && (p[sizeof kScsi - 1] == '\0' || p[sizeof kScsi - 1] == '/');
 }
 
 // Returns the path to use: `p` itself, or the redirected one in `buf`;
-// nullptr (errno set) when the result does not fit.
+// nullptr (errno set) when there is no root or the result does not fit.
 const char *map_path(const char *p, char (&buf)[PATH_MAX])
 {
 	if (!redirected(p))
@@ -100,16 +112,17 @@ const char *map_path(const char *p, char (&buf)[PATH_MAX])
 	pthread_mutex_lock(&g_root_mu);
 	root_env_locked();
 	const char *out = p;
-	if (g_root_on) {
-		size_t a = strlen(g_root), b = strlen(p);
-		if (a + b + 1 > sizeof buf) {
-			errno = ENAMETOOLONG;
-			out = nullptr;
-		} else {
-			memcpy(buf, g_root, a);
-			memcpy(buf + a, p, b + 1);
-			out = buf;
-		}
+	const size_t a = strlen(g_root), b = strlen(p);
+	if (g_root_mode == Root::none) {
+		errno = EACCES;
+		out = nullptr;
+	} else if (g_root_mode == Root::dir && a + b + 1 > sizeof buf) {
+		errno = ENAMETOOLONG;
+		out = nullptr;
+	} else if (g_root_mode == Root::dir) {
+		memcpy(buf, g_root, a);
+		memcpy(buf + a, p, b + 1);
+		out = buf;
 	}
 	pthread_mutex_unlock(&g_root_mu);
 	return out;
@@ -266,27 +279,17 @@ void virtual_sleep(uint64_t ns)
 void set_root(const char *dir)
 {
 	pthread_mutex_lock(&g_root_mu);
-	g_root_env_read = true;
-	g_root_on = dir && *dir && strlen(dir) < sizeof g_root;
-	if (g_root_on) {
-		strcpy(g_root, dir);
-		// A trailing slash would double the one every mapped path starts with.
-		size_t n = strlen(g_root);
-		while (n > 1 && g_root[n - 1] == '/')
-			g_root[--n] = '\0';
-	}
+	set_root_locked(dir);
 	pthread_mutex_unlock(&g_root_mu);
 }
 
-bool root_dir(std::string &out)
+bool root_path(const char *path, std::string &out)
 {
-	pthread_mutex_lock(&g_root_mu);
-	root_env_locked();
-	bool on = g_root_on;
-	if (on)
-		out = g_root;
-	pthread_mutex_unlock(&g_root_mu);
-	return on;
+	char buf[PATH_MAX];
+	const char *p = map_path(path, buf);
+	if (p)
+		out = p;
+	return p != nullptr;
 }
 
 } // namespace qorsim

@@ -14,8 +14,9 @@ const param name_text{arg::text, "TEXT", "the name, at most 63 characters"};
 const param remote_wwn{arg::wwn, "RPWWN",
 		       "the remote port's WWN: 21:00:00:24:ff:00:00:01, 0x21000024ff000001 or 21000024ff000001"};
 const param reset{arg::flag, "--reset", "reset the counters instead of showing them"};
-const param partition{arg::partition, "PART[:INST]",
-		      "a partition by its name ('mxt flash list') and instance (default 0), e.g. fw or cfg:1"};
+const param partition{arg::partition, "PART",
+		      "a partition by its name ('mxt flash list'), with :INST for an instance other than 0, e.g. fw "
+		      "or cfg:1"};
 const param package{arg::text, "PKG", "the boot image package file"};
 
 } // namespace
@@ -85,7 +86,8 @@ const std::vector<command> &commands()
 		 .params = {adapter_no},
 		 .does = effect::acts,
 		 .run = adapter_switch<false>,
-		 .already = {QOR_STATUS_ADAPTER_DISABLED, QOR_STATUS_IOC_DISABLED}},
+		 .already = {QOR_STATUS_ADAPTER_DISABLED, QOR_STATUS_IOC_DISABLED},
+		 .probe = adapter_disabled},
 
 		{.path = "config show",
 		 .help = "the configuration file as the library would write it now",
@@ -101,12 +103,14 @@ const std::vector<command> &commands()
 		 .help = "enable a port (kept in the configuration)",
 		 .params = {port_ap},
 		 .does = effect::sets,
-		 .run = port_switch<true>},
+		 .run = port_switch<true>,
+		 .probe = port_is<true>},
 		{.path = "port disable",
 		 .help = "disable a port (kept in the configuration)",
 		 .params = {port_ap},
 		 .does = effect::sets,
-		 .run = port_switch<false>},
+		 .run = port_switch<false>,
+		 .probe = port_is<false>},
 		{.path = "port speed",
 		 .help = "set a port's speed (kept in the configuration)",
 		 .params = {port_ap,
@@ -128,7 +132,7 @@ const std::vector<command> &commands()
 		 .run = port_alpa},
 		{.path = "port frame-size",
 		 .help = "set a port's maximum frame size (kept in the configuration)",
-		 .params = {port_ap, {arg::number, "BYTES", "512, 1024, 2048 or 2112", {}, 0, 65535}},
+		 .params = {port_ap, {arg::number, "BYTES", frame_sizes, {}, 0, 65535}},
 		 .needs = side::fc,
 		 .does = effect::sets,
 		 .run = port_frame_size},
@@ -200,13 +204,15 @@ const std::vector<command> &commands()
 		 .params = {port_ap},
 		 .needs = side::fcoe,
 		 .does = effect::sets,
-		 .run = fcoe_switch<true>},
+		 .run = fcoe_switch<true>,
+		 .probe = port_is<true>},
 		{.path = "fcoe disable",
 		 .help = "disable an FCoE port (kept in the configuration)",
 		 .params = {port_ap},
 		 .needs = side::fcoe,
 		 .does = effect::sets,
-		 .run = fcoe_switch<false>},
+		 .run = fcoe_switch<false>,
+		 .probe = port_is<false>},
 
 		{.path = "flash list",
 		 .help = "the flash partitions of an adapter, with sizes, states and the versions of its images",
@@ -251,9 +257,7 @@ const std::vector<command> &commands()
 		 .run = boot_update},
 
 		{.path = "events",
-		 .help = "print the drivers' events: those queued now, or with --follow as they arrive (until "
-			 "interrupted). The command-line identity has no event queue reader, so this command runs "
-			 "under the test programs' identity (qor_aen_app_test) and reads that identity's queues",
+		 .help = "the drivers' events: those queued now, or with --follow as they arrive",
 		 .params = {{arg::flag, "--follow,-f",
 			     "keep running and print events as they arrive (JSON: one object a line)"},
 			    {arg::choice, "--kind", "only events of this kind", event_kinds()}},
