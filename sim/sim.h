@@ -127,6 +127,15 @@ struct Fault {
 	unsigned hits = 0;
 };
 
+// A fault (request or flash) that matched: one use of its count, one hit.
+template <class F> F *fault_hit(F &f)
+{
+	if (f.remaining > 0)
+		f.remaining--;
+	f.hits++;
+	return &f;
+}
+
 struct LogRec {
 	uint32_t code = 0;
 	int8_t drv = 0;

@@ -399,10 +399,7 @@ Fault *match_fault(Model &m, uint32_t key, int instance)
 			continue;
 		if (f.instance >= 0 && f.instance != instance)
 			continue;
-		if (f.remaining > 0)
-			f.remaining--;
-		f.hits++;
-		return &f;
+		return fault_hit(f);
 	}
 	return nullptr;
 }

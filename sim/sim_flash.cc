@@ -312,10 +312,7 @@ FlashFault *flash_fault(Flash &f, int kind, uint32_t type, uint32_t instance)
 		if (x.kind != kind || x.remaining == 0 || (x.type && x.type != type) ||
 		    (x.instance >= 0 && static_cast<uint32_t>(x.instance) != instance))
 			continue;
-		if (x.remaining > 0)
-			x.remaining--;
-		x.hits++;
-		return &x;
+		return fault_hit(x);
 	}
 	return nullptr;
 }

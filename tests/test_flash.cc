@@ -364,6 +364,35 @@ TEST_F(Flash, DamagedFlashFileIsNotUsed)
 	EXPECT_EQ(flash_get(kCard0, QOR_FLASH_PART_FWIMG, 0).substr(0, 4), "QXFW");
 }
 
+// The topology's flash keys: partition room, the boot code switch, the
+// latency on the virtual clock and a fault.
+TEST_F(Flash, TopologySetsRoomSwitchLatencyAndFaults)
+{
+	ASSERT_EQ(qorsim_load_topology(R"({"flash_latency": {"write_ms": 20, "erase_ms": 300},
+		"adapters": [{"serial": "QXF1", "flash": {"part_size": {"cfg": 64, "2": 4096}, "optrom_enabled": false},
+			      "functions": [{"type": "fc"}]}],
+		"faults": [{"flash": "write_fail", "adapter": 0, "part": "cfg", "status": "QOR_STATUS_HDMA_FAILED"}]})"),
+		  0)
+		<< qorsim_error();
+	ASSERT_EQ(qorl_adapter_scan(), 1);
+	qorl_t *q = qorl_ioc_open_idx(0);
+	ASSERT_NE(q, nullptr);
+	EXPECT_EQ(qorsim_flash_optrom_enabled(0), 0);
+	qor_flash_attr_t a{};
+	ASSERT_EQ(qorl_flash_get_attr(q, &a), QOR_STATUS_OK);
+	EXPECT_EQ(a.part[1].part_size, 4096u); // fw, by type number
+	EXPECT_EQ(a.part[2].part_size, 64u);   // cfg, by name
+	EXPECT_EQ(update_mem(q, QOR_FLASH_PART_FWCFG, 0, std::string(65, 'c')), QOR_STATUS_FLASH_BAD_LEN);
+	const uint64_t t0 = qorsim_now_ns();
+	EXPECT_EQ(update_mem(q, QOR_FLASH_PART_FWCFG, 0, std::string(64, 'c')), QOR_STATUS_HDMA_FAILED);
+	EXPECT_EQ(qorsim_now_ns() - t0, 20000000u);
+	EXPECT_EQ(update_mem(q, QOR_FLASH_PART_FWCFG, 0, std::string(64, 'c')), QOR_STATUS_OK) << "the fault was once";
+	EXPECT_EQ(flash_get(0, QOR_FLASH_PART_FWCFG, 0), std::string(64, 'c'));
+	const uint64_t t1 = qorsim_now_ns();
+	EXPECT_EQ(qorl_flash_erase_part(q, QOR_FLASH_PART_FWCFG, 0), QOR_STATUS_OK);
+	EXPECT_EQ(qorsim_now_ns() - t1, 300000000u);
+}
+
 TEST_F(Flash, NullController)
 {
 	qor_flash_attr_t a;
