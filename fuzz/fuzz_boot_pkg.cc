@@ -1,6 +1,7 @@
 // Fuzzes the boot package reader with whole package files (plain or
-// wrapped), then runs the option ROM fix-up over every option ROM a loaded
-// card names, as an update would.
+// wrapped) read from a stream, then runs the option ROM fix-up over every
+// option ROM a loaded card names, as an update would.
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -10,18 +11,29 @@ using namespace qorl::flash;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-	qorl_boot_pkg_t pkg{};
-	if (populate_flash_data(data, size, &pkg) != QOR_STATUS_OK) {
-		if (pkg.image_count || pkg.card_count || pkg.pimagefiledata || pkg.pcarddata)
+	// fmemopen takes no empty buffer; an empty stream is a temporary file.
+	FILE *fp = size ? fmemopen(const_cast<uint8_t *>(data), size, "rb") : std::tmpfile();
+	if (!fp)
+		return 0;
+	int image_count = -1, card_count = -1;
+	const qor_status_t st = populate_flash_data(fp, &image_count, &card_count);
+	std::fclose(fp);
+	if (st != QOR_STATUS_OK) {
+		if (image_count || card_count || pimagefiledata || pcarddata)
 			std::abort(); // a refused package leaves nothing behind
+		if (qorl_boot_pkg_free() != QOR_STATUS_OK)
+			std::abort();
 		return 0;
 	}
-	for (int c = 0; c < pkg.card_count; c++) {
-		const CARD_DATA_T &card = pkg.pcarddata[c];
+	const tables t = held_tables();
+	if (t.image_count != image_count || t.card_count != card_count)
+		std::abort();
+	for (int c = 0; c < card_count; c++) {
+		const CARD_DATA_T &card = pcarddata[c];
 		if (card.portcnt < 1 || !card.port)
 			std::abort();
 		for (const char *name : {card.option_rom_name, card.option_rom_2_name}) {
-			const IMAGEFILE_DATA_T *img = find_image(pkg, name);
+			const IMAGEFILE_DATA_T *img = find_image(t, name);
 			if (*name && !img)
 				std::abort(); // every named member is there
 			if (!img)
@@ -35,6 +47,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 			std::free(copy);
 		}
 	}
-	qorl_boot_pkg_free(&pkg);
+	// The tables are held until freed: a second load is refused meanwhile.
+	int ic = -1, cc = -1;
+	if (populate_flash_data(stdin, &ic, &cc) != QOR_STATUS_DEVBUSY || ic || cc)
+		std::abort();
+	if (qorl_boot_pkg_free() != QOR_STATUS_OK || pimagefiledata || pcarddata)
+		std::abort();
 	return 0;
 }

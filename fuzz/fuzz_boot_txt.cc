@@ -10,10 +10,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
 	std::string_view text(reinterpret_cast<const char *>(data), size);
 	(void)check_boot_code_version(text);
-	qorl_boot_pkg_t pkg{};
-	if (populate_card_data(text, pkg) == QOR_STATUS_OK) {
-		for (int i = 0; i < pkg.card_count; i++) {
-			const CARD_DATA_T &c = pkg.pcarddata[i];
+	int card_count = -1;
+	if (populate_card_data(text, card_count) == QOR_STATUS_OK) {
+		for (int i = 0; i < card_count; i++) {
+			const CARD_DATA_T &c = pcarddata[i];
 			if (c.portcnt < 1 || !c.port)
 				std::abort(); // a closed block always has its ports
 			for (const char *name : {c.firmware_name, c.option_rom_name, c.option_rom_2_name,
@@ -21,9 +21,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 				if (std::string_view(name).size() > 63)
 					std::abort();
 		}
-	} else if (pkg.pcarddata || pkg.card_count) {
+	} else if (pcarddata || card_count) {
 		std::abort();
 	}
-	qorl_boot_pkg_free(&pkg);
+	free_carddata(card_count);
 	return 0;
 }

@@ -2,9 +2,9 @@
 // and every kind of damaged archive or description it must refuse.
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -31,6 +31,8 @@ const char *const kBootTxt = "Version=2.3.0.0\n"
 			     "PXEOVL=pxe.bin\n"
 			     "UNKNOWN line is ignored\n";
 
+const std::string kHead = "Version=2.3.0.0\n";
+
 std::vector<qt::tar_member> members(const std::string &boot_txt = kBootTxt)
 {
 	return {{"boot.txt", boot_txt},         {"fw.bin", std::string(700, 'F')},
@@ -40,32 +42,55 @@ std::vector<qt::tar_member> members(const std::string &boot_txt = kBootTxt)
 		{"pxe.bin", std::string(512, 'P')}};
 }
 
+// The package tables loaded in a test, freed at its end.
 struct pkg_guard {
-	qorl_boot_pkg_t pkg{};
-	~pkg_guard() { qorl_boot_pkg_free(&pkg); }
+	int images = -1, cards = -1;
+	~pkg_guard() { EXPECT_EQ(qorl_boot_pkg_free(), QOR_STATUS_OK); }
 };
 
-qor_status_t load(const std::string &bytes, qorl_boot_pkg_t &pkg)
+// A temporary file holding the bytes, left positioned at its end: the
+// reader starts from the beginning of a stream it can seek.
+FILE *stream_of(const std::string &bytes)
 {
-	return populate_flash_data(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size(), &pkg);
+	FILE *f = std::tmpfile();
+	if (f && !bytes.empty())
+		(void)!std::fwrite(bytes.data(), 1, bytes.size(), f);
+	return f;
 }
 
-std::string image(const qorl_boot_pkg_t &pkg, int i)
+qor_status_t load(const std::string &bytes, pkg_guard &g)
 {
-	return std::string(reinterpret_cast<const char *>(pkg.pimagefiledata[i].ibuf), pkg.pimagefiledata[i].isize);
+	FILE *f = stream_of(bytes);
+	if (!f)
+		return QOR_STATUS_MAX_VAL;
+	qor_status_t st = populate_flash_data(f, &g.images, &g.cards);
+	std::fclose(f);
+	return st;
 }
 
-void expect_default_tables(const qorl_boot_pkg_t &pkg)
+std::string image(int i)
+{
+	const IMAGEFILE_DATA_T *m = qorl_boot_pkg_image(i);
+	return m ? std::string(reinterpret_cast<const char *>(m->ibuf), m->isize) : "<none>";
+}
+
+void expect_default_tables(const pkg_guard &g)
 {
 	auto ms = members();
-	ASSERT_EQ(pkg.image_count, (int)ms.size());
+	ASSERT_EQ(g.images, (int)ms.size());
 	for (size_t i = 0; i < ms.size(); i++) {
-		EXPECT_STREQ(pkg.pimagefiledata[i].iname, ms[i].name.c_str());
-		EXPECT_EQ(image(pkg, (int)i), ms[i].data) << ms[i].name;
-		EXPECT_EQ(pkg.pimagefiledata[i].ialloc, QOR_TRUE);
+		const IMAGEFILE_DATA_T *m = qorl_boot_pkg_image((int)i);
+		ASSERT_NE(m, nullptr) << i;
+		EXPECT_STREQ(m->iname, ms[i].name.c_str());
+		EXPECT_EQ(image((int)i), ms[i].data) << ms[i].name;
+		EXPECT_EQ(m->ialloc, QOR_TRUE);
 	}
-	ASSERT_EQ(pkg.card_count, 2);
-	const CARD_DATA_T &a = pkg.pcarddata[0], &b = pkg.pcarddata[1];
+	EXPECT_EQ(qorl_boot_pkg_image((int)ms.size()), nullptr);
+	EXPECT_EQ(qorl_boot_pkg_image(-1), nullptr);
+	ASSERT_EQ(g.cards, 2);
+	ASSERT_NE(qorl_boot_pkg_card(1), nullptr);
+	EXPECT_EQ(qorl_boot_pkg_card(2), nullptr);
+	const CARD_DATA_T &a = *qorl_boot_pkg_card(0), &b = *qorl_boot_pkg_card(1);
 	EXPECT_EQ(a.card_type, 612u);
 	EXPECT_STREQ(a.firmware_name, "fw.bin"); // blanks around "=" left out
 	EXPECT_STREQ(a.option_rom_name, "rom.bin"); // carriage return left out
@@ -87,57 +112,79 @@ void expect_default_tables(const qorl_boot_pkg_t &pkg)
 TEST(BootPackage, PlainArchive)
 {
 	pkg_guard g;
-	ASSERT_EQ(load(qt::make_tar(members()), g.pkg), QOR_STATUS_OK);
-	expect_default_tables(g.pkg);
+	ASSERT_EQ(load(qt::make_tar(members()), g), QOR_STATUS_OK);
+	expect_default_tables(g);
 }
 
 TEST(BootPackage, WrappedInOuterArchive)
 {
 	pkg_guard g;
 	std::string outer = qt::make_tar({{"package.tar", qt::make_tar(members())}, {"notes.txt", "outer"}});
-	ASSERT_EQ(load(outer, g.pkg), QOR_STATUS_OK);
-	expect_default_tables(g.pkg);
+	ASSERT_EQ(load(outer, g), QOR_STATUS_OK);
+	expect_default_tables(g);
 }
 
-// A wrapped package file is unwrapped in memory: the working directory
-// gets no temporary file.
-TEST(BootPackage, FileLoadWritesNothing)
+// A stream that cannot seek is read from where it stands.
+TEST(BootPackage, FromAPipe)
 {
-	std::string dir = qt::make_temp_dir();
-	char old[4096];
-	ASSERT_TRUE(getcwd(old, sizeof old));
-	std::string pkgfile = dir + "/pkg.tar";
-	qt::write_file(pkgfile, qt::make_tar({{"inner.tar", qt::make_tar(members())}}));
-	ASSERT_EQ(chdir(dir.c_str()), 0);
+	const std::string bytes = qt::make_tar(members());
+	ASSERT_LT(bytes.size(), 65536u); // fits the pipe's buffer
+	int fds[2];
+	ASSERT_EQ(pipe(fds), 0);
+	ASSERT_EQ(write(fds[1], bytes.data(), bytes.size()), (ssize_t)bytes.size());
+	close(fds[1]);
+	FILE *f = fdopen(fds[0], "rb");
+	ASSERT_NE(f, nullptr);
 	pkg_guard g;
-	qor_status_t st = qorl_boot_pkg_load("pkg.tar", &g.pkg);
-	std::vector<std::string> names;
-	if (DIR *d = opendir(".")) {
-		while (dirent *e = readdir(d))
-			if (std::strcmp(e->d_name, ".") && std::strcmp(e->d_name, ".."))
-				names.push_back(e->d_name);
-		closedir(d);
+	EXPECT_EQ(populate_flash_data(f, &g.images, &g.cards), QOR_STATUS_OK);
+	std::fclose(f);
+	expect_default_tables(g);
+}
+
+// The tables are one per process: a package is held until it is freed, and
+// a second load meanwhile is refused without touching it.
+TEST(BootPackage, OnePackageAtATime)
+{
+	{
+		pkg_guard g;
+		ASSERT_EQ(load(qt::make_tar(members()), g), QOR_STATUS_OK);
+		FILE *f = stream_of(qt::make_tar({{"boot.txt", kHead}}));
+		ASSERT_NE(f, nullptr);
+		int images = -1, cards = -1;
+		EXPECT_EQ(populate_flash_data(f, &images, &cards), QOR_STATUS_DEVBUSY);
+		std::fclose(f);
+		EXPECT_EQ(images, 0);
+		EXPECT_EQ(cards, 0);
+		expect_default_tables(g);
 	}
-	ASSERT_EQ(chdir(old), 0);
-	qt::remove_tree(dir);
-	ASSERT_EQ(st, QOR_STATUS_OK);
-	expect_default_tables(g.pkg);
-	EXPECT_EQ(names, std::vector<std::string>{"pkg.tar"});
+	EXPECT_EQ(qorl_boot_pkg_image(0), nullptr);
+	EXPECT_EQ(qorl_boot_pkg_card(0), nullptr);
+	EXPECT_EQ(qorl_boot_pkg_free(), QOR_STATUS_OK) << "nothing held";
+	pkg_guard g;
+	EXPECT_EQ(load(qt::make_tar(members()), g), QOR_STATUS_OK);
 }
 
-TEST(BootPackage, FileThatCannotBeOpened)
+// A stream open only for writing cannot be read.
+TEST(BootPackage, StreamThatCannotBeRead)
 {
+	FILE *f = std::fopen("/dev/null", "w");
+	ASSERT_NE(f, nullptr);
 	pkg_guard g;
-	EXPECT_EQ(qorl_boot_pkg_load("/nonexistent/pkg.tar", &g.pkg), QOR_STATUS_FAILED);
-	EXPECT_EQ(qorl_boot_pkg_load(nullptr, &g.pkg), QOR_STATUS_FAILED);
-	EXPECT_EQ(g.pkg.image_count, 0);
+	EXPECT_EQ(populate_flash_data(f, &g.images, &g.cards), QOR_STATUS_FAILED);
+	std::fclose(f);
+	EXPECT_EQ(qorl_boot_pkg_image(0), nullptr);
 }
 
 TEST(BootPackage, TooLarge)
 {
-	std::vector<uint8_t> big(QORL_BOOT_PKG_MAX_SIZE + 1);
+	FILE *f = stream_of(qt::make_tar(members()));
+	ASSERT_NE(f, nullptr);
+	// Past the limit by one byte; the hole reads as zeros.
+	ASSERT_EQ(std::fseek(f, QORL_BOOT_PKG_MAX_SIZE, SEEK_SET), 0);
+	ASSERT_EQ(std::fputc(0, f), 0);
 	pkg_guard g;
-	EXPECT_EQ(populate_flash_data(big.data(), big.size(), &g.pkg), QOR_STATUS_BAD_FILE);
+	EXPECT_EQ(populate_flash_data(f, &g.images, &g.cards), QOR_STATUS_BAD_FILE);
+	std::fclose(f);
 }
 
 // A member of size 0 still counts, and the next header follows one block later.
@@ -145,10 +192,10 @@ TEST(BootPackage, EmptyMemberCounts)
 {
 	pkg_guard g;
 	std::string t = qt::make_tar(members());
-	ASSERT_EQ(load(t, g.pkg), QOR_STATUS_OK);
-	EXPECT_STREQ(g.pkg.pimagefiledata[2].iname, "empty.bin");
-	EXPECT_EQ(g.pkg.pimagefiledata[2].isize, 0);
-	EXPECT_STREQ(g.pkg.pimagefiledata[3].iname, "rom.bin");
+	ASSERT_EQ(load(t, g), QOR_STATUS_OK);
+	EXPECT_STREQ(qorl_boot_pkg_image(2)->iname, "empty.bin");
+	EXPECT_EQ(qorl_boot_pkg_image(2)->isize, 0);
+	EXPECT_STREQ(qorl_boot_pkg_image(3)->iname, "rom.bin");
 }
 
 // A second CARDTYPE in an open block starts that card over; blank-only
@@ -157,11 +204,12 @@ TEST(BootPackage, CardTypeRestartsOpenBlock)
 {
 	pkg_guard g;
 	std::string txt = "Version=2.3.0.0\nCARDTYPE=611\nFIRMWARE=fw.bin\nCARDTYPE=621\nOPTROM=rom.bin\n\n";
-	ASSERT_EQ(load(qt::make_tar({{"boot.txt", txt}, {"fw.bin", "f"}, {"rom.bin", "r"}}), g.pkg), QOR_STATUS_OK);
-	ASSERT_EQ(g.pkg.card_count, 1);
-	EXPECT_EQ(g.pkg.pcarddata[0].card_type, 621u);
-	EXPECT_STREQ(g.pkg.pcarddata[0].firmware_name, "");
-	EXPECT_STREQ(g.pkg.pcarddata[0].option_rom_name, "rom.bin");
+	ASSERT_EQ(load(qt::make_tar({{"boot.txt", txt}, {"fw.bin", "f"}, {"rom.bin", "r"}}), g), QOR_STATUS_OK);
+	ASSERT_EQ(g.cards, 1);
+	const CARD_DATA_T &c = *qorl_boot_pkg_card(0);
+	EXPECT_EQ(c.card_type, 621u);
+	EXPECT_STREQ(c.firmware_name, "");
+	EXPECT_STREQ(c.option_rom_name, "rom.bin");
 }
 
 struct refusal {
@@ -182,7 +230,6 @@ std::string spoil_member(size_t i, qt::tar_spoil s)
 	return qt::make_tar(ms);
 }
 
-const std::string kHead = "Version=2.3.0.0\n";
 
 const refusal refusals[] = {
 	// archive
@@ -259,11 +306,14 @@ TEST_P(BootPackageRefusal, RefusedAndEmpty)
 {
 	pkg_guard g;
 	std::string bytes = GetParam().bytes();
-	EXPECT_EQ(load(bytes, g.pkg), GetParam().status);
-	EXPECT_EQ(g.pkg.image_count, 0);
-	EXPECT_EQ(g.pkg.card_count, 0);
-	EXPECT_EQ(g.pkg.pimagefiledata, nullptr);
-	EXPECT_EQ(g.pkg.pcarddata, nullptr);
+	EXPECT_EQ(load(bytes, g), GetParam().status);
+	EXPECT_EQ(g.images, 0);
+	EXPECT_EQ(g.cards, 0);
+	EXPECT_EQ(qorl_boot_pkg_image(0), nullptr);
+	EXPECT_EQ(qorl_boot_pkg_card(0), nullptr);
+	// Nothing is held after a refusal: the next package loads.
+	pkg_guard next;
+	EXPECT_EQ(load(qt::make_tar(members()), next), QOR_STATUS_OK);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, BootPackageRefusal, ::testing::ValuesIn(refusals),
@@ -284,10 +334,14 @@ TEST(BootPackage, NumberHelpers)
 
 TEST(BootPackage, NullArguments)
 {
-	EXPECT_EQ(populate_flash_data(nullptr, 0, nullptr), QOR_STATUS_EINVAL);
-	pkg_guard g;
-	EXPECT_EQ(populate_flash_data(nullptr, 10, &g.pkg), QOR_STATUS_BAD_FILE);
-	qorl_boot_pkg_free(nullptr);
+	int images = -1, cards = -1;
+	EXPECT_EQ(populate_flash_data(nullptr, &images, &cards), QOR_STATUS_EINVAL);
+	FILE *f = stream_of(qt::make_tar(members()));
+	ASSERT_NE(f, nullptr);
+	EXPECT_EQ(populate_flash_data(f, nullptr, &cards), QOR_STATUS_EINVAL);
+	EXPECT_EQ(populate_flash_data(f, &images, nullptr), QOR_STATUS_EINVAL);
+	std::fclose(f);
+	EXPECT_EQ(qorl_boot_pkg_image(0), nullptr);
 }
 
 } // namespace

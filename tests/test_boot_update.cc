@@ -3,7 +3,12 @@
 // results in the mask, the err_code table and the progress records.
 #include <gtest/gtest.h>
 
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -13,7 +18,7 @@
 #include "qorl_adapter.h"
 #include "qorl_boot.h"
 #include "qorl_flash.h"
-#include "qorl_flash_int.h"
+#include "defs/qor_defs_card.h"
 #include "qorl_ioc.h"
 #include "testutil.h"
 
@@ -315,9 +320,18 @@ TEST_F(BootUpdate, OemAdapterVpd)
 	EXPECT_EQ(w[2], (std::pair<uint32_t, int>{QOR_FLASH_PART_VPD, 0}));
 	std::string vpd = vpd_of(0);
 	ASSERT_EQ(vpd.size(), 512u);
-	const auto &t = qorl::flash::oem_vpd_template();
-	EXPECT_EQ(vpd.substr(0, 201), std::string(t.begin(), t.begin() + 201));
+	// The template: identifier string, VPD-R and its keywords in their places.
+	EXPECT_EQ(vpd.substr(0, 3), std::string("\x82\x80\0", 3));
+	EXPECT_EQ(vpd.substr(3, sizeof QOR_OEM_VPD_PRODUCT_NAME - 1), QOR_OEM_VPD_PRODUCT_NAME);
+	EXPECT_EQ(vpd.substr(131, 3), std::string("\x90\xec\0", 3));
+	EXPECT_EQ(vpd.substr(134, 4), "V0\x10\x23");
+	EXPECT_EQ(vpd.substr(153, 3 + sizeof QOR_OEM_VPD_PART_NUMBER - 1), "PN\x10" QOR_OEM_VPD_PART_NUMBER);
+	EXPECT_EQ(vpd.substr(191, 7), "MN\x04" QOR_OEM_VPD_MFR_CODE);
+	EXPECT_EQ(vpd.substr(198, 3), "SN\x10");
 	EXPECT_EQ(vpd.substr(201, 12), std::string("HXS00000001\0", 12));
+	EXPECT_EQ(vpd.substr(320, 6), "V7+DCM");
+	EXPECT_EQ(vpd.substr(366, 3), "RV\x01");
+	EXPECT_EQ(vpd[370], '\x78');
 	EXPECT_EQ(vpd.substr(241, 14), "FFV03.03.00.00");
 	EXPECT_EQ(vpd.substr(326, 40), QOR_OEM_VPD_CAPABILITY);
 	EXPECT_TRUE(qt::sums_to_zero(vpd, 0, 370));
@@ -331,34 +345,136 @@ TEST_F(BootUpdate, OemAdapterVpd)
 	EXPECT_EQ(writes().at(2), (std::pair<uint32_t, int>{QOR_FLASH_PART_VPD, 0}));
 }
 
-// Updates of all adapters in one process run one at a time.
-TEST_F(BootUpdate, SecondAllAdaptersUpdateIsBusy)
+// The package tables are one per process: while an update of one adapter
+// or of all holds them, every other update, load or free is busy and
+// touches nothing.
+TEST_F(BootUpdate, OneUpdateAtATime)
 {
 	scan(2);
-	qorsim_flash_hold(1);
-	std::atomic<qor_status_t> first{QOR_STATUS_MAX_VAL};
-	std::thread t([&] { first = update_all(); });
-	while (qorsim_flash_held() == 0)
-		std::this_thread::yield();
+	qorl_t *fc0 = qorl_ioc_open_idx(0);
+	for (bool all : {true, false}) {
+		SCOPED_TRACE(all ? "all adapters first" : "one adapter first");
+		mask_ = 0;
+		qorsim_flash_hold(1);
+		std::atomic<qor_status_t> first{QOR_STATUS_MAX_VAL};
+		std::thread t([&] { first = all ? update_all() : qorl_boot_fwupdate(fc0, pkg_.c_str(), 0, nullptr, nullptr); });
+		while (qorsim_flash_held() == 0)
+			std::this_thread::yield();
+		uint16_t mask = 0x7777;
+		qor_status_t err[16];
+		EXPECT_EQ(qorl_boot_fwupdate(nullptr, pkg_.c_str(), 0, &mask, err), QOR_STATUS_DEVBUSY);
+		EXPECT_EQ(err[0], QOR_STATUS_DEVBUSY);
+		EXPECT_EQ(err[15], QOR_STATUS_DEVBUSY);
+		EXPECT_EQ(mask, 0x7777);
+		err[3] = QOR_STATUS_OK;
+		EXPECT_EQ(qorl_boot_fwupdate(qorl_ioc_open_idx(2), pkg_.c_str(), 0, &mask, err), QOR_STATUS_DEVBUSY);
+		EXPECT_EQ(err[3], QOR_STATUS_DEVBUSY);
+		FILE *f = std::fopen(pkg_.c_str(), "rb");
+		ASSERT_NE(f, nullptr);
+		int images = -1, cards = -1;
+		EXPECT_EQ(populate_flash_data(f, &images, &cards), QOR_STATUS_DEVBUSY);
+		std::fclose(f);
+		EXPECT_EQ(images, 0);
+		EXPECT_EQ(qorl_boot_pkg_free(), QOR_STATUS_DEVBUSY) << "the update's tables are not the caller's";
+		EXPECT_EQ(qorl_boot_pkg_image(0), nullptr);
+		EXPECT_EQ(qorl_boot_flash_data(fc0, 0x13, 612, 0, 0), QOR_STATUS_DEVBUSY);
+		EXPECT_EQ(qorl_update_adapter_thread(&mask, err, 0, 0), QOR_STATUS_DEVBUSY);
+		qorsim_flash_hold(0);
+		t.join();
+		EXPECT_EQ(first.load(), QOR_STATUS_OK);
+		EXPECT_EQ(mask_, all ? 0x3 : 0);
+	}
+	// The update freed its tables: a caller's package loads.
+	FILE *f = std::fopen(pkg_.c_str(), "rb");
+	ASSERT_NE(f, nullptr);
+	int images = 0, cards = 0;
+	EXPECT_EQ(populate_flash_data(f, &images, &cards), QOR_STATUS_OK);
+	std::fclose(f);
+	EXPECT_EQ(qorl_boot_pkg_free(), QOR_STATUS_OK);
+}
+
+// The designed steps one by one: load the package, then update with the
+// counts it gave. The package stays held until freed.
+TEST_F(BootUpdate, LoadedPackageThenUpdate)
+{
+	scan(2);
+	qorl_t *fc0 = qorl_ioc_open_idx(0);
+	FILE *f = std::fopen(pkg_.c_str(), "rb");
+	ASSERT_NE(f, nullptr);
+	int images = 0, cards = 0;
+	ASSERT_EQ(populate_flash_data(f, &images, &cards), QOR_STATUS_OK);
+	std::fclose(f);
+	EXPECT_EQ(images, 7);
+	EXPECT_EQ(cards, 5);
+	// Counts beyond the package are refused before anything is sent.
+	EXPECT_EQ(qorl_boot_flash_data(fc0, 0x13, 612, images + 1, cards), QOR_STATUS_EINVAL);
+	EXPECT_EQ(qorl_boot_flash_data(fc0, 0x13, 612, images, -1), QOR_STATUS_EINVAL);
 	uint16_t mask = 0x7777;
 	qor_status_t err[16];
-	EXPECT_EQ(qorl_boot_fwupdate(nullptr, pkg_.c_str(), 0, &mask, err), QOR_STATUS_DEVBUSY);
-	EXPECT_EQ(err[0], QOR_STATUS_DEVBUSY);
-	EXPECT_EQ(err[15], QOR_STATUS_DEVBUSY);
+	EXPECT_EQ(qorl_update_adapter_thread(&mask, err, images, cards + 1), QOR_STATUS_EINVAL);
 	EXPECT_EQ(mask, 0x7777);
-	qorl_boot_pkg_t pkg{};
-	ASSERT_EQ(qorl_boot_pkg_load(pkg_.c_str(), &pkg), QOR_STATUS_OK);
-	EXPECT_EQ(qorl_update_adapter_thread(&mask, err, &pkg, 0), QOR_STATUS_DEVBUSY);
-	// One controller is no all-adapters update.
+	EXPECT_EQ(writes().size(), 0u);
+	// Fewer cards than the package has: the 612 card is the second.
+	EXPECT_EQ(qorl_boot_flash_data(fc0, 0x13, 612, images, 1), QOR_STATUS_CARDTYPE_MISSING);
+	ASSERT_EQ(qorl_boot_flash_data(fc0, 0x13, 612, images, cards), QOR_STATUS_OK);
+	EXPECT_EQ(flash_get(0, QOR_FLASH_PART_FWIMG, 0), kFw);
+	// A package held by a caller is no update's.
+	EXPECT_EQ(qorl_boot_fwupdate(nullptr, pkg_.c_str(), 0, &mask, err), QOR_STATUS_DEVBUSY);
+
+	// Every adapter, each with its own device ID; a second such run while
+	// one is under way is busy, a single adapter is not.
+	qorsim_log_clear();
+	qorsim_flash_hold(1);
+	std::atomic<qor_status_t> first{QOR_STATUS_MAX_VAL};
+	std::thread t([&] { first = qorl_update_adapter_thread(&mask, err, images, cards); });
+	while (qorsim_flash_held() == 0)
+		std::this_thread::yield();
+	uint16_t mask2 = 0x7777;
+	qor_status_t err2[16];
+	EXPECT_EQ(qorl_update_adapter_thread(&mask2, err2, images, cards), QOR_STATUS_DEVBUSY);
+	EXPECT_EQ(mask2, 0x7777);
+	EXPECT_EQ(qorl_boot_flash_data(fc0, 0x13, 624, images, cards), QOR_STATUS_CARDTYPE_MISSING);
+	EXPECT_EQ(qorl_boot_pkg_free(), QOR_STATUS_DEVBUSY) << "freed under a running update";
 	qorsim_flash_hold(0);
 	t.join();
 	EXPECT_EQ(first.load(), QOR_STATUS_OK);
-	EXPECT_EQ(mask_, 0x3);
-	// Once it is over, the next one runs.
-	EXPECT_EQ(qorl_update_adapter_thread(&mask, err, &pkg, 0), QOR_STATUS_OK);
 	EXPECT_EQ(mask, 0x3);
-	EXPECT_EQ(qorl_update_adapter_thread(&mask, err, &pkg, 0x99), QOR_STATUS_INVALID_DEVID);
-	qorl_boot_pkg_free(&pkg);
+	EXPECT_EQ(err[0], QOR_STATUS_OK);
+	EXPECT_EQ(err[1], QOR_STATUS_OK);
+	EXPECT_EQ(err[2], QOR_STATUS_FAILED);
+	EXPECT_EQ(qt::le16_at(unswapped_rom(1), qt::kRomPcir + 6), 0x14);
+	EXPECT_EQ(qorl_boot_pkg_free(), QOR_STATUS_OK);
+	EXPECT_EQ(qorl_boot_pkg_image(0), nullptr);
+	EXPECT_EQ(qorl_boot_pkg_card(0), nullptr);
+	// With nothing held, an update with no tables finds no card.
+	EXPECT_EQ(qorl_boot_flash_data(fc0, 0x13, 612, 0, 0), QOR_STATUS_CARDTYPE_MISSING);
+	EXPECT_EQ(qorl_boot_flash_data(nullptr, 0x13, 612, 0, 0), QOR_STATUS_EINVAL);
+}
+
+// A wrapped package is unwrapped in memory: the working directory gets no
+// temporary file.
+TEST_F(BootUpdate, WrappedPackageLeavesNoFileBehind)
+{
+	scan(2);
+	const std::string dir = root_path("/work");
+	ASSERT_EQ(mkdir(dir.c_str(), 0700), 0);
+	write_package(qt::make_tar({{"inner.tar", package()}, {"notes.txt", "outer"}}));
+	char old[4096];
+	ASSERT_TRUE(getcwd(old, sizeof old));
+	ASSERT_EQ(chdir(dir.c_str()), 0);
+	const qor_status_t st = update_all();
+	ASSERT_EQ(chdir(old), 0);
+	EXPECT_EQ(st, QOR_STATUS_OK);
+	EXPECT_EQ(mask_, 0x3);
+	EXPECT_EQ(flash_get(1, QOR_FLASH_PART_FWIMG, 0), kFw);
+	std::vector<std::string> names;
+	if (DIR *d = opendir(dir.c_str())) {
+		while (dirent *e = readdir(d))
+			if (std::strcmp(e->d_name, ".") && std::strcmp(e->d_name, ".."))
+				names.push_back(e->d_name);
+		closedir(d);
+	}
+	EXPECT_EQ(names, std::vector<std::string>{});
 }
 
 // Sixteen cards at once, watched from this thread while the workers run.

@@ -1,10 +1,8 @@
-// Boot image packages from files, and the boot flash update of one adapter.
-#include <algorithm>
-#include <cerrno>
+// The boot flash update: a package file loaded into the module-wide tables
+// and written to one adapter, or to all of them.
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include "qorl_boot.h"
 #include "qorl_flash.h"
@@ -14,51 +12,6 @@
 
 namespace qorl::flash {
 namespace {
-
-// The whole file in one heap block. A package is read once, in memory: an
-// outer archive is unwrapped there, never through a file of its own.
-qor_status_t read_package_file(const char *path, heap_ptr<uint8_t> &out, size_t &size)
-{
-	if (!path)
-		return QOR_STATUS_FAILED;
-	int fd = open(path, O_RDONLY | O_CLOEXEC);
-	if (fd < 0)
-		return QOR_STATUS_FAILED;
-	// One byte beyond the limit tells a package that is too large.
-	constexpr size_t limit = QORL_BOOT_PKG_MAX_SIZE + 1;
-	size_t cap = 0;
-	size = 0;
-	qor_status_t st = QOR_STATUS_OK;
-	for (;;) {
-		if (size == cap) {
-			if (cap == limit) {
-				st = QOR_STATUS_BAD_FILE;
-				break;
-			}
-			size_t ncap = std::min(limit, cap ? cap * 2 : size_t{1} << 16);
-			auto *p = static_cast<uint8_t *>(std::realloc(out.get(), ncap));
-			if (!p) {
-				st = QOR_STATUS_ENOMEM;
-				break;
-			}
-			(void)out.release();
-			out.reset(p);
-			cap = ncap;
-		}
-		ssize_t n = read(fd, out.get() + size, cap - size);
-		if (n < 0 && errno == EINTR)
-			continue;
-		if (n < 0) {
-			st = QOR_STATUS_FAILED;
-			break;
-		}
-		if (n == 0)
-			break;
-		size += static_cast<size_t>(n);
-	}
-	close(fd);
-	return st;
-}
 
 // A working copy of a member: option ROMs and overlays are changed before
 // they are written, and the package stays as loaded for the other workers.
@@ -103,8 +56,8 @@ constexpr struct {
 
 class adapter_update {
 public:
-	adapter_update(qorl_t *q, uint16_t devid, const qorl_boot_pkg_t &pkg, progress_writer &prog)
-		: q_(q), devid_(devid), pkg_(pkg), prog_(prog)
+	adapter_update(qorl_t *q, uint16_t devid, const tables &t, progress_writer &prog)
+		: q_(q), devid_(devid), t_(t), prog_(prog)
 	{
 		ver_.reset();
 	}
@@ -115,15 +68,15 @@ public:
 		if (st != QOR_STATUS_OK)
 			return st;
 		const CARD_DATA_T *card = nullptr;
-		for (int i = 0; i < pkg_.card_count && !card; i++)
-			if (pkg_.pcarddata[i].card_type == cardtype)
-				card = &pkg_.pcarddata[i];
+		for (int i = 0; i < t_.card_count && !card; i++)
+			if (t_.cards[i].card_type == cardtype)
+				card = &t_.cards[i];
 		if (!card)
 			return QOR_STATUS_CARDTYPE_MISSING;
 		oem_ = is_oem_model(attr_.adapter_attr.model_descr, sizeof attr_.adapter_attr.model_descr);
 		prog_.total(total_bytes(*card));
 		for (const auto &p : plan) {
-			const IMAGEFILE_DATA_T *img = find_image(pkg_, image_name(*card, p.k));
+			const IMAGEFILE_DATA_T *img = find_image(t_, image_name(*card, p.k));
 			if (!img)
 				continue;
 			st = write_image(*card, p.k, p.type, *img);
@@ -138,9 +91,9 @@ private:
 	{
 		uint64_t n = 0;
 		for (const auto &p : plan)
-			if (const IMAGEFILE_DATA_T *img = find_image(pkg_, image_name(card, p.k)))
+			if (const IMAGEFILE_DATA_T *img = find_image(t_, image_name(card, p.k)))
 				n += static_cast<uint64_t>(img->isize) * (p.k == kind::fwcfg ? card.portcnt : 1);
-		if (oem_ && find_image(pkg_, card.option_rom_name))
+		if (oem_ && find_image(t_, card.option_rom_name))
 			n += kVpdSize;
 		return n;
 	}
@@ -189,7 +142,7 @@ private:
 
 	qorl_t *q_;
 	uint16_t devid_;
-	const qorl_boot_pkg_t &pkg_;
+	const tables &t_;
 	progress_writer &prog_;
 	qor_ioc_attr_t attr_{};
 	fwver ver_; // this adapter's own: workers never share it
@@ -201,11 +154,13 @@ template <class T> void store(T &field, T v)
 	__atomic_store_n(&field, v, __ATOMIC_RELEASE);
 }
 
-void fill_err_code(qor_status_t *err_code, qor_status_t st)
+// A failure before flashing: the status in every err_code entry.
+qor_status_t fail_all(qor_status_t *err_code, qor_status_t st)
 {
 	if (err_code)
 		for (int i = 0; i < QORL_BOOT_MAX_ADAPTERS; i++)
 			err_code[i] = st;
+	return st;
 }
 
 } // namespace
@@ -262,10 +217,9 @@ qor_status_t progress_writer::done(qor_status_t st)
 	return st;
 }
 
-qor_status_t boot_flash_data(qorl_t *q, uint16_t devid, uint32_t cardtype, const qorl_boot_pkg_t &pkg,
-			     progress_writer &prog)
+qor_status_t boot_flash_data(qorl_t *q, uint16_t devid, uint32_t cardtype, const tables &t, progress_writer &prog)
 {
-	adapter_update u(q, devid, pkg, prog);
+	adapter_update u(q, devid, t, prog);
 	return prog.done(u.run(cardtype));
 }
 
@@ -275,38 +229,22 @@ using namespace qorl::flash;
 
 extern "C" {
 
-qor_status_t qorl_boot_pkg_load(const char *path, qorl_boot_pkg_t *pkg)
+qor_status_t qorl_boot_flash_data(qorl_t *qorl, uint16_t devid, uint32_t cardtype, int image_count, int card_count)
 {
-	if (!pkg)
+	if (!qorl)
 		return QOR_STATUS_EINVAL;
-	*pkg = qorl_boot_pkg_t{};
-	qorl::heap_ptr<uint8_t> file;
-	size_t size = 0;
-	qor_status_t st = read_package_file(path, file, size);
-	if (st != QOR_STATUS_OK)
-		return st;
-	return populate_flash_data(file.get(), size, pkg);
-}
-
-qor_status_t qorl_boot_flash_data(qorl_t *qorl, uint16_t devid, uint32_t cardtype, const qorl_boot_pkg_t *pkg)
-{
-	if (!qorl || !pkg)
-		return QOR_STATUS_EINVAL;
+	table_use use(image_count, card_count, false);
+	if (use.status() != QOR_STATUS_OK)
+		return use.status();
 	progress_writer none(nullptr);
-	return boot_flash_data(qorl, devid, cardtype, *pkg, none);
+	return boot_flash_data(qorl, devid, cardtype, use.view(), none);
 }
 
 qor_status_t qorl_boot_fwupdate_progress(qorl_t *qorl, const char *fwimgfile, uint16_t devid, uint16_t *status,
 					 qor_status_t *err_code, qorl_boot_progress_t *progress)
 {
-	if (devid != 0 && !devid_accepted(devid)) {
-		fill_err_code(err_code, QOR_STATUS_INVALID_DEVID);
-		return QOR_STATUS_INVALID_DEVID;
-	}
-	if (!qorl && !claim_all_adapters()) {
-		fill_err_code(err_code, QOR_STATUS_DEVBUSY);
-		return QOR_STATUS_DEVBUSY;
-	}
+	if (devid != 0 && !devid_accepted(devid))
+		return fail_all(err_code, QOR_STATUS_INVALID_DEVID);
 	uint32_t cardtype = 0;
 	if (qorl) {
 		qor_ioc_attr_t attr{};
@@ -317,20 +255,24 @@ qor_status_t qorl_boot_fwupdate_progress(qorl_t *qorl, const char *fwimgfile, ui
 			cardtype = attr.adapter_attr.card_type;
 		}
 	}
-	qorl_boot_pkg_t pkg{};
-	qor_status_t st = qorl_boot_pkg_load(fwimgfile, &pkg);
+	// The tables are the process's: this update has them from the load to its end.
+	if (qor_status_t st = take_tables(holder::update); st != QOR_STATUS_OK)
+		return fail_all(err_code, st);
+	FILE *fp = fwimgfile ? std::fopen(fwimgfile, "rbe") : nullptr;
+	int image_count = 0, card_count = 0;
+	qor_status_t st = fp ? load_tables(fp, image_count, card_count) : QOR_STATUS_FAILED;
+	if (fp)
+		std::fclose(fp);
 	if (st != QOR_STATUS_OK) {
-		fill_err_code(err_code, st);
+		fail_all(err_code, st);
 	} else if (qorl) {
 		progress_writer prog(progress);
 		prog.start(0);
-		st = boot_flash_data(qorl, devid, cardtype, pkg, prog);
+		st = boot_flash_data(qorl, devid, cardtype, held_tables(), prog);
 	} else {
-		st = update_adapters(status, err_code, pkg, devid, progress);
+		st = update_adapters(status, err_code, held_tables(), devid, progress);
 	}
-	qorl_boot_pkg_free(&pkg);
-	if (!qorl)
-		release_all_adapters();
+	drop_tables();
 	return st;
 }
 

@@ -1,10 +1,13 @@
-// Boot packages and flash images: the archive walk, "boot.txt", the option
-// ROM walker, the VPD rebuild, word swaps and checksums. Nothing here sends
-// a request or opens a file; every offset and length from a package or a
-// driver reply is checked before it is used.
+// Boot packages and flash images: the archive walk, "boot.txt", the
+// module-wide package tables and who holds them, the option ROM walker, the
+// VPD rebuild, word swaps and checksums. Nothing here sends a request or
+// opens a file; every offset and length from a package or a driver reply is
+// checked before it is used.
 #include <algorithm>
 #include <bit>
 #include <iterator>
+#include <memory>
+#include <mutex>
 #include <utility>
 #include <cstdlib>
 #include <cstring>
@@ -174,26 +177,26 @@ qor_status_t count_images(std::span<const uint8_t> archive, int &image_count)
 	});
 }
 
-qor_status_t read_boot_image(std::span<const uint8_t> archive, int image_count, qorl_boot_pkg_t &pkg)
+qor_status_t read_boot_image(std::span<const uint8_t> archive, int image_count)
 {
 	if (image_count <= 0 || static_cast<size_t>(image_count) > archive.size() / kTarBlock)
 		return QOR_STATUS_BAD_FILE;
-	pkg.pimagefiledata = static_cast<PIFDATA>(std::calloc(static_cast<size_t>(image_count), sizeof(IMAGEFILE_DATA_T)));
-	if (!pkg.pimagefiledata)
+	// Entries start empty (calloc), so the table can be freed whole at any point.
+	pimagefiledata = static_cast<PIFDATA>(std::calloc(static_cast<size_t>(image_count), sizeof(IMAGEFILE_DATA_T)));
+	if (!pimagefiledata)
 		return QOR_STATUS_ENOMEM;
-	pkg.image_count = 0;
+	int n = 0;
 	return walk(archive, [&](const member &m) {
-		if (pkg.image_count == image_count)
+		if (n == image_count)
 			return QOR_STATUS_BAD_FILE; // the archive changed between the walks
 		if (m.data.size() > INT32_MAX)
 			return QOR_STATUS_BAD_FILE;
-		IMAGEFILE_DATA_T &e = pkg.pimagefiledata[pkg.image_count];
+		IMAGEFILE_DATA_T &e = pimagefiledata[n++];
 		// One byte more, so an empty member still has a buffer of its own.
 		e.ibuf = static_cast<uint8_t *>(std::malloc(m.data.size() + 1));
 		if (!e.ibuf)
 			return QOR_STATUS_ENOMEM;
 		e.ialloc = QOR_TRUE;
-		pkg.image_count++;
 		if (!m.data.empty())
 			std::memcpy(e.ibuf, m.data.data(), m.data.size());
 		std::memcpy(e.iname, m.name.data(), m.name.size());
@@ -202,14 +205,31 @@ qor_status_t read_boot_image(std::span<const uint8_t> archive, int image_count, 
 	});
 }
 
-const IMAGEFILE_DATA_T *find_image(const qorl_boot_pkg_t &pkg, const char *name)
+const IMAGEFILE_DATA_T *find_image(const tables &t, const char *name)
 {
 	if (!name || !*name)
 		return nullptr;
-	for (int i = 0; i < pkg.image_count; i++)
-		if (std::strncmp(pkg.pimagefiledata[i].iname, name, sizeof pkg.pimagefiledata[i].iname) == 0)
-			return &pkg.pimagefiledata[i];
+	for (int i = 0; i < t.image_count; i++)
+		if (std::strncmp(t.images[i].iname, name, sizeof t.images[i].iname) == 0)
+			return &t.images[i];
 	return nullptr;
+}
+
+void free_imagefiledata(int image_count)
+{
+	for (int i = 0; pimagefiledata && i < image_count; i++)
+		if (pimagefiledata[i].ialloc)
+			std::free(pimagefiledata[i].ibuf);
+	std::free(pimagefiledata);
+	pimagefiledata = nullptr;
+}
+
+void free_carddata(int card_count)
+{
+	for (int i = 0; pcarddata && i < card_count; i++)
+		std::free(pcarddata[i].port);
+	std::free(pcarddata);
+	pcarddata = nullptr;
 }
 
 // ---- "boot.txt" ---------------------------------------------------------------------
@@ -368,26 +388,7 @@ bool close_block(CARD_DATA_T &card)
 	return card.port != nullptr;
 }
 
-void free_carddata(qorl_boot_pkg_t &pkg, int n)
-{
-	for (int i = 0; i < n; i++)
-		std::free(pkg.pcarddata[i].port);
-	std::free(pkg.pcarddata);
-	pkg.pcarddata = nullptr;
-	pkg.card_count = 0;
-}
-
-void free_imagefiledata(qorl_boot_pkg_t &pkg, int n)
-{
-	for (int i = 0; i < n; i++)
-		if (pkg.pimagefiledata[i].ialloc)
-			std::free(pkg.pimagefiledata[i].ibuf);
-	std::free(pkg.pimagefiledata);
-	pkg.pimagefiledata = nullptr;
-	pkg.image_count = 0;
-}
-
-qor_status_t card_walk(std::string_view text, qorl_boot_pkg_t &pkg, int capacity)
+qor_status_t card_walk(std::string_view text, int capacity, int &card_count)
 {
 	int idx = 0;
 	bool in_block = false;
@@ -396,7 +397,7 @@ qor_status_t card_walk(std::string_view text, qorl_boot_pkg_t &pkg, int capacity
 		std::string_view line = getline(text, seek);
 		seek += line.size();
 		if (line == "\n") {
-			if (in_block && !close_block(pkg.pcarddata[idx]))
+			if (in_block && !close_block(pcarddata[idx]))
 				return QOR_STATUS_ENOMEM;
 			idx += in_block;
 			in_block = false;
@@ -411,30 +412,30 @@ qor_status_t card_walk(std::string_view text, qorl_boot_pkg_t &pkg, int capacity
 			// A second CARDTYPE in an open block starts that card over.
 			if (idx >= capacity)
 				return QOR_STATUS_FAILED;
-			clear_card(pkg.pcarddata[idx]);
+			clear_card(pcarddata[idx]);
 			std::fill(std::begin(seen), std::end(seen), false);
 			in_block = true;
 		} else if (!in_block || seen[k]) {
 			return QOR_STATUS_FAILED;
 		}
-		if (!fill_card_data(line, pkg.pcarddata[idx], k))
+		if (!fill_card_data(line, pcarddata[idx], k))
 			return QOR_STATUS_FAILED;
 		seen[k] = true;
 	}
-	if (in_block && !close_block(pkg.pcarddata[idx]))
+	if (in_block && !close_block(pcarddata[idx]))
 		return QOR_STATUS_ENOMEM;
-	pkg.card_count = idx + in_block;
+	card_count = idx + in_block;
 	return QOR_STATUS_OK;
 }
 
 // Every member a card names must be in the package.
-qor_status_t check_members(const qorl_boot_pkg_t &pkg)
+qor_status_t check_members(const tables &t)
 {
-	for (int i = 0; i < pkg.card_count; i++) {
-		const CARD_DATA_T &c = pkg.pcarddata[i];
+	for (int i = 0; i < t.card_count; i++) {
+		const CARD_DATA_T &c = t.cards[i];
 		for (const char *name : {c.firmware_name, c.option_rom_name, c.option_rom_2_name, c.boot_overlay_name,
 					 c.pxe_overlay_name, c.fw_config_name})
-			if (*name && !find_image(pkg, name))
+			if (*name && !find_image(t, name))
 				return QOR_STATUS_FILE_NOT_FOUND;
 	}
 	return QOR_STATUS_OK;
@@ -451,7 +452,7 @@ qor_status_t check_boot_code_version(std::string_view text)
 	return line.substr(eq + 1) == QORL_BOOT_PKG_VERSION ? QOR_STATUS_OK : QOR_STATUS_BOOT_VERSION;
 }
 
-qor_status_t populate_card_data(std::string_view text, qorl_boot_pkg_t &pkg)
+qor_status_t populate_card_data(std::string_view text, int &card_count)
 {
 	int capacity = 0;
 	for (size_t seek = 0; seek < text.size();) {
@@ -459,14 +460,16 @@ qor_status_t populate_card_data(std::string_view text, qorl_boot_pkg_t &pkg)
 		seek += line.size();
 		capacity += line.find("CARDTYPE") != std::string_view::npos && line.find('#') == std::string_view::npos;
 	}
-	pkg.card_count = 0;
+	card_count = 0;
 	// The walk also checks a text without cards (keys outside any block).
-	pkg.pcarddata = static_cast<PCDATA>(std::calloc(static_cast<size_t>(std::max(capacity, 1)), sizeof(CARD_DATA_T)));
-	if (!pkg.pcarddata)
+	pcarddata = static_cast<PCDATA>(std::calloc(static_cast<size_t>(std::max(capacity, 1)), sizeof(CARD_DATA_T)));
+	if (!pcarddata)
 		return QOR_STATUS_ENOMEM;
-	qor_status_t st = card_walk(text, pkg, capacity);
-	if (st != QOR_STATUS_OK)
-		free_carddata(pkg, capacity);
+	qor_status_t st = card_walk(text, capacity, card_count);
+	if (st != QOR_STATUS_OK) {
+		free_carddata(capacity);
+		card_count = 0;
+	}
 	return st;
 }
 
@@ -839,51 +842,210 @@ void rebuild_vpd(const qor_adapter_attr_t &ad, const char *fwver11, vpd_image &o
 		*version_current = current;
 }
 
+// ---- the package tables and who holds them --------------------------------------------
+
+PIFDATA pimagefiledata;
+PCDATA pcarddata;
+
+namespace {
+
+struct table_state {
+	std::mutex mu;
+	holder owner = holder::none;
+	int users = 0;        // calls reading the tables a caller loaded
+	bool workers = false; // the per-adapter work records in use
+	int image_count = 0, card_count = 0; // as loaded
+};
+
+table_state &state()
+{
+	static table_state s;
+	return s;
+}
+
+struct free_deleter {
+	void operator()(void *p) const { std::free(p); }
+};
+
+// The whole stream, from its start when it can seek: at most
+// QORL_BOOT_PKG_MAX_SIZE bytes (one more tells a package that is too large).
+qor_status_t read_stream(FILE *fp, std::unique_ptr<uint8_t, free_deleter> &out, size_t &size)
+{
+	constexpr size_t limit = QORL_BOOT_PKG_MAX_SIZE + 1;
+	(void)std::fseek(fp, 0, SEEK_SET); // a pipe is read from where it stands
+	size_t cap = 0;
+	size = 0;
+	for (;;) {
+		if (size == cap) {
+			if (cap == limit)
+				return QOR_STATUS_BAD_FILE;
+			const size_t ncap = std::min(limit, cap ? cap * 2 : size_t{1} << 16);
+			auto *p = static_cast<uint8_t *>(std::realloc(out.get(), ncap));
+			if (!p)
+				return QOR_STATUS_ENOMEM;
+			(void)out.release();
+			out.reset(p);
+			cap = ncap;
+		}
+		const size_t n = std::fread(out.get() + size, 1, cap - size, fp);
+		size += n;
+		if (n == 0)
+			return std::ferror(fp) ? QOR_STATUS_FAILED : QOR_STATUS_OK;
+	}
+}
+
+// The package's bytes into the tables; on failure nothing is left in them.
+qor_status_t parse_package(std::span<const uint8_t> file, int &image_count, int &card_count)
+{
+	std::span<const uint8_t> archive;
+	qor_status_t st = check_file_contains_tar(file, archive);
+	if (st == QOR_STATUS_OK)
+		st = count_images(archive, image_count);
+	if (st == QOR_STATUS_OK)
+		st = read_boot_image(archive, image_count);
+	if (st == QOR_STATUS_OK && !is_boot_txt(pimagefiledata[0].iname))
+		st = QOR_STATUS_BAD_FILE;
+	std::string_view text;
+	if (st == QOR_STATUS_OK) {
+		const IMAGEFILE_DATA_T &bt = pimagefiledata[0];
+		text = std::string_view(reinterpret_cast<const char *>(bt.ibuf), static_cast<size_t>(bt.isize));
+		st = check_boot_code_version(text);
+	}
+	if (st == QOR_STATUS_OK && populate_card_data(text, card_count) != QOR_STATUS_OK)
+		st = QOR_STATUS_FAILED;
+	if (st == QOR_STATUS_OK)
+		st = check_members({pimagefiledata, image_count, pcarddata, card_count});
+	if (st != QOR_STATUS_OK) {
+		free_carddata(card_count);
+		free_imagefiledata(image_count);
+		image_count = card_count = 0;
+	}
+	return st;
+}
+
+} // namespace
+
+qor_status_t take_tables(holder h)
+{
+	std::lock_guard lk(state().mu);
+	if (state().owner != holder::none)
+		return QOR_STATUS_DEVBUSY;
+	state().owner = h;
+	return QOR_STATUS_OK;
+}
+
+qor_status_t load_tables(FILE *fp, int &image_count, int &card_count)
+{
+	image_count = card_count = 0;
+	std::unique_ptr<uint8_t, free_deleter> file;
+	size_t size = 0;
+	qor_status_t st = read_stream(fp, file, size);
+	if (st == QOR_STATUS_OK)
+		st = parse_package({file.get(), size}, image_count, card_count);
+	std::lock_guard lk(state().mu);
+	state().image_count = image_count;
+	state().card_count = card_count;
+	return st;
+}
+
+tables caller_tables()
+{
+	std::lock_guard lk(state().mu);
+	if (state().owner != holder::caller)
+		return {};
+	return {pimagefiledata, state().image_count, pcarddata, state().card_count};
+}
+
+tables held_tables()
+{
+	std::lock_guard lk(state().mu);
+	return {pimagefiledata, state().image_count, pcarddata, state().card_count};
+}
+
+void drop_tables()
+{
+	std::lock_guard lk(state().mu);
+	free_carddata(state().card_count);
+	free_imagefiledata(state().image_count);
+	state().image_count = state().card_count = 0;
+	state().owner = holder::none;
+}
+
+qor_status_t free_caller_tables()
+{
+	{
+		std::lock_guard lk(state().mu);
+		if (state().owner == holder::none)
+			return QOR_STATUS_OK;
+		if (state().owner == holder::update || state().users > 0)
+			return QOR_STATUS_DEVBUSY;
+	}
+	drop_tables();
+	return QOR_STATUS_OK;
+}
+
+table_use::table_use(int image_count, int card_count, bool workers) : workers_(workers)
+{
+	std::lock_guard lk(state().mu);
+	table_state &s = state();
+	if (s.owner == holder::update || (workers && s.workers)) {
+		st_ = QOR_STATUS_DEVBUSY;
+		return;
+	}
+	if (image_count < 0 || card_count < 0 || image_count > s.image_count || card_count > s.card_count) {
+		st_ = QOR_STATUS_EINVAL;
+		return;
+	}
+	s.users++;
+	s.workers = s.workers || workers;
+	t_ = {pimagefiledata, image_count, pcarddata, card_count};
+	st_ = QOR_STATUS_OK;
+}
+
+table_use::~table_use()
+{
+	if (st_ != QOR_STATUS_OK)
+		return;
+	std::lock_guard lk(state().mu);
+	state().users--;
+	if (workers_)
+		state().workers = false;
+}
+
 } // namespace qorl::flash
 
 using namespace qorl::flash;
 
 extern "C" {
 
-qor_status_t populate_flash_data(const uint8_t *buf, size_t size, qorl_boot_pkg_t *pkg)
+qor_status_t populate_flash_data(FILE *fp, int *image_count, int *card_count)
 {
-	if (!pkg)
+	if (!fp || !image_count || !card_count)
 		return QOR_STATUS_EINVAL;
-	*pkg = qorl_boot_pkg_t{};
-	if (!buf)
-		return QOR_STATUS_BAD_FILE;
-	if (size > QORL_BOOT_PKG_MAX_SIZE)
-		return QOR_STATUS_BAD_FILE;
-	std::span<const uint8_t> archive;
-	int image_count = 0;
-	qor_status_t st = check_file_contains_tar({buf, size}, archive);
-	if (st == QOR_STATUS_OK)
-		st = count_images(archive, image_count);
-	if (st == QOR_STATUS_OK)
-		st = read_boot_image(archive, image_count, *pkg);
-	if (st == QOR_STATUS_OK && !is_boot_txt(pkg->pimagefiledata[0].iname))
-		st = QOR_STATUS_BAD_FILE;
-	std::string_view text;
-	if (st == QOR_STATUS_OK) {
-		const IMAGEFILE_DATA_T &bt = pkg->pimagefiledata[0];
-		text = std::string_view(reinterpret_cast<const char *>(bt.ibuf), static_cast<size_t>(bt.isize));
-		st = check_boot_code_version(text);
-	}
-	if (st == QOR_STATUS_OK && populate_card_data(text, *pkg) != QOR_STATUS_OK)
-		st = QOR_STATUS_FAILED;
-	if (st == QOR_STATUS_OK)
-		st = check_members(*pkg);
+	*image_count = *card_count = 0;
+	if (qor_status_t st = take_tables(holder::caller); st != QOR_STATUS_OK)
+		return st;
+	qor_status_t st = load_tables(fp, *image_count, *card_count);
 	if (st != QOR_STATUS_OK)
-		qorl_boot_pkg_free(pkg);
+		drop_tables();
 	return st;
 }
 
-void qorl_boot_pkg_free(qorl_boot_pkg_t *pkg)
+qor_status_t qorl_boot_pkg_free(void)
 {
-	if (!pkg)
-		return;
-	free_carddata(*pkg, pkg->card_count);
-	free_imagefiledata(*pkg, pkg->image_count);
+	return free_caller_tables();
+}
+
+const IMAGEFILE_DATA_T *qorl_boot_pkg_image(int i)
+{
+	const tables t = caller_tables();
+	return i >= 0 && i < t.image_count ? &t.images[i] : nullptr;
+}
+
+const CARD_DATA_T *qorl_boot_pkg_card(int i)
+{
+	const tables t = caller_tables();
+	return i >= 0 && i < t.card_count ? &t.cards[i] : nullptr;
 }
 
 int octal_to_decimal(const char *octal)

@@ -1,11 +1,13 @@
 // Flash images and boot packages inside the library: the archive walk, the
-// "boot.txt" reader, the option ROM walker and the VPD rebuild. All of it is
-// pure (no requests, no files) and checks every length it is given.
+// "boot.txt" reader, the package tables and who holds them, the option ROM
+// walker and the VPD rebuild. All of it is pure (no requests, no files) and
+// checks every length it is given.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <span>
 #include <string_view>
 
@@ -59,14 +61,67 @@ qor_status_t check_file_contains_tar(std::span<const uint8_t> file, std::span<co
 // Members up to the end block; QOR_STATUS_BAD_FILE for any unsound header,
 // a member running past the data, or no end block.
 qor_status_t count_images(std::span<const uint8_t> archive, int &image_count);
-// Fills the image table of pkg with copies of the members.
-qor_status_t read_boot_image(std::span<const uint8_t> archive, int image_count, qorl_boot_pkg_t &pkg);
+// The module-wide package tables: one package at a time per process.
+extern PIFDATA pimagefiledata;
+extern PCDATA pcarddata;
+
+// Builds pimagefiledata with copies of the members.
+qor_status_t read_boot_image(std::span<const uint8_t> archive, int image_count);
 // Line 1 of "boot.txt" must be "Version=2.3.0.0".
 qor_status_t check_boot_code_version(std::string_view text);
-// Builds the card table of pkg from "boot.txt".
-qor_status_t populate_card_data(std::string_view text, qorl_boot_pkg_t &pkg);
+// Builds pcarddata from "boot.txt"; on failure it is freed and the count 0.
+qor_status_t populate_card_data(std::string_view text, int &card_count);
+// Free the owned buffers of the first n entries, then the table.
+void free_imagefiledata(int image_count);
+void free_carddata(int card_count);
+
+// The module-wide tables as one call sees them: their first image_count
+// members and card_count cards.
+struct tables {
+	const IMAGEFILE_DATA_T *images = nullptr;
+	int image_count = 0;
+	const CARD_DATA_T *cards = nullptr;
+	int card_count = 0;
+};
 // The first member named exactly `name`; nullptr when there is none.
-const IMAGEFILE_DATA_T *find_image(const qorl_boot_pkg_t &pkg, const char *name);
+const IMAGEFILE_DATA_T *find_image(const tables &t, const char *name);
+
+// ---- who holds the tables ---------------------------------------------------
+//
+// One package at a time per process: a caller's, from populate_flash_data
+// to qorl_boot_pkg_free, or an update's, from its load to its end.
+enum class holder { none, caller, update };
+// QOR_STATUS_DEVBUSY when the tables are held.
+qor_status_t take_tables(holder h);
+// Reads the stream whole and loads it into the tables (already taken).
+qor_status_t load_tables(FILE *fp, int &image_count, int &card_count);
+// All of the tables as loaded.
+tables held_tables();
+// The tables a caller loaded; empty when none are.
+tables caller_tables();
+// Frees the tables; nobody holds them afterwards.
+void drop_tables();
+// qorl_boot_pkg_free: the caller's tables, unless an update holds them or a
+// call uses them (QOR_STATUS_DEVBUSY).
+qor_status_t free_caller_tables();
+// A call reading the tables a caller loaded, for its whole length:
+// QOR_STATUS_DEVBUSY while an update holds them (or, with workers, while
+// another all-adapters run uses the work records), QOR_STATUS_EINVAL for
+// counts beyond those loaded.
+class table_use {
+public:
+	table_use(int image_count, int card_count, bool workers);
+	~table_use();
+	table_use(const table_use &) = delete;
+	table_use &operator=(const table_use &) = delete;
+	qor_status_t status() const { return st_; }
+	const tables &view() const { return t_; }
+
+private:
+	qor_status_t st_ = QOR_STATUS_FAILED;
+	bool workers_;
+	tables t_;
+};
 
 // ---- images ---------------------------------------------------------------
 
@@ -212,13 +267,11 @@ private:
 };
 
 // One adapter's update through controller q with device ID devid.
-qor_status_t boot_flash_data(qorl_t *q, uint16_t devid, uint32_t cardtype, const qorl_boot_pkg_t &pkg,
-			     progress_writer &prog);
-// Every adapter, one worker each; the caller holds the all-adapters claim.
-qor_status_t update_adapters(uint16_t *status, qor_status_t *err_code, const qorl_boot_pkg_t &pkg, uint16_t devid,
+qor_status_t boot_flash_data(qorl_t *q, uint16_t devid, uint32_t cardtype, const tables &t, progress_writer &prog);
+// Every adapter, one worker each, through the process-wide work records,
+// which carry devid (0: each controller's own) and the progress records to
+// the workers. The caller has the tables and the records to itself.
+qor_status_t update_adapters(uint16_t *status, qor_status_t *err_code, const tables &t, uint16_t devid,
 			     qorl_boot_progress_t *progress);
-// One all-adapters update per process at a time: true when this caller may run it.
-bool claim_all_adapters();
-void release_all_adapters();
 
 } // namespace qorl::flash

@@ -1,7 +1,6 @@
 // The boot update of every adapter: one joinable worker per adapter, at
-// most 16. Each update has its own records; only the claim that one
-// all-adapters update runs at a time is process-wide.
-#include <atomic>
+// most 16, each with its work record in the process-wide table (so one
+// such update runs at a time; the callers see to that).
 #include <cstdio>
 #include <pthread.h>
 
@@ -14,18 +13,20 @@
 namespace qorl::flash {
 namespace {
 
-std::atomic<bool> all_running{false};
-
 // One adapter's work record.
 struct bootupdt_s {
-	uint32_t ad_id;
-	const qorl_boot_pkg_t *pkg;
-	uint16_t devid;           // 0: the controller's own
+	uint32_t ad_id;       // adapter number, from 1
+	int image_count;      // entries of the package tables the worker reads
+	int card_count;
+	int thread_sts;       // nonzero when the worker could not be created
+	qor_status_t code;    // the adapter's result
+	size_t ret;           // ad_id on success, 0 otherwise
+	uint16_t devid;       // 0: the controller's own
 	qorl_boot_progress_t *progress;
-	int thread_sts;           // nonzero when the worker could not be created
-	qor_status_t code;        // the adapter's result
-	size_t ret;               // ad_id on success, 0 otherwise
 };
+
+bootupdt_s bootupdt[QORL_BOOT_MAX_ADAPTERS];
+pthread_t thread_id[QORL_BOOT_MAX_ADAPTERS];
 
 // One adapter's worker: its first controller, that controller's device ID
 // (unless the update names one) and card type.
@@ -41,24 +42,14 @@ void *qorl_update_adapter_flash(void *arg)
 		return nullptr;
 	}
 	const uint16_t devid = u.devid ? u.devid : attr.pci_attr.device_id;
-	u.code = boot_flash_data(q, devid, attr.adapter_attr.card_type, *u.pkg, prog);
+	const tables t{pimagefiledata, u.image_count, pcarddata, u.card_count};
+	u.code = boot_flash_data(q, devid, attr.adapter_attr.card_type, t, prog);
 	return u.code == QOR_STATUS_OK ? reinterpret_cast<void *>(static_cast<uintptr_t>(u.ad_id)) : nullptr;
 }
 
 } // namespace
 
-bool claim_all_adapters()
-{
-	bool expected = false;
-	return all_running.compare_exchange_strong(expected, true);
-}
-
-void release_all_adapters()
-{
-	all_running.store(false);
-}
-
-qor_status_t update_adapters(uint16_t *status, qor_status_t *err_code, const qorl_boot_pkg_t &pkg, uint16_t devid,
+qor_status_t update_adapters(uint16_t *status, qor_status_t *err_code, const tables &t, uint16_t devid,
 			     qorl_boot_progress_t *progress)
 {
 	const unsigned count = qorl_adapter_get_count();
@@ -66,10 +57,9 @@ qor_status_t update_adapters(uint16_t *status, qor_status_t *err_code, const qor
 		printf("Adapter count exceeds the maximum!\n");
 		return QOR_STATUS_FAILED;
 	}
-	bootupdt_s bootupdt[QORL_BOOT_MAX_ADAPTERS];
-	pthread_t thread_id[QORL_BOOT_MAX_ADAPTERS];
 	for (unsigned i = 0; i < QORL_BOOT_MAX_ADAPTERS; i++) {
-		bootupdt[i] = {i + 1, &pkg, devid, progress ? &progress[i] : nullptr, 0, QOR_STATUS_FAILED, 0};
+		bootupdt[i] = {i + 1, t.image_count, t.card_count, 0, QOR_STATUS_FAILED, 0, devid,
+			       progress ? &progress[i] : nullptr};
 		if (err_code)
 			err_code[i] = QOR_STATUS_FAILED;
 	}
@@ -87,6 +77,9 @@ qor_status_t update_adapters(uint16_t *status, qor_status_t *err_code, const qor
 		if (bootupdt[i].ret)
 			mask = static_cast<uint16_t>(mask | 1u << (bootupdt[i].ret - 1));
 	}
+	// Nothing of this update stays for the next.
+	for (auto &u : bootupdt)
+		u = bootupdt_s{};
 	if (status)
 		*status = mask;
 	return QOR_STATUS_OK;
@@ -98,18 +91,12 @@ using namespace qorl::flash;
 
 extern "C" {
 
-qor_status_t qorl_update_adapter_thread(uint16_t *status, qor_status_t *err_code, const qorl_boot_pkg_t *pkg,
-					uint16_t devid)
+qor_status_t qorl_update_adapter_thread(uint16_t *status, qor_status_t *err_code, int image_count, int card_count)
 {
-	if (!pkg)
-		return QOR_STATUS_EINVAL;
-	if (devid != 0 && !devid_accepted(devid))
-		return QOR_STATUS_INVALID_DEVID;
-	if (!claim_all_adapters())
-		return QOR_STATUS_DEVBUSY;
-	qor_status_t st = update_adapters(status, err_code, *pkg, devid, nullptr);
-	release_all_adapters();
-	return st;
+	table_use use(image_count, card_count, true);
+	if (use.status() != QOR_STATUS_OK)
+		return use.status();
+	return update_adapters(status, err_code, use.view(), 0, nullptr);
 }
 
 } // extern "C"

@@ -3,18 +3,26 @@
  *
  * A package is a ustar archive whose first member, "boot.txt", names for
  * each card type the members that go into its flash partitions; it may be
- * wrapped as the first member of an outer archive. Loading reads it whole
- * into memory and checks it completely before anything is written: every
- * header (magic, checksum, octal size within the file, terminated name),
- * the version line, every card description and every member a card names.
- * The tables belong to the caller's package record; concurrent loads and
- * updates share nothing.
+ * wrapped as the first member of an outer archive, which is unwrapped in
+ * memory (nothing is written anywhere). Loading reads the stream whole and
+ * checks it completely before anything is written: every header (magic,
+ * checksum, octal size within the file, terminated name), the version line,
+ * every card description and every member a card names.
+ *
+ * The tables (pimagefiledata and pcarddata inside the library; read
+ * through qorl_boot_pkg_image and qorl_boot_pkg_card) are module-wide and
+ * serve one package at a time per process:
+ * a package loaded with populate_flash_data is held until
+ * qorl_boot_pkg_free, and qorl_boot_fwupdate holds its own from loading to
+ * the end of the update. Meanwhile another load, update or free gets
+ * QOR_STATUS_DEVBUSY and touches nothing.
  */
 #ifndef QORL_BOOT_H
 #define QORL_BOOT_H
 
 #include <stddef.h>
 #include <stdint.h>
+#include <stdio.h>
 
 #include "qorl.h"
 
@@ -50,30 +58,29 @@ typedef struct CARD_DATA_S {
 	int portcnt;
 } CARD_DATA_T, *PCDATA;
 
-/* A loaded package; zero it before loading, free it with qorl_boot_pkg_free. */
-typedef struct qorl_boot_pkg_s {
-	PIFDATA pimagefiledata;
-	int image_count;
-	PCDATA pcarddata;
-	int card_count;
-} qorl_boot_pkg_t;
-
 /*
- * Loads a package held in memory (size bytes at buf) into pkg, unwrapping
- * an outer archive. QOR_STATUS_OK, or: QOR_STATUS_BAD_FILE (not a ustar
- * archive, a bad header, a member past the end, no end block, "boot.txt"
- * not first, a bad version line), QOR_STATUS_BOOT_VERSION (another package
- * version), QOR_STATUS_FAILED (a card description that cannot be read),
- * QOR_STATUS_FILE_NOT_FOUND (a card names a member the package lacks),
- * QOR_STATUS_ENOMEM. On failure pkg is left empty. buf may be freed after.
+ * Loads the package the stream holds (read whole, from its start when it
+ * can seek) into the module-wide tables and gives their counts.
+ * QOR_STATUS_OK, or: QOR_STATUS_BAD_FILE (not a ustar archive, a bad
+ * header, a member past the end, no end block, "boot.txt" not first, a bad
+ * version line, larger than QORL_BOOT_PKG_MAX_SIZE), QOR_STATUS_BOOT_VERSION
+ * (another package version), QOR_STATUS_FAILED (a card description that
+ * cannot be read, a stream that cannot be read), QOR_STATUS_FILE_NOT_FOUND
+ * (a card names a member the package lacks), QOR_STATUS_ENOMEM,
+ * QOR_STATUS_DEVBUSY (a package is held), QOR_STATUS_EINVAL (a NULL
+ * argument). On failure nothing is held and the counts are 0. The caller
+ * keeps fp.
  */
-qor_status_t populate_flash_data(const uint8_t *buf, size_t size, qorl_boot_pkg_t *pkg);
-/* Reads the package file at path and loads it as above; a file that
- * cannot be opened or read gives QOR_STATUS_FAILED. Nothing is written
- * anywhere. */
-qor_status_t qorl_boot_pkg_load(const char *path, qorl_boot_pkg_t *pkg);
-/* Frees the tables and empties pkg; an empty or NULL pkg is fine. */
-void qorl_boot_pkg_free(qorl_boot_pkg_t *pkg);
+qor_status_t populate_flash_data(FILE *fp, int *image_count, int *card_count);
+/* Frees the tables populate_flash_data loaded; QOR_STATUS_OK (also when
+ * nothing is held), or QOR_STATUS_DEVBUSY while an update holds them or a
+ * call is using them. */
+qor_status_t qorl_boot_pkg_free(void);
+/* Entry i of the held package's image table (archive order) or card table
+ * (file order); NULL for an index beyond its count, or while no package
+ * is held by populate_flash_data. Valid until qorl_boot_pkg_free. */
+const IMAGEFILE_DATA_T *qorl_boot_pkg_image(int i);
+const CARD_DATA_T *qorl_boot_pkg_card(int i);
 
 /*
  * Progress of one adapter's update, written by the update as it goes. A
@@ -121,11 +128,12 @@ typedef struct qorl_boot_progress_s {
  * All adapters: bit (n - 1) of *status is set for each adapter n updated,
  * err_code[n - 1] holds its result and the entries of adapters not present
  * QOR_STATUS_FAILED; the result is QOR_STATUS_OK once the workers ran,
- * QOR_STATUS_FAILED for more than 16 adapters, QOR_STATUS_DEVBUSY while
- * another all-adapters update of this process runs. One controller: the
- * result is the adapter's. Any failure before flashing (devid, package,
- * busy) is also stored in all 16 err_code entries. status and err_code may
- * be NULL.
+ * QOR_STATUS_FAILED for more than 16 adapters. One controller: the result
+ * is the adapter's. The package tables being one per process, an update
+ * (of one adapter or all) while another runs in this process, or while a
+ * package loaded with populate_flash_data is held, gets QOR_STATUS_DEVBUSY.
+ * Any failure before flashing (devid, package, busy) is also stored in all
+ * 16 err_code entries. status and err_code may be NULL.
  */
 qor_status_t qorl_boot_fwupdate(qorl_t *qorl, const char *fwimgfile, uint16_t devid, uint16_t *status,
 				qor_status_t *err_code);
@@ -136,13 +144,21 @@ qor_status_t qorl_boot_fwupdate_progress(qorl_t *qorl, const char *fwimgfile, ui
 /* A consistent copy of a progress record another thread is writing. */
 void qorl_boot_progress_get(const qorl_boot_progress_t *live, qorl_boot_progress_t *snapshot);
 
-/* One adapter: the package's card description for cardtype written through
- * controller qorl with device ID devid (used as given). */
-qor_status_t qorl_boot_flash_data(qorl_t *qorl, uint16_t devid, uint32_t cardtype, const qorl_boot_pkg_t *pkg);
-/* Every adapter, one joinable worker each, as qorl_boot_fwupdate does with
- * a package already loaded. */
-qor_status_t qorl_update_adapter_thread(uint16_t *status, qor_status_t *err_code, const qorl_boot_pkg_t *pkg,
-					uint16_t devid);
+/*
+ * With a package held from populate_flash_data (image_count and card_count
+ * at most as it gave them, else QOR_STATUS_EINVAL; QOR_STATUS_DEVBUSY while
+ * qorl_boot_fwupdate holds the tables):
+ *
+ * One adapter: the card description for cardtype written through
+ * controller qorl with device ID devid (used as given), as above.
+ */
+qor_status_t qorl_boot_flash_data(qorl_t *qorl, uint16_t devid, uint32_t cardtype, int image_count,
+				  int card_count);
+/* Every adapter, one joinable worker each, with each controller's own
+ * device ID, results as above. The per-adapter work records are one per
+ * process: QOR_STATUS_DEVBUSY while another update of all adapters runs. */
+qor_status_t qorl_update_adapter_thread(uint16_t *status, qor_status_t *err_code, int image_count,
+					int card_count);
 
 /* Value of octal digit text up to its NUL, modulo 2^32 (no character is checked). */
 int octal_to_decimal(const char *octal);

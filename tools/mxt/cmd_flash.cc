@@ -177,38 +177,42 @@ doc flash_optrom(call &c)
 
 namespace {
 
-// The package, loaded and checked, or a failure that says what is wrong.
+// The package in the library's tables, loaded and checked, or a failure
+// that says what is wrong; the tables are freed with it.
 struct loaded_package {
-	qorl_boot_pkg_t pkg{};
-	~loaded_package() { qorl_boot_pkg_free(&pkg); }
+	int image_count = 0, card_count = 0;
+	explicit loaded_package(const std::string &path)
+	{
+		readable(path, "package");
+		FILE *f = std::fopen(path.c_str(), "rbe");
+		if (!f)
+			fail("cannot read package " + path + ": " + strerror(errno));
+		qor_status_t st = populate_flash_data(f, &image_count, &card_count);
+		std::fclose(f);
+		check(st, "reading the boot image package " + path,
+		      st == QOR_STATUS_FAILED ? "a card description of its boot.txt cannot be read" : "");
+	}
+	~loaded_package() { (void)qorl_boot_pkg_free(); }
+	loaded_package(const loaded_package &) = delete;
+	loaded_package &operator=(const loaded_package &) = delete;
 };
-
-void load_package(const std::string &path, loaded_package &lp)
-{
-	readable(path, "package");
-	qor_status_t st = qorl_boot_pkg_load(path.c_str(), &lp.pkg);
-	check(st, "reading the boot image package " + path,
-	      st == QOR_STATUS_FAILED ? "a card description of its boot.txt cannot be read" : "");
-}
 
 } // namespace
 
 doc boot_inspect(call &c)
 {
 	const std::string path = c.words["PKG"];
-	loaded_package lp;
-	load_package(path, lp);
-	const qorl_boot_pkg_t &pkg = lp.pkg;
+	const loaded_package pkg(path);
 	doc d;
 	d["file"] = path;
 	d["version"] = QORL_BOOT_PKG_VERSION;
 	doc members = doc::array();
-	for (int i = 0; i < pkg.image_count; i++)
-		members.push_back({{"name", field(pkg.pimagefiledata[i].iname)}, {"size", pkg.pimagefiledata[i].isize}});
+	for (int i = 0; const IMAGEFILE_DATA_T *m = qorl_boot_pkg_image(i); i++)
+		members.push_back({{"name", field(m->iname)}, {"size", m->isize}});
 	d["members"] = members;
 	doc cards = doc::array();
 	for (int i = 0; i < pkg.card_count; i++) {
-		const CARD_DATA_T &k = pkg.pcarddata[i];
+		const CARD_DATA_T &k = *qorl_boot_pkg_card(i);
 		const char *model = model_of(k.card_type);
 		doc ports = doc::array();
 		for (int p = 0; p < k.portcnt; p++)
@@ -236,7 +240,7 @@ doc boot_inspect(call &c)
 			continue;
 		bool fits = false;
 		for (int i = 0; i < pkg.card_count; i++)
-			fits = fits || pkg.pcarddata[i].card_type == ia.adapter_attr.card_type;
+			fits = fits || qorl_boot_pkg_card(i)->card_type == ia.adapter_attr.card_type;
 		adapters.push_back({{"adapter", a},
 				    {"serial_num", field(ia.adapter_attr.serial_num)},
 				    {"card_type", ia.adapter_attr.card_type},
