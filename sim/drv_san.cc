@@ -365,38 +365,6 @@ std::vector<uint8_t> g_last_payload; // under Sim::mu
 
 template <class Rec> Rec &rec_of(Req &r) { return r.as<Rec>(); }
 
-// The logical port a request names; sets the status and returns null when
-// there is none.
-template <class Rec> LPort *lport_of(Req &r, Rec &v, wwn_t pwwn)
-{
-	Port &p = port_of(*r.fn);
-	bool vf_known = false;
-	for (auto &l : p.lports) {
-		vf_known = vf_known || l.vf_id == v.vf_id;
-		if (l.vf_id == v.vf_id && l.pwwn == pwwn)
-			return &l;
-	}
-	v.status = vf_known ? QOR_STATUS_UNKNOWN_LWWN : QOR_STATUS_UNKNOWN_VFID;
-	return nullptr;
-}
-
-template <class Rec> RPort *rport_of(Req &r, Rec &v, wwn_t pwwn, wwn_t rpwwn)
-{
-	LPort *l = lport_of(r, v, pwwn);
-	if (!l)
-		return nullptr;
-	for (auto &rp : l->rports)
-		if (rp.pwwn == rpwwn)
-			return &rp;
-	v.status = QOR_STATUS_UNKNOWN_RWWN;
-	return nullptr;
-}
-
-bool rport_up(const Port &p, const RPort &rp)
-{
-	return link_up(p) && rp.online;
-}
-
 // Each look at a live nexus sees some more I/O done.
 void traffic(Port &p, LPort &l, RPort &rp)
 {

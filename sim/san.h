@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "scsi_target.h"
 #include "sim.h"
 #include "qor/ioctl/qor_ioctl_all.h"
 
@@ -29,6 +30,7 @@ struct RPort {
 	qor_itnim_stats_t itn{};
 	qor_itnim_iostats_t io{};
 	qor_itnim_ioprofile_t prof{};
+	scsi::Target lus; // logical units, when a target
 };
 
 struct LPort {
@@ -83,6 +85,38 @@ bool set_rport_online(Model &m, Function &f, wwn_t rpwwn, bool online);
 // Whether the port is up now (enabled and linked).
 bool link_up(const Port &p);
 uint32_t port_state(const Port &p);
+inline bool rport_up(const Port &p, const RPort &rp)
+{
+	return link_up(p) && rp.online;
+}
+
+// The logical port a request names (by its vf_id and pwwn); sets the
+// request's status and returns null when there is none.
+template <class Rec> LPort *lport_of(Req &r, Rec &v, wwn_t pwwn)
+{
+	Port &p = port_of(*r.fn);
+	bool vf_known = false;
+	for (auto &l : p.lports) {
+		vf_known = vf_known || l.vf_id == v.vf_id;
+		if (l.vf_id == v.vf_id && l.pwwn == pwwn)
+			return &l;
+	}
+	v.status = vf_known ? QOR_STATUS_UNKNOWN_LWWN : QOR_STATUS_UNKNOWN_VFID;
+	return nullptr;
+}
+
+// The remote port of that logical port, likewise.
+template <class Rec> RPort *rport_of(Req &r, Rec &v, wwn_t pwwn, wwn_t rpwwn)
+{
+	LPort *l = lport_of(r, v, pwwn);
+	if (!l)
+		return nullptr;
+	for (auto &rp : l->rports)
+		if (rp.pwwn == rpwwn)
+			return &rp;
+	v.status = QOR_STATUS_UNKNOWN_RWWN;
+	return nullptr;
+}
 
 // Fabric reply faults, for the emulator's C control API.
 enum Fault : int {

@@ -13,6 +13,7 @@
 #include "qorl_lport.h"
 #include "qorl_port.h"
 #include "qorl_rport.h"
+#include "qorl_scsi.h"
 #include "testutil.h"
 
 namespace {
@@ -136,6 +137,11 @@ std::vector<OneSideOp> one_side_ops()
 		 [=](qorl_t *q) {
 			 return rspsz = sizeof buf, qorl_fcpt(q, 0, pwwn(q), kTgt, 20, QOR_FALSE, FC_CLASS_3, &fchs, buf,
 							      4, buf, &rspsz);
+		 }},
+		{QOR_IOCTL_SCSI,
+		 [=](qorl_t *q) {
+			 scsi_cdb_t cdb{};
+			 return qorl_scsi_testunitready(q, 0, pwwn(q), kTgt, 0, &cdb, 0, nullptr, 0, buf, nullptr, nullptr);
 		 }},
 		{QOR_IOCTL_ITNIM_GET_ATTR, [=](qorl_t *q) { return qorl_itnim_get_attr(q, 0, pwwn(q), kTgt, &iattr); }},
 		{QOR_IOCTL_ITNIM_GET_IOSTATS,
