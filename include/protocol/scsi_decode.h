@@ -71,6 +71,20 @@ static inline uint32_t scsi_report_luns_count(const uint8_t *buf, size_t len)
 	return (uint32_t)scsi_min_(fc_get_be32(buf) / SCSI_LUN_LEN, held);
 }
 
+/*
+ * Makes a report in a buffer of size bytes claim no more than the buffer
+ * holds: a longer list length is lowered to the bytes of whole entries
+ * after the header.
+ */
+static inline void scsi_report_luns_fit(uint8_t *buf, size_t size)
+{
+	if (!buf || size < SCSI_REPORT_LUNS_HDR_LEN)
+		return;
+	const size_t room = (size - SCSI_REPORT_LUNS_HDR_LEN) / SCSI_LUN_LEN * SCSI_LUN_LEN;
+	if (fc_get_be32(buf) > room)
+		fc_put_be32(buf, (uint32_t)room);
+}
+
 /* Entry i of a report (i below scsi_report_luns_count). */
 static inline const uint8_t *scsi_report_luns_entry(const uint8_t *buf, uint32_t i)
 {

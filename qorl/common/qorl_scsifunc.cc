@@ -20,14 +20,6 @@ qor_status_t build_and_send(qorl_t *q, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn,
 	return qorl_scsi_cmnd(q, vf_id, lpwwn, rpwwn, lun, cdb, 0, iobuf, iosz, scsi_status, snsbuf, snssz);
 }
 
-// A returned report never claims more entries than its buffer holds.
-void cut_to_buffer(uint8_t *buf, uint32_t size)
-{
-	const uint32_t room = size - SCSI_REPORT_LUNS_HDR_LEN;
-	if (fc_get_be32(buf) > room)
-		fc_put_be32(buf, room);
-}
-
 } // namespace
 
 extern "C" {
@@ -111,7 +103,8 @@ qor_status_t qorl_scsi_reportluns(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn
 					      ? scsi_report_luns_needed(scsi_report_luns_length(buf, size))
 					      : 0;
 		if (need <= size || attempt > 0) {
-			cut_to_buffer(buf, size);
+			// The returned report never claims more than its buffer holds.
+			scsi_report_luns_fit(buf, size);
 			return st;
 		}
 		std::free(buf);
