@@ -4,7 +4,7 @@
 set -eu
 PKGS="build-essential cmake pkg-config g++ clang libclang-rt-dev \
   googletest libgtest-dev libgmock-dev libbenchmark-dev \
-  nlohmann-json3-dev libcli11-dev libhbaapi-dev"
+  nlohmann-json3-dev libcli11-dev libhbaapi-dev python3-jsonschema"
 missing=""
 for p in $PKGS; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"

@@ -1,13 +1,12 @@
 // mxt config: the persistent configuration file.
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <unistd.h>
 
-#include "mxt.h"
 #include "qorl_config.h"
 #include "qorl_ioc.h"
+#include "table.h"
 
 namespace mxt {
 
@@ -28,41 +27,23 @@ std::string rendered()
 	ss << in.rdbuf();
 	unlink(path.c_str());
 	rmdir(dir.c_str());
-	if (st != QOR_STATUS_OK)
-		fail_status("rendering the configuration", st);
+	check(st, "rendering the configuration");
 	return ss.str();
-}
-
-void show()
-{
-	open_session();
-	std::string text = rendered();
-	if (opts().json) {
-		doc d;
-		d["path"] = qorl_get_cfg_path();
-		d["text"] = text;
-		print(d);
-	} else {
-		fputs(text.c_str(), stdout);
-	}
-}
-
-void path()
-{
-	if (opts().json)
-		print(doc{{"path", qorl_get_cfg_path()}});
-	else
-		puts(qorl_get_cfg_path());
 }
 
 } // namespace
 
-void register_config(CLI::App &app)
+doc config_show(call &)
 {
-	auto *c = app.add_subcommand("config", "the persistent configuration file");
-	c->require_subcommand(1);
-	c->add_subcommand("show", "the file as the library would write it now")->callback(show);
-	c->add_subcommand("path", "where the file lives")->callback(path);
+	std::string text = rendered();
+	if (!opts().json)
+		return text;
+	return {{"path", qorl_get_cfg_path()}, {"text", text}};
+}
+
+doc config_path(call &)
+{
+	return opts().json ? doc{{"path", qorl_get_cfg_path()}} : doc(qorl_get_cfg_path());
 }
 
 } // namespace mxt

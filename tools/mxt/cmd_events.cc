@@ -12,7 +12,7 @@
 #include <pthread.h>
 #include <vector>
 
-#include "mxt.h"
+#include "table.h"
 #include "qorl_adapter.h"
 #include "qorl_aen.h"
 #include "qorl_audit.h"
@@ -308,34 +308,24 @@ void follow()
 	qorl_aen_exit();
 }
 
-void run(bool follow_on, const std::string &kind)
+} // namespace
+
+std::vector<std::string> event_kinds()
+{
+	std::vector<std::string> names;
+	for (const qor_aen_names_t *c : kinds())
+		names.push_back(c->kind);
+	return names;
+}
+
+// The runner has opened the session under qor_aen_app_test.
+void events_run(bool follow_on, const std::string &kind)
 {
 	g_kind = kind;
-	open_session(qor_aen_app_test);
 	if (follow_on)
 		follow();
 	else
 		show_queued(kind);
-}
-
-} // namespace
-
-void register_events(CLI::App &app)
-{
-	static bool follow_on = false;
-	static std::string kind;
-	auto *ev = app.add_subcommand(
-		"events",
-		"print the drivers' events: those queued now, or with --follow as they arrive (until interrupted). "
-		"The command-line identity has no event queue reader, so this command runs under the test "
-		"programs' identity (qor_aen_app_test) and reads that identity's queues");
-	ev->add_flag("--follow,-f", follow_on, "keep running and print events as they arrive");
-	ev->add_flag("--json", opts().json, "print JSON: with --follow one object per line");
-	std::vector<std::string> names;
-	for (const qor_aen_names_t *c : kinds())
-		names.push_back(c->kind);
-	ev->add_option("--kind", kind, "only events of this kind")->check(CLI::IsMember(names));
-	ev->callback([] { run(follow_on, kind); });
 }
 
 } // namespace mxt

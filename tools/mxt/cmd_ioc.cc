@@ -1,83 +1,88 @@
 // mxt ioc: controllers.
-#include "mxt.h"
+#include <cstring>
+
+#include "qorl_adapter.h"
 #include "qorl_ioc.h"
 #include "qorl_state.h"
+#include "table.h"
 
 namespace mxt {
 
 namespace {
 
-const char *type_word(int t)
-{
-	switch (t) {
-	case QOR_IOC_TYPE_FC:
-		return "fc";
-	case QOR_IOC_TYPE_FCoE:
-		return "fcoe";
-	case QOR_IOC_TYPE_LL:
-		return "eth";
-	default:
-		return "unknown";
-	}
-}
-
-bool fc_side(int t)
+bool fc_side(uint32_t t)
 {
 	return t == QOR_IOC_TYPE_FC || t == QOR_IOC_TYPE_FCoE;
 }
 
-qorl_t *controller(int id)
+doc state_of(qorl_t *q)
 {
-	qorl_t *q = qorl_ioc_open_idx(id);
-	if (!q)
-		fail("no controller " + std::to_string(id) + "; 'mxt ioc list' shows the controllers");
-	return q;
+	qor_ioc_attr_t attr;
+	if (qorl_ioc_get_attr(q, &attr) != QOR_STATUS_OK)
+		return nullptr;
+	return word_value(qorl_ioc_state_to_string((qor_ioc_state_t)attr.state));
+}
+
+// "A/P" of the port a controller serves.
+doc port_of(qorl_t *q)
+{
+	int ad = 0, port = 0;
+	if (qorl_adapter_get_adapter_port(q, &ad, &port) != QOR_STATUS_OK)
+		return nullptr;
+	return std::to_string(ad) + "/" + std::to_string(port);
 }
 
 doc identity(const qor_ioctl_ioc_info_t &i)
 {
 	doc d;
-	d["serialnum"] = field(i.serialnum);
-	d["hwpath"] = field(i.hwpath);
+	d["serial_num"] = field(i.serialnum);
+	d["ioc_hwpath"] = field(i.hwpath);
 	d["adapter_hwpath"] = field(i.adapter_hwpath);
 	d["name"] = field(i.name);
 	d["port_name"] = field(i.port_name);
 	d["eth_name"] = field(i.eth_name);
-	d["pwwn"] = wwn_text(i.pwwn);
-	d["nwwn"] = wwn_text(i.nwwn);
-	d["factorypwwn"] = wwn_text(i.factorypwwn);
-	d["factorynwwn"] = wwn_text(i.factorynwwn);
-	d["mac"] = mac_text(i.mac);
-	d["factory_mac"] = mac_text(i.factory_mac);
-	d["current_mac"] = mac_text(i.current_mac);
-	d["ioc_type"] = type_word((int)i.ioc_type);
+	d["pwwn"] = wwn_value(i.pwwn);
+	d["nwwn"] = wwn_value(i.nwwn);
+	d["factory_pwwn"] = wwn_value(i.factorypwwn);
+	d["factory_nwwn"] = wwn_value(i.factorynwwn);
+	d["mac"] = mac_value(i.mac.mac);
+	d["factory_mac"] = mac_value(i.factory_mac.mac);
+	d["current_mac"] = mac_value(i.current_mac.mac);
+	d["ioc_type"] = type_value(i.ioc_type);
 	d["pvid"] = i.pvid;
 	return d;
+}
+
+std::string hex16(unsigned v)
+{
+	char s[8];
+	snprintf(s, sizeof s, "0x%04x", v);
+	return s;
 }
 
 doc attributes(const qor_ioc_attr_t &a)
 {
 	const qor_adapter_attr_t &ad = a.adapter_attr;
 	doc d;
-	d["ioc_type"] = type_word((int)a.ioc_type);
-	d["state"] = qorl_ioc_state_to_string((qor_ioc_state_t)a.state);
+	d["ioc_type"] = type_value(a.ioc_type);
+	d["state"] = word_value(qorl_ioc_state_to_string((qor_ioc_state_t)a.state));
 	doc x;
 	x["manufacturer"] = field(ad.manufacturer);
 	x["serial_num"] = field(ad.serial_num);
 	x["card_type"] = ad.card_type;
 	x["model"] = field(ad.model);
 	x["model_descr"] = field(ad.model_descr);
-	x["pwwn"] = wwn_text(ad.pwwn);
+	x["pwwn"] = wwn_value(ad.pwwn);
 	x["node_symname"] = field(ad.node_symname);
 	x["hw_ver"] = field(ad.hw_ver);
 	x["fw_ver"] = field(ad.fw_ver);
 	x["optrom_ver"] = field(ad.optrom_ver);
 	x["os_type"] = field(ad.os_type);
-	x["mac"] = mac_text(ad.mac);
+	x["mac"] = mac_value(ad.mac);
 	x["nports"] = ad.nports;
-	x["max_speed"] = ad.max_speed;
+	put_speed(x, "max_speed", ad.max_speed);
 	x["prototype"] = ad.prototype;
-	x["asic_rev"] = std::string(1, ad.asic_rev ? ad.asic_rev : '-');
+	x["asic_rev"] = ad.asic_rev ? doc(std::string(1, ad.asic_rev)) : doc();
 	x["pcie_gen"] = ad.pcie_gen;
 	x["pcie_lanes_orig"] = ad.pcie_lanes_orig;
 	x["pcie_lanes"] = ad.pcie_lanes;
@@ -86,18 +91,17 @@ doc attributes(const qor_ioc_attr_t &a)
 	x["trunk_capable"] = ad.trunk_capable != 0;
 	d["adapter_attr"] = x;
 	const qor_ioc_driver_attr_t &dr = a.driver_attr;
-	d["driver_attr"] = {{"driver", field(dr.driver)},       {"driver_ver", field(dr.driver_ver)},
-			    {"fw_ver", field(dr.fw_ver)},       {"bios_ver", field(dr.bios_ver)},
-			    {"efi_ver", field(dr.efi_ver)},     {"ob_ver", field(dr.ob_ver)}};
-	char id[8];
-	auto hex = [&](unsigned v) {
-		snprintf(id, sizeof id, "0x%04x", v);
-		return std::string(id);
-	};
+	d["driver_attr"] = {{"driver", field(dr.driver)},   {"driver_ver", field(dr.driver_ver)},
+			    {"fw_ver", field(dr.fw_ver)},   {"bios_ver", field(dr.bios_ver)},
+			    {"efi_ver", field(dr.efi_ver)}, {"ob_ver", field(dr.ob_ver)}};
 	const qor_ioc_pci_attr_t &p = a.pci_attr;
-	d["pci_attr"] = {{"vendor_id", hex(p.vendor_id)}, {"device_id", hex(p.device_id)}, {"ssid", hex(p.ssid)},
-			 {"ssvid", hex(p.ssvid)},         {"pcifn", p.pcifn},                {"chip_rev", field(p.chip_rev)}};
-	d["port_id"] = a.port_id;
+	d["pci_attr"] = {{"vendor_id", hex16(p.vendor_id)},
+			 {"device_id", hex16(p.device_id)},
+			 {"ssid", hex16(p.ssid)},
+			 {"ssvid", hex16(p.ssvid)},
+			 {"pcifn", p.pcifn},
+			 {"chip_rev", field(p.chip_rev)}};
+	d["port_num"] = a.port_id;
 	return d;
 }
 
@@ -106,11 +110,16 @@ doc statistics(const qor_ioc_stats_t &s)
 	const qor_ioc_drv_stats_t &d = s.drv_stats;
 	const qor_ioc_fw_stats_t &f = s.fw_stats;
 	doc out;
-	out["drv_stats"] = {{"ioc_isrs", d.ioc_isrs},         {"ioc_enables", d.ioc_enables},
-			    {"ioc_disables", d.ioc_disables}, {"ioc_hb_fails", d.ioc_hb_fails},
-			    {"ioc_boots", d.ioc_boots},       {"stats_tmos", d.stats_tmos},
-			    {"hb_count", d.hb_count},         {"disable_reqs", d.disable_reqs},
-			    {"enable_reqs", d.enable_reqs},   {"disable_replies", d.disable_replies},
+	out["drv_stats"] = {{"ioc_isrs", d.ioc_isrs},
+			    {"ioc_enables", d.ioc_enables},
+			    {"ioc_disables", d.ioc_disables},
+			    {"ioc_hb_fails", d.ioc_hb_fails},
+			    {"ioc_boots", d.ioc_boots},
+			    {"stats_tmos", d.stats_tmos},
+			    {"hb_count", d.hb_count},
+			    {"disable_reqs", d.disable_reqs},
+			    {"enable_reqs", d.enable_reqs},
+			    {"disable_replies", d.disable_replies},
 			    {"enable_replies", d.enable_replies}};
 	out["fw_stats"] = {{"enable_reqs", f.enable_reqs},     {"disable_reqs", f.disable_reqs},
 			   {"get_attr_reqs", f.get_attr_reqs}, {"dbg_sync", f.dbg_sync},
@@ -118,116 +127,83 @@ doc statistics(const qor_ioc_stats_t &s)
 	return out;
 }
 
-void list()
+} // namespace
+
+qorl_t *listed_controller(const qorl_t *copy)
 {
-	open_session();
-	doc rows = doc::array();
-	int total = qorl_ioc_get_num();
-	for (int i = 0; i < total; i++) {
+	int n = qorl_ioc_get_num();
+	for (int i = 0; i < n; i++) {
 		qorl_t *q = qorl_ioc_open_idx(i);
-		if (!q)
-			continue;
-		qor_ioc_attr_t attr;
-		qor_status_t st = qorl_ioc_get_attr(q, &attr);
-		doc r;
-		r["id"] = q->id;
-		r["ioc_type"] = type_word(q->ioc_type);
-		r["instance"] = q->instance;
-		r["port_num"] = q->port_num;
-		r["serialnum"] = field(q->serialnum);
-		r["pwwn"] = fc_side(q->ioc_type) ? wwn_text(q->pwwn) : "-";
-		r["mac"] = q->ioc_type == QOR_IOC_TYPE_FC ? "-" : mac_text(q->mac);
-		r["ioc_hwpath"] = field(q->ioc_hwpath);
-		r["state"] = st == QOR_STATUS_OK ? qorl_ioc_state_to_string((qor_ioc_state_t)attr.state) : "unknown";
-		r["port_name"] = field(q->port_name);
-		rows.push_back(r);
+		if (q && q->instance == copy->instance && fc_side(q->ioc_type) == fc_side(copy->ioc_type) &&
+		    strcmp(q->ioc_hwpath, copy->ioc_hwpath) == 0)
+			return q;
 	}
-	print(rows);
+	return nullptr;
 }
 
-void show(int id)
+doc controller_doc(qorl_t *q)
 {
-	open_session();
-	qorl_t *q = controller(id);
-	qor_ioctl_ioc_info_t info;
-	qor_status_t st = qorl_ioc_get_info(q, &info);
-	if (st != QOR_STATUS_OK)
-		fail_status("reading the identity of controller " + std::to_string(id), st);
-	qor_ioc_attr_t attr;
-	st = qorl_ioc_get_attr(q, &attr);
-	if (st != QOR_STATUS_OK)
-		fail_status("reading the attributes of controller " + std::to_string(id), st);
-	qor_ioc_stats_t stats;
-	st = qorl_ioc_get_stats(q, &stats);
-	if (st != QOR_STATUS_OK)
-		fail_status("reading the statistics of controller " + std::to_string(id), st);
 	doc d;
 	d["id"] = q->id;
+	d["ioc_type"] = type_value(q->ioc_type);
 	d["instance"] = q->instance;
-	d["devpath"] = field(q->devpath);
+	d["port"] = port_of(q);
+	d["port_num"] = q->port_num;
+	d["serial_num"] = field(q->serialnum);
+	d["pwwn"] = fc_side(q->ioc_type) ? wwn_value(q->pwwn) : doc();
+	d["mac"] = q->ioc_type != QOR_IOC_TYPE_FC ? mac_value(q->mac.mac) : doc();
+	d["ioc_hwpath"] = field(q->ioc_hwpath);
+	d["state"] = state_of(q);
+	d["port_name"] = field(q->port_name);
+	return d;
+}
+
+doc ioc_list(call &)
+{
+	doc rows = doc::array();
+	int total = qorl_ioc_get_num();
+	for (int i = 0; i < total; i++)
+		if (qorl_t *q = qorl_ioc_open_idx(i))
+			rows.push_back(controller_doc(q));
+	return rows;
+}
+
+doc ioc_show(call &c)
+{
+	qor_ioctl_ioc_info_t info;
+	check(qorl_ioc_get_info(c.q, &info), "reading the identity of " + c.where());
+	qor_ioc_attr_t attr;
+	check(qorl_ioc_get_attr(c.q, &attr), "reading the attributes of " + c.where());
+	qor_ioc_stats_t stats;
+	check(qorl_ioc_get_stats(c.q, &stats), "reading the statistics of " + c.where());
+	doc d;
+	d["id"] = c.q->id;
+	d["instance"] = c.q->instance;
+	d["port"] = port_of(c.q);
+	d["devpath"] = field(c.q->devpath);
 	d["identity"] = identity(info);
 	d["attributes"] = attributes(attr);
 	d["statistics"] = statistics(stats);
-	if (fc_side(q->ioc_type)) {
-		qor_iocfc_attr_t fc;
-		if (qorl_iocfc_get_attr(q, &fc) == QOR_STATUS_OK)
-			d["intr_attr"] = {{"coalesce", fc.intr_attr.coalesce != 0},
-					  {"delay", fc.intr_attr.delay},
-					  {"latency", fc.intr_attr.latency}};
-	}
-	print(d);
+	d["intr_attr"] = nullptr;
+	qor_iocfc_attr_t fc;
+	if (fc_side(c.q->ioc_type) && qorl_iocfc_get_attr(c.q, &fc) == QOR_STATUS_OK)
+		d["intr_attr"] = {{"coalesce", fc.intr_attr.coalesce != 0},
+				  {"delay", fc.intr_attr.delay},
+				  {"latency", fc.intr_attr.latency}};
+	return d;
 }
 
-void coalesce(int id, const std::string &mode, int delay, int latency)
+doc ioc_coalesce(call &c)
 {
-	open_session();
-	qorl_t *q = controller(id);
-	bool on = mode == "on";
-	qor_status_t st = qorl_iocfc_intr_set(q, on ? QOR_TRUE : QOR_FALSE, (uint16_t)delay, (uint16_t)latency);
-	if (st != QOR_STATUS_OK)
-		fail_status("setting interrupt coalescing of controller " + std::to_string(id), st,
-			    fc_side(q->ioc_type) ? "" : "coalescing applies to FC and FCoE controllers only");
-	sync_config();
+	return c.changed(qorl_iocfc_intr_set(c.q, c.words["MODE"] == "on" ? QOR_TRUE : QOR_FALSE,
+					     (uint16_t)c.numbers["--delay"], (uint16_t)c.numbers["--latency"]),
+			 "setting interrupt coalescing of " + c.where());
 }
 
-void name(int id, const std::string &text)
+doc ioc_name(call &c)
 {
-	open_session();
-	qorl_t *q = controller(id);
-	qor_status_t st = qorl_ioc_set_name(q, const_cast<char *>(text.c_str()));
-	if (st != QOR_STATUS_OK)
-		fail_status("naming controller " + std::to_string(id), st,
-			    st == QOR_STATUS_EINVAL ? "names hold at most 63 characters" : "");
-	sync_config();
-}
-
-} // namespace
-
-void register_ioc(CLI::App &app)
-{
-	auto *ioc = app.add_subcommand("ioc", "controllers (one per PCI function: FC, FCoE, Ethernet)");
-	ioc->require_subcommand(1);
-	ioc->add_subcommand("list", "list the controllers")->callback(list);
-
-	static int id = 0;
-	auto *s = ioc->add_subcommand("show", "attributes, identity and statistics of a controller");
-	s->add_option("ID", id, "controller id, as 'mxt ioc list' shows it")->required();
-	s->callback([] { show(id); });
-
-	static std::string mode;
-	static int delay = 1125, latency = 225;
-	auto *c = ioc->add_subcommand("coalesce", "turn interrupt coalescing of an FC or FCoE controller on or off");
-	c->add_option("ID", id, "controller id")->required();
-	c->add_option("MODE", mode, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
-	c->add_option("--delay", delay, "interrupt delay in microseconds")->check(CLI::Range(0, 65535));
-	c->add_option("--latency", latency, "interrupt latency in microseconds")->check(CLI::Range(0, 65535));
-	c->callback([] { coalesce(id, mode, delay, latency); });
-
-	static std::string text;
-	auto *n = ioc->add_subcommand("name", "name a controller's port (kept in the configuration)");
-	n->add_option("ID", id, "controller id")->required();
-	n->add_option("TEXT", text, "the name, at most 63 characters")->required();
-	n->callback([] { name(id, text); });
+	qor_status_t st = qorl_ioc_set_name(c.q, c.words["TEXT"].data());
+	return c.changed(st, "naming " + c.where(), st == QOR_STATUS_EINVAL ? "names hold at most 63 characters" : "");
 }
 
 } // namespace mxt

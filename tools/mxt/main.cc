@@ -1,81 +1,191 @@
-#include <cstdio>
-#include <cstring>
+// mxt's entry: the command-line parser is built from the command table; a
+// usage error and a failed command are reported the same way.
+#include <CLI/CLI.hpp>
 
-#include "mxt.h"
-#include "qorl_adapter.h"
-#include "qorl_ioc.h"
+#include <cstdio>
+#include <iostream>
+#include <list>
+#include <string_view>
+
+#include "table.h"
 
 namespace mxt {
 
-globals &opts()
+namespace {
+
+// One command's parser entries.
+struct leaf {
+	const command *cmd = nullptr;
+	CLI::App *app = nullptr;
+	std::list<std::string> values;      // one per param, in order
+	std::vector<CLI::Option *> options; // one per param, in order
+};
+
+std::vector<std::string> words(std::string_view path)
 {
-	static globals g;
-	return g;
+	std::vector<std::string> w;
+	for (size_t at = 0; at <= path.size();) {
+		size_t sp = path.find(' ', at);
+		if (sp == std::string_view::npos)
+			sp = path.size();
+		w.emplace_back(path.substr(at, sp - at));
+		at = sp + 1;
+	}
+	return w;
 }
 
-void fail(const std::string &what)
+void build(CLI::App &app, std::list<leaf> &leaves)
 {
-	throw failure{what};
+	std::map<std::string, CLI::App *> made;
+	for (const command &cmd : commands()) {
+		std::vector<std::string> w = words(cmd.path);
+		CLI::App *parent = &app;
+		std::string prefix;
+		for (size_t i = 0; i + 1 < w.size(); i++) {
+			prefix += (i ? " " : "") + w[i];
+			CLI::App *&g = made[prefix];
+			if (!g) {
+				g = parent->add_subcommand(w[i], groups().at(prefix));
+				g->require_subcommand(1);
+			}
+			parent = g;
+		}
+		leaf &l = leaves.emplace_back();
+		l.cmd = &cmd;
+		l.app = parent->add_subcommand(w.back(), cmd.help);
+		for (const param &p : cmd.params) {
+			std::string &v = l.values.emplace_back();
+			std::string text = p.help;
+			for (size_t i = 0; i < p.choices.size(); i++)
+				text += (i ? ", " : ": ") + p.choices[i];
+			if (p.def)
+				text += " (default " + std::string(p.def) + ")";
+			// Const: given a non-const string, add_flag would store the flag's value in it.
+			const std::string help = text;
+			CLI::Option *o = p.type == arg::flag ? l.app->add_flag(p.name, help)
+							     : l.app->add_option(p.name, v, help);
+			if (p.type != arg::flag)
+				o->type_name(p.name[0] == '-' ? "VALUE" : "");
+			if (p.name[0] != '-')
+				o->required();
+			l.options.push_back(o);
+		}
+	}
 }
 
-void fail_status(const std::string &what, qor_status_t st, const std::string &hint)
+// Options that need no command.
+bool standalone(std::string_view a)
 {
-	std::string msg = what + ": " + status_text(st);
-	if (!hint.empty())
-		msg += "; " + hint;
-	throw failure{msg};
+	return a == "-h" || a == "--help" || a == "--help-all" || a == "--version" || a == "--list-commands";
 }
 
-void open_session(qor_aen_app_t app)
+// The command path is checked before the parser sees it, so that an unknown
+// command is named as such.
+void check_path(int argc, char **argv)
 {
-	qorl_libinit(app);
-	qorl_libload();
-	int n = qorl_adapter_scan();
-	if (n > 0)
-		return;
-	qor_status_t st = qorl_get_last_error();
-	if (qorl_ioc_get_num() == 0 && st == QOR_STATUS_NO_DRIVER)
-		fail_status("no adapter driver answers", st,
-			    "load the adapter drivers, or run under qorsim for emulated hardware");
-	if (st != QOR_STATUS_OK)
-		fail_status("adapter discovery failed", st, "check the drivers' state and try again");
+	std::vector<std::string> given;
+	for (int i = 1; i < argc; i++) {
+		std::string_view a = argv[i];
+		if (standalone(a))
+			return;
+		if (a.empty() || a[0] != '-')
+			given.emplace_back(a);
+	}
+	if (given.empty())
+		fail("no command given; see mxt --help");
+	std::string path;
+	for (const std::string &word : given) {
+		std::string want = path.empty() ? word : path + " " + word;
+		bool leaf = false, group = false;
+		for (const command &c : commands()) {
+			std::string_view cp = c.path;
+			leaf = leaf || cp == want;
+			group = group || cp.starts_with(want + " ");
+		}
+		if (leaf)
+			return;
+		if (!group)
+			fail("unknown command '" + want + "'; see mxt " + (path.empty() ? "" : path + " ") + "--help");
+		path = want;
+	}
+	fail("'" + path + "' needs a command; see mxt " + path + " --help");
 }
 
-void sync_config()
+// The deepest command the parser reached, e.g. "port speed".
+std::string reached(CLI::App &app)
 {
-	qorl_libsync();
+	std::string path;
+	for (CLI::App *a = &app; !a->get_subcommands().empty();) {
+		a = a->get_subcommands().front();
+		path += (path.empty() ? "" : " ") + a->get_name();
+	}
+	return path;
 }
 
-void add_commands(CLI::App &app)
+void report(const failure &f)
 {
-	register_ioc(app);
-	register_adapter(app);
-	register_config(app);
-	register_port(app);
-	register_rport(app);
-	register_eth(app);
-	register_events(app);
+	fprintf(stderr, "mxt: %s\n", f.message.c_str());
+	if (opts().json)
+		print(error_doc(f));
 }
+
+} // namespace
 
 } // namespace mxt
 
 int main(int argc, char **argv)
 {
+	using namespace mxt;
+	// Known before parsing, so that a usage error is reported in the asked form too.
+	for (int i = 1; i < argc; i++)
+		if (std::string_view(argv[i]) == "--json")
+			opts().json = true;
+
 	CLI::App app{"mxt: manage the host's Fibre Channel, FCoE and Ethernet adapters"};
-	app.require_subcommand(1);
-	app.add_flag("--json", mxt::opts().json, "print JSON instead of text");
+	app.add_flag("--json", opts().json, "print JSON instead of text");
+	bool list = false;
+	app.add_flag("--list-commands", list, "list every command with its arguments, side and effect");
 	// "--json" may also follow the command and its arguments.
 	app.fallthrough();
 	app.set_version_flag("--version", "mxt 1.0.0");
-	mxt::add_commands(app);
+	std::list<leaf> leaves;
+	build(app, leaves);
+
 	int rc = 0;
 	try {
+		check_path(argc, argv);
 		app.parse(argc, argv);
+		if (list) {
+			print(command_list());
+		} else {
+			for (leaf &l : leaves) {
+				if (!l.app->parsed())
+					continue;
+				std::map<std::string, std::string> raw;
+				std::map<std::string, bool> flags;
+				auto v = l.values.begin();
+				for (size_t i = 0; i < l.cmd->params.size(); i++, ++v) {
+					const param &p = l.cmd->params[i];
+					if (p.type == arg::flag)
+						flags[p.name] = l.options[i]->count() > 0;
+					else if (l.options[i]->count() > 0)
+						raw[p.name] = *v;
+				}
+				run(*l.cmd, raw, flags);
+			}
+		}
 	} catch (const CLI::ParseError &e) {
-		rc = app.exit(e);
-		return rc == 0 ? 0 : 1;
-	} catch (const mxt::failure &f) {
-		fprintf(stderr, "mxt: %s\n", f.what.c_str());
+		if (e.get_exit_code() == 0)
+			return app.exit(e);
+		std::string path = reached(app);
+		std::string see = "see mxt " + (path.empty() ? "" : path + " ") + "--help";
+		report(failure{(path.empty() ? "" : path + ": ") + e.what() + "; " + see});
+		rc = 1;
+	} catch (const failure &f) {
+		report(f);
+		rc = 1;
+	} catch (const std::exception &e) {
+		report(failure{std::string("internal error: ") + e.what()});
 		rc = 1;
 	}
 	qorl_libexit();

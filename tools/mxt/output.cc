@@ -1,14 +1,18 @@
 // The two output forms: JSON, and text (tables for lists, "name: value" lines
-// for records).
-#include <cstdio>
+// for records); and the values both show.
+#include <cstring>
 #include <iostream>
 #include <vector>
 
 #include "mxt.h"
+#include "qor/qor_text.h"
+#include "qorl_state.h"
 
 namespace mxt {
 
 namespace {
+
+constexpr auto replace_invalid = doc::error_handler_t::replace;
 
 std::string scalar(const doc &v)
 {
@@ -18,7 +22,24 @@ std::string scalar(const doc &v)
 		return v.get<bool>() ? "yes" : "no";
 	if (v.is_null())
 		return "-";
-	return v.dump();
+	if (v.is_array()) {
+		std::string s;
+		for (auto &e : v)
+			s += (s.empty() ? "" : ",") + scalar(e);
+		return s;
+	}
+	return v.dump(-1, ' ', false, replace_invalid);
+}
+
+// Columns of a table: scalars and lists of scalars.
+bool cell(const doc &v)
+{
+	if (!v.is_array())
+		return !v.is_object();
+	for (auto &e : v)
+		if (e.is_structured())
+			return false;
+	return true;
 }
 
 void print_record(const doc &d, int indent)
@@ -27,8 +48,8 @@ void print_record(const doc &d, int indent)
 	for (auto it = d.begin(); it != d.end(); ++it)
 		if (!it.value().is_structured())
 			width = std::max(width, it.key().size());
+	const std::string pad(indent, ' ');
 	for (auto it = d.begin(); it != d.end(); ++it) {
-		std::string pad(indent, ' ');
 		if (it.value().is_object()) {
 			std::cout << pad << it.key() << ":\n";
 			print_record(it.value(), indent + 2);
@@ -55,7 +76,7 @@ void print_table(const doc &rows)
 		return;
 	std::vector<std::string> cols;
 	for (auto it = rows[0].begin(); it != rows[0].end(); ++it)
-		if (!it.value().is_structured())
+		if (cell(it.value()))
 			cols.push_back(it.key());
 	std::vector<size_t> w(cols.size());
 	for (size_t c = 0; c < cols.size(); c++) {
@@ -63,10 +84,10 @@ void print_table(const doc &rows)
 		for (auto &r : rows)
 			w[c] = std::max(w[c], scalar(r.value(cols[c], doc())).size());
 	}
-	auto line = [&](auto cell) {
+	auto line = [&](auto text) {
 		std::string s;
 		for (size_t c = 0; c < cols.size(); c++) {
-			std::string v = cell(c);
+			std::string v = text(c);
 			s += v;
 			if (c + 1 < cols.size())
 				s += std::string(w[c] - v.size() + 2, ' ');
@@ -83,31 +104,29 @@ void print_table(const doc &rows)
 void print(const doc &d)
 {
 	if (opts().json) {
-		std::cout << d.dump(2) << "\n";
+		std::cout << d.dump(2, ' ', false, replace_invalid) << "\n";
 		return;
 	}
 	if (d.is_array())
 		print_table(d);
 	else if (d.is_object())
 		print_record(d, 0);
+	else if (d.is_string() && !d.get<std::string>().empty() && d.get<std::string>().back() == '\n')
+		std::cout << d.get<std::string>();
 	else
 		std::cout << scalar(d) << "\n";
 }
 
 std::string wwn_text(wwn_t w)
 {
-	const auto *b = reinterpret_cast<const uint8_t *>(&w);
-	char s[24];
-	snprintf(s, sizeof s, "%02x:%02x:%02x:%02x:%02x:%02x:%02x:%02x", b[0], b[1], b[2], b[3], b[4], b[5], b[6],
-		 b[7]);
-	return s;
+	char s[QOR_WWN_TEXT_LEN];
+	return qor_wwn_format(w, s);
 }
 
 std::string mac_text(const uint8_t *m)
 {
-	char s[18];
-	snprintf(s, sizeof s, "%02x:%02x:%02x:%02x:%02x:%02x", m[0], m[1], m[2], m[3], m[4], m[5]);
-	return s;
+	char s[QOR_MAC_TEXT_LEN];
+	return qor_mac_format(m, s);
 }
 
 std::string mac_text(const mac_t &m)
@@ -115,23 +134,94 @@ std::string mac_text(const mac_t &m)
 	return mac_text(m.mac);
 }
 
-bool parse_wwn(const std::string &s, wwn_t *w)
-{
-	unsigned v[8];
-	char tail;
-	if (sscanf(s.c_str(), "%2x:%2x:%2x:%2x:%2x:%2x:%2x:%2x%c", &v[0], &v[1], &v[2], &v[3], &v[4], &v[5], &v[6],
-		   &v[7], &tail) != 8)
-		return false;
-	uint8_t b[8];
-	for (int i = 0; i < 8; i++)
-		b[i] = (uint8_t)v[i];
-	memcpy(w, b, 8);
-	return true;
-}
-
 std::string field(const char *s, size_t n)
 {
-	return std::string(s, strnlen(s, n));
+	std::string raw(s, strnlen(s, n));
+	// The JSON library's replacing dump is the one UTF-8 check we have.
+	return doc::parse(doc(raw).dump(-1, ' ', false, replace_invalid)).get<std::string>();
+}
+
+doc wwn_value(wwn_t w)
+{
+	return w ? doc(wwn_text(w)) : doc();
+}
+
+doc mac_value(const uint8_t *m)
+{
+	static const uint8_t zero[6] = {};
+	return memcmp(m, zero, sizeof zero) ? doc(mac_text(m)) : doc();
+}
+
+doc word_value(const char *display)
+{
+	std::string s = display ? display : "";
+	while (!s.empty() && s.back() == ' ')
+		s.pop_back();
+	if (s.empty() || s == "unknown" || s == "Unknown" || s == "---" || s == "--" || s == "-")
+		return nullptr;
+	return s;
+}
+
+doc type_value(uint32_t ioc_type)
+{
+	return word_value(qor_ioc_type_word(ioc_type));
+}
+
+doc topology_value(uint32_t topo)
+{
+	return topo == QOR_PORT_TOPOLOGY_P2P || topo == QOR_PORT_TOPOLOGY_LOOP || topo == QOR_PORT_TOPOLOGY_AUTO
+		       ? doc(qor_topology_word(topo))
+		       : doc();
+}
+
+doc pid_value(uint32_t pid)
+{
+	uint8_t b[4];
+	memcpy(b, &pid, 4);
+	if (!b[0] && !b[1] && !b[2])
+		return nullptr;
+	char s[8];
+	snprintf(s, sizeof s, "%02x%02x%02x", b[0], b[1], b[2]);
+	return s;
+}
+
+doc cos_value(uint32_t c)
+{
+	switch (c) {
+	case FC_CLASS_2:
+		return "class 2";
+	case FC_CLASS_3:
+		return "class 3";
+	case FC_CLASS_2_3:
+		return "class 2 and 3";
+	default:
+		return nullptr;
+	}
+}
+
+void put_speed(doc &d, const std::string &key, uint32_t code)
+{
+	unsigned g = qor_speed_gbps(code);
+	d[key + "_gbps"] = g ? doc(g) : doc();
+	d[key] = word_value(qorl_port_speed_to_string((qor_port_speed_t)code));
+}
+
+std::string snake(std::string_view label)
+{
+	std::string s;
+	bool gap = false;
+	for (char ch : label) {
+		bool alnum = (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z') || (ch >= '0' && ch <= '9');
+		if (!alnum) {
+			gap = !s.empty();
+			continue;
+		}
+		if (gap)
+			s += '_';
+		gap = false;
+		s += (ch >= 'A' && ch <= 'Z') ? (char)(ch - 'A' + 'a') : ch;
+	}
+	return s;
 }
 
 } // namespace mxt

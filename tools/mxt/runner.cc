@@ -1,0 +1,233 @@
+// The runner: every command's arguments are read, its session opened, its
+// address resolved, its failure reported and its change written back here,
+// the same way for all.
+#include <cstdio>
+
+#include "qorl_adapter.h"
+#include "qorl_config.h"
+#include "qorl_ioc.h"
+#include "table.h"
+
+namespace mxt {
+
+globals &opts()
+{
+	static globals g;
+	return g;
+}
+
+doc printed()
+{
+	return doc(doc::value_t::discarded);
+}
+
+void open_session(qor_aen_app_t app)
+{
+	static bool open = false;
+	if (open)
+		return;
+	open = true;
+	qorl_libinit(app);
+	qorl_libload();
+	int n = qorl_adapter_scan();
+	if (n > 0)
+		return;
+	qor_status_t st = qorl_get_last_error();
+	if (qorl_ioc_get_num() == 0 && st == QOR_STATUS_NO_DRIVER)
+		fail_status("no adapter driver answers", st,
+			    "load the adapter drivers, or run under qorsim for emulated hardware");
+	if (st != QOR_STATUS_OK)
+		fail_status("adapter discovery failed", st, "check the drivers' state and try again");
+}
+
+std::string call::address() const
+{
+	if (port >= 0)
+		return std::to_string(adapter) + "/" + std::to_string(port);
+	if (adapter > 0)
+		return std::to_string(adapter);
+	return id >= 0 ? std::to_string(id) : "";
+}
+
+std::string call::where() const
+{
+	if (port >= 0)
+		return "port " + address();
+	if (adapter > 0)
+		return "adapter " + address();
+	return id >= 0 ? "controller " + address() : "";
+}
+
+doc call::address_doc() const
+{
+	if (port >= 0)
+		return {{"port", address()}};
+	if (adapter > 0)
+		return {{"adapter", adapter}};
+	if (id >= 0)
+		return {{"id", id}};
+	return doc::object();
+}
+
+doc call::changed(qor_status_t st, const std::string &doing, const std::string &hint)
+{
+	for (qor_status_t a : cmd.already)
+		if (st == a) {
+			already = true;
+			fprintf(stderr, "mxt: note: %s: %s; nothing changed\n", doing.c_str(), status_text(st).c_str());
+			return nullptr;
+		}
+	check(st, doing, hint);
+	return nullptr;
+}
+
+namespace {
+
+// Names of the sides, in the order of enum side.
+struct side_names {
+	const char *word, *noun;
+};
+constexpr side_names side_text[] = {
+	{"any", ""}, {"fc", "Fibre Channel or FCoE"}, {"eth", "Ethernet"}, {"fcoe", "FCoE"}};
+
+const char *side_word(side s)
+{
+	return side_text[(int)s].word;
+}
+
+const char *side_noun(side s)
+{
+	return side_text[(int)s].noun;
+}
+
+const char *effect_word(effect e)
+{
+	return e == effect::sets ? "sets" : e == effect::acts ? "acts" : "reads";
+}
+
+bool on_side(const qorl_t *q, side s)
+{
+	const bool fc = q->ioc_type == QOR_IOC_TYPE_FC || q->ioc_type == QOR_IOC_TYPE_FCoE;
+	switch (s) {
+	case side::fc:
+		return fc;
+	case side::eth:
+		return !fc;
+	case side::fcoe:
+		return q->ioc_type == QOR_IOC_TYPE_FCoE;
+	default:
+		return true;
+	}
+}
+
+std::string type_noun(const qorl_t *q)
+{
+	switch (q->ioc_type) {
+	case QOR_IOC_TYPE_FC:
+		return "a Fibre Channel";
+	case QOR_IOC_TYPE_FCoE:
+		return "an FCoE";
+	default:
+		return "an Ethernet";
+	}
+}
+
+// The adapter, and the controller of the row's side, that the arguments name.
+void resolve(call &c)
+{
+	const side s = c.cmd.needs;
+	if (c.adapter > 0) {
+		c.ad = qorl_adapter_open_idx(c.adapter);
+		if (!c.ad)
+			fail("no adapter " + std::to_string(c.adapter) + "; 'mxt adapter list' shows the adapters");
+	}
+	if (c.port >= 0) {
+		c.q = s == side::any   ? qorl_adapter_get_ioc(c.ad, c.port)
+		      : s == side::eth ? qorl_adapter_get_ethioc(c.ad, c.port)
+				       : qorl_adapter_get_fcioc(c.ad, c.port);
+		if (!c.q)
+			fail("adapter " + std::to_string(c.adapter) + " has no " +
+			     (s == side::any ? std::string() : std::string(side_noun(s)) + " ") + "port " +
+			     std::to_string(c.port) + "; 'mxt port list' shows the ports");
+		if (!on_side(c.q, s))
+			fail("port " + c.address() + " is " + type_noun(c.q) + " port, not an " + side_noun(s) +
+			     " port; 'mxt port list' shows each port's type");
+	}
+	if (c.id >= 0) {
+		c.q = qorl_ioc_open_idx(c.id);
+		if (!c.q)
+			fail("no controller " + std::to_string(c.id) + "; 'mxt ioc list' shows the controllers");
+		if (!on_side(c.q, s))
+			fail("controller " + std::to_string(c.id) + " is " + type_noun(c.q) + " controller; 'mxt " +
+			     c.cmd.path + "' takes " + side_noun(s) +
+			     " controllers ('mxt ioc list' shows their types)");
+	}
+}
+
+// Writes the configuration back and says so when the file did not take it.
+void write_back()
+{
+	std::string path = qorl_get_cfg_path();
+	qor_status_t st = qorl_config_sync(path.data());
+	if (st != QOR_STATUS_OK)
+		fail_status("the setting is active now but will not survive a restart: writing " + path + " failed", st,
+			    "make " + path + " and its directory writable, then repeat the command");
+}
+
+// What --json prints for a command that has nothing else to show.
+doc done(const call &c)
+{
+	doc d;
+	d["command"] = c.cmd.path;
+	d.update(c.address_doc());
+	d["changed"] = !c.already;
+	d["config_path"] = c.cmd.does == effect::sets ? doc(qorl_get_cfg_path()) : doc();
+	return d;
+}
+
+} // namespace
+
+void run(const command &cmd, const std::map<std::string, std::string> &raw, const std::map<std::string, bool> &flags)
+{
+	call c{cmd};
+	for (const param &p : cmd.params) {
+		if (p.type == arg::flag) {
+			auto f = flags.find(p.name);
+			c.flags[p.name] = f != flags.end() && f->second;
+		} else if (auto v = raw.find(p.name); v != raw.end()) {
+			read_arg(c, p, v->second);
+		} else if (p.def) {
+			read_arg(c, p, p.def);
+		}
+	}
+	if (cmd.opens != session::none)
+		open_session(cmd.opens == session::events ? qor_aen_app_test : qor_aen_app_mxt);
+	resolve(c);
+	doc out = cmd.run(c);
+	if (cmd.does == effect::sets)
+		write_back();
+	if (out.is_discarded())
+		return;
+	if (!out.is_null())
+		print(out);
+	else if (opts().json)
+		print(done(c));
+}
+
+doc command_list()
+{
+	doc rows = doc::array();
+	for (const command &c : commands()) {
+		doc args = doc::array();
+		for (const param &p : c.params)
+			args.push_back(p.name);
+		rows.push_back({{"path", c.path},
+				{"arguments", args},
+				{"side", side_word(c.needs)},
+				{"effect", effect_word(c.does)},
+				{"help", c.help}});
+	}
+	return rows;
+}
+
+} // namespace mxt

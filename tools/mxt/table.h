@@ -1,0 +1,157 @@
+// The command table: one row per command, and the call its action receives.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "mxt.h"
+#include "qorl_adapter.h"
+
+namespace mxt {
+
+// What an argument is; the runner parses each kind with one strict parser.
+enum class arg {
+	adapter,    // adapter number, decimal, from 1
+	port,       // "A/P": adapter number and port number, decimal
+	controller, // controller id, decimal, as 'mxt ioc list' shows it
+	wwn,        // 21:00:00:24:ff:00:00:01, 0x + 16 hex digits, or 16 hex digits
+	text,       // free text
+	choice,     // one of the param's choices
+	number,     // decimal within the param's range
+	speed,      // what the codec reads: 8, 8G, 8Gbps, auto
+	topology,   // p2p, loop, auto (any case)
+	alpa,       // a loop address (0x01 to 0xef, or decimal), or "clear"
+	flag,       // an option without a value
+};
+
+// The controller an address must lead to.
+enum class side { any, fc, eth, fcoe };
+// What a command does: only "sets" rows write the configuration back.
+enum class effect { reads, acts, sets };
+// The library session a command opens.
+enum class session { none, tool, events };
+
+struct param {
+	arg type;
+	const char *name; // positional "A/P"; option "--delay"; flag "--follow,-f"
+	const char *help;
+	std::vector<std::string> choices = {};
+	long lo = 0, hi = 0;       // number range
+	const char *def = nullptr; // value of an option that is not given
+};
+
+struct call;
+// An action returns what to print: a document; null for a change with nothing
+// to show (--json then prints what was done); or printed() when it wrote its
+// own output.
+using action = doc (*)(call &);
+doc printed();
+
+struct command {
+	const char *path; // "port speed"
+	const char *help;
+	std::vector<param> params = {};
+	side needs = side::any;
+	effect does = effect::reads;
+	action run = nullptr;
+	session opens = session::tool;
+	// Statuses that mean the object is already as asked: exit 0 with a note.
+	std::vector<qor_status_t> already = {};
+};
+
+const std::vector<command> &commands();
+// Help of the command groups ("port": physical ports ...).
+const std::map<std::string, std::string> &groups();
+
+// One run of a command: its parsed arguments and what they lead to.
+struct call {
+	const command &cmd;
+	int adapter = 0; // adapter number, 0 when none
+	int port = -1;   // port number of an A/P address
+	int id = -1;     // controller id
+	qorl_adapter_t *ad = nullptr;
+	qorl_t *q = nullptr; // the controller of the row's side
+	wwn_t wwn = 0;
+	qor_port_speed_t speed = QOR_PORT_SPEED_AUTO;
+	qor_port_topology_t topology = QOR_PORT_TOPOLOGY_AUTO;
+	std::map<std::string, std::string> words; // text and choice arguments
+	std::map<std::string, long> numbers;      // number and alpa (-1: clear)
+	std::map<std::string, bool> flags;
+	bool already = false; // nothing changed: it was so
+
+	// "port 1/0", "adapter 1", "controller 3".
+	std::string where() const;
+	// "1/0".
+	std::string address() const;
+	// The address as output keys: {"port": "1/0"}, {"adapter": 1}, {"id": 3}.
+	doc address_doc() const;
+	// The result of a change: OK; one of the row's "already" statuses (a note
+	// on stderr, and the command still succeeds); anything else fails. Returns
+	// the action's result: nothing to show.
+	doc changed(qor_status_t st, const std::string &doing, const std::string &hint = "");
+};
+
+// Runs one row with the raw argument texts, by param name.
+void run(const command &cmd, const std::map<std::string, std::string> &raw, const std::map<std::string, bool> &flags);
+// Every command path with its arguments and traits (--list-commands).
+doc command_list();
+
+// Reads one argument into the call with the strict reader of its kind;
+// fails naming the argument and what it takes.
+void read_arg(call &c, const param &p, const std::string &s);
+
+// Actions, by module.
+doc ioc_list(call &);
+doc ioc_show(call &);
+doc ioc_coalesce(call &);
+doc ioc_name(call &);
+doc adapter_list(call &);
+doc adapter_show(call &);
+doc adapter_name(call &);
+// Enable (true) or disable (false).
+template <bool On> doc adapter_switch(call &);
+doc config_show(call &);
+doc config_path(call &);
+doc port_list(call &);
+doc port_show(call &);
+template <bool On> doc port_switch(call &);
+doc port_speed(call &);
+doc port_topology(call &);
+doc port_alpa(call &);
+doc port_frame_size(call &);
+doc port_stats(call &);
+doc trunk_show(call &);
+template <bool On> doc trunk_switch(call &);
+doc lport_list(call &);
+doc rport_list(call &);
+doc rport_show(call &);
+doc itnim_show(call &);
+doc eth_show(call &);
+doc eth_stats(call &);
+doc fcoe_show(call &);
+doc fcoe_stats(call &);
+template <bool On> doc fcoe_switch(call &);
+doc events(call &);
+
+// The attributes of the port the call names.
+qor_port_attr_t read_port_attr(const call &c);
+// The controller record of the list for a copy kept by an adapter.
+qorl_t *listed_controller(const qorl_t *copy);
+// A controller as 'ioc list' and 'adapter show' show it.
+doc controller_doc(qorl_t *q);
+// Shows a port's counters, or resets them with --reset.
+template <class Show> doc stats_or_reset(call &c, qor_status_t (*reset)(qorl_t *), const char *what, Show show)
+{
+	if (c.flags["--reset"]) {
+		check(reset(c.q), std::string("resetting the ") + what + " of " + c.where());
+		return nullptr;
+	}
+	return show();
+}
+
+// cmd_events.cc: the event kinds, and the command itself.
+std::vector<std::string> event_kinds();
+void events_run(bool follow_on, const std::string &kind);
+
+} // namespace mxt
