@@ -14,6 +14,8 @@ const param name_text{arg::text, "TEXT", "the name, at most 63 characters"};
 const param remote_wwn{arg::wwn, "RPWWN",
 		       "the remote port's WWN: 21:00:00:24:ff:00:00:01, 0x21000024ff000001 or 21000024ff000001"};
 const param reset{arg::flag, "--reset", "reset the counters instead of showing them"};
+const param target_wwn{arg::wwn, "RPWWN", "the target's port WWN ('mxt rport list' shows which remote ports are targets)"};
+const param lun_no{arg::number, "LUN", "LUN number, 0 to 16383 ('mxt lun list' shows them)", {}, 0, 16383};
 
 } // namespace
 
@@ -30,6 +32,8 @@ const std::map<std::string, std::string> &groups()
 		{"itnim", "IT nexus between a port and a remote target"},
 		{"eth", "Ethernet ports of converged adapters"},
 		{"fcoe", "FCoE ports of converged adapters"},
+		{"lun", "logical units behind a port's SCSI targets"},
+		{"scsi", "standard SCSI commands to one logical unit"},
 	};
 	return g;
 }
@@ -202,6 +206,41 @@ const std::vector<command> &commands()
 		 .needs = side::fcoe,
 		 .does = effect::sets,
 		 .run = fcoe_switch<false>},
+
+		{.path = "lun list",
+		 .help = "the logical units of a port's targets, or of one target: type, vendor, product, capacity "
+			 "and the OS device",
+		 .params = {port_ap,
+			    {arg::wwn, "RPWWN", "only this target's units", {}, 0, 0, nullptr, true}},
+		 .needs = side::fc,
+		 .run = lun_list},
+		{.path = "scsi inquiry",
+		 .help = "standard INQUIRY data of a logical unit, or a vital product data page",
+		 .params = {port_ap, target_wwn, lun_no,
+			    {arg::number, "--page", "VPD page code, 0 to 255 or 0x00 to 0xff (0x00 lists the pages)",
+			     {}, 0, 255, nullptr, false, true},
+			    {arg::flag, "--hex", "show the bytes as a hex dump (JSON always carries them as data)"}},
+		 .needs = side::fc,
+		 .run = scsi_inquiry},
+		{.path = "scsi capacity",
+		 .help = "READ CAPACITY of a logical unit: blocks, block size and bytes",
+		 .params = {port_ap, target_wwn, lun_no},
+		 .needs = side::fc,
+		 .run = scsi_capacity},
+		{.path = "scsi tur",
+		 .help = "TEST UNIT READY: whether a logical unit is ready, and the sense data when not",
+		 .params = {port_ap, target_wwn, lun_no},
+		 .needs = side::fc,
+		 .run = scsi_tur},
+		{.path = "scsi read",
+		 .help = "read blocks of a logical unit: a hex dump on a terminal, the bytes as they are to a file "
+			 "or pipe",
+		 .params = {port_ap, target_wwn, lun_no,
+			    {arg::number, "LBA", "first logical block address, 0 to 4294967295", {}, 0, 4294967295L},
+			    {arg::number, "--count", "number of blocks", {}, 1, 65535, "1"},
+			    {arg::text, "-o,--output", "write the bytes to this file"}},
+		 .needs = side::fc,
+		 .run = scsi_read},
 
 		{.path = "events",
 		 .help = "print the drivers' events: those queued now, or with --follow as they arrive (until "
