@@ -11,6 +11,19 @@ namespace {
 
 constexpr uint8_t kPages[] = {SCSI_VPD_SUPPORTED_PAGES, SCSI_VPD_UNIT_SERIAL, SCSI_VPD_DEVICE_ID};
 
+void append(std::vector<uint8_t> &v, const void *p, size_t n)
+{
+	const size_t at = v.size();
+	v.resize(at + n);
+	if (n)
+		memcpy(v.data() + at, p, n);
+}
+
+template <class T> void append(std::vector<uint8_t> &v, const T &rec)
+{
+	append(v, &rec, sizeof rec);
+}
+
 void check(Reply &r, uint8_t key, uint8_t asc, uint8_t ascq)
 {
 	scsi_sense_fixed_t s{};
@@ -21,8 +34,8 @@ void check(Reply &r, uint8_t key, uint8_t asc, uint8_t ascq)
 	s.ascq = ascq;
 	r.status = SCSI_STATUS_CHECK_CONDITION;
 	r.data.clear();
-	const auto *b = reinterpret_cast<const uint8_t *>(&s);
-	r.sense.assign(b, b + sizeof s);
+	r.sense.clear();
+	append(r.sense, s);
 }
 
 void illegal(Reply &r, uint8_t asc)
@@ -37,12 +50,6 @@ void pad(uint8_t *dst, size_t n, const std::string &s)
 	memcpy(dst, s.data(), std::min(n, s.size()));
 }
 
-template <class T> void append(std::vector<uint8_t> &v, const T &rec)
-{
-	const auto *b = reinterpret_cast<const uint8_t *>(&rec);
-	v.insert(v.end(), b, b + sizeof rec);
-}
-
 void desig(std::vector<uint8_t> &v, uint8_t proto, uint8_t codeset, bool piv, uint8_t assoc, uint8_t type,
 	   const void *id, size_t n)
 {
@@ -51,8 +58,7 @@ void desig(std::vector<uint8_t> &v, uint8_t proto, uint8_t codeset, bool piv, ui
 	d.piv_assoc_type = (uint8_t)((piv ? 0x80 : 0) | assoc << 4 | type);
 	d.len = (uint8_t)n;
 	append(v, d);
-	const auto *b = static_cast<const uint8_t *>(id);
-	v.insert(v.end(), b, b + n);
+	append(v, id, n);
 }
 
 void standard_inquiry(Reply &r, const Unit *u)
@@ -102,7 +108,7 @@ void vpd(Reply &r, const Unit &u, wwn_t port, uint8_t page)
 	h.page_code = page;
 	fc_put_be16(h.page_len, (uint16_t)p.size());
 	append(r.data, h);
-	r.data.insert(r.data.end(), p.begin(), p.end());
+	append(r.data, p.data(), p.size());
 }
 
 void read_capacity10(Reply &r, const Unit &u)
@@ -131,7 +137,7 @@ void report_luns(Reply &r, const Target &t)
 	for (const Unit &u : t.units) {
 		uint8_t lun[SCSI_LUN_LEN];
 		scsi_lun_encode(u.number, lun);
-		r.data.insert(r.data.end(), lun, lun + SCSI_LUN_LEN);
+		append(r.data, lun, sizeof lun);
 	}
 }
 
