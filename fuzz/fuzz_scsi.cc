@@ -1,14 +1,21 @@
-// Fuzzes the readers of SCSI replies with arbitrary bytes: every reader
-// sees the same input as a reply of its kind, in a buffer of exactly the
-// input's size, so any read past what the target sent is caught.
+// Fuzzes the readers of SCSI replies with arbitrary bytes, and the names
+// mxt shows for what they find: every reader sees the same input as a reply
+// of its kind, in a buffer of exactly the input's size, so any read past
+// what the target sent is caught.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include "protocol/scsi_decode.h"
+#include "protocol/scsi_names.h"
 
 namespace {
+
+size_t text_len(const char *s)
+{
+	return s ? strlen(s) : 0;
+}
 
 // Keeps results alive so nothing is optimised away.
 volatile uint64_t g_sink;
@@ -34,14 +41,17 @@ void sense(const uint8_t *d, size_t n)
 {
 	scsi_sense_info_t s;
 	if (scsi_sense_decode(d, n, &s))
-		sink(s.key + s.asc + s.ascq + s.information);
+		sink(s.key + s.asc + s.ascq + s.information + text_len(scsi_sense_key_name(s.key)) +
+		     text_len(scsi_asc_name(s.asc, s.ascq)));
+	if (n)
+		sink(text_len(scsi_status_name(d[0])));
 }
 
 void inquiry(const uint8_t *d, size_t n)
 {
 	scsi_inquiry_info_t inq;
 	if (scsi_inquiry_decode(d, n, &inq))
-		sink(strlen(inq.vendor) + strlen(inq.product) + strlen(inq.revision));
+		sink(strlen(inq.vendor) + strlen(inq.product) + strlen(inq.revision) + text_len(scsi_type_word(inq.type)));
 }
 
 void vpd(const uint8_t *d, size_t n)
@@ -57,6 +67,10 @@ void vpd(const uint8_t *d, size_t n)
 	size_t off = 0;
 	scsi_designator_t desig;
 	while (scsi_vpd83_next(p, len, &off, &desig)) {
+		sink(text_len(scsi_association_word(desig.association)) + text_len(scsi_designator_word(desig.type)) +
+		     text_len(scsi_code_set_word(desig.code_set)));
+		scsi_text(desig.id, desig.len, text, sizeof text);
+		sink(strlen(text));
 		for (size_t i = 0; i < desig.len; i++)
 			sink(desig.id[i]);
 	}

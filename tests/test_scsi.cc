@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "protocol/scsi_decode.h"
+#include "protocol/scsi_names.h"
 #include "qorl_scsi.h"
 #include "qorsim_scsi.h"
 #include "testutil.h"
@@ -592,6 +593,23 @@ TEST(ScsiDecode, ReportLunsNeededSizeNeverWraps)
 	EXPECT_EQ(lun[0], 0x41);
 	EXPECT_EQ(lun[1], 0x00);
 	EXPECT_EQ(scsi_lun_number(lun), 256);
+}
+
+TEST(ScsiDecode, StandardNames)
+{
+	EXPECT_STREQ(scsi_asc_name(0x25, 0x00), "LOGICAL UNIT NOT SUPPORTED");
+	EXPECT_STREQ(scsi_asc_name(0x3F, 0x0E), "REPORTED LUNS DATA HAS CHANGED");
+	EXPECT_EQ(scsi_asc_name(0x3F, 0x0F), nullptr);
+	EXPECT_EQ(scsi_asc_name(0x80, 0x00), nullptr) << "vendor specific codes have no standard name";
+	EXPECT_STREQ(scsi_sense_key_name(SCSI_SK_UNIT_ATTENTION), "UNIT ATTENTION");
+	EXPECT_STREQ(scsi_sense_key_name(0xF5), "ILLEGAL REQUEST") << "the key is the low four bits";
+	EXPECT_STREQ(scsi_status_name(SCSI_STATUS_CHECK_CONDITION), "CHECK CONDITION");
+	EXPECT_EQ(scsi_status_name(0x01), nullptr);
+	EXPECT_STREQ(scsi_type_word(0x01), "tape");
+	EXPECT_STREQ(scsi_type_word(0x7F), "none") << "the qualifier bits are not the type";
+	EXPECT_EQ(scsi_type_word(0x10), nullptr);
+	EXPECT_STREQ(scsi_designator_word(SCSI_DESIG_NAA), "naa");
+	EXPECT_EQ(scsi_association_word(3), nullptr);
 }
 
 } // namespace

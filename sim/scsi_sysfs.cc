@@ -1,0 +1,106 @@
+// The sysfs SCSI device tree of the emulated units, under the emulator's
+// root: /sys/class/scsi_device/H:B:T:L/device/ holds, per unit and in the
+// layout the unit asks for, a directory "block" (or "tape") with the device
+// name in it, an entry "block:<name>", or a link "block" to
+// ../../../block/<name>. A stamp beside the tree names the units it was
+// written for, so an unchanged set is not written again.
+#include "scsi_sysfs.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace qorsim {
+namespace scsi {
+
+namespace fs = std::filesystem;
+
+std::string disk_name(size_t i)
+{
+	std::string s;
+	for (long n = (long)i; n >= 0; n = n / 26 - 1)
+		s.insert(s.begin(), (char)('a' + n % 26));
+	return "sd" + s;
+}
+
+std::string tape_name(size_t i)
+{
+	return "st" + std::to_string(i);
+}
+
+namespace {
+
+constexpr const char kStamp[] = ".qorsim-units";
+
+std::string stamp_of(const std::vector<Node> &nodes)
+{
+	std::ostringstream s;
+	for (const Node &n : nodes)
+		s << n.host << ':' << n.bus << ':' << n.target << ':' << n.unit->number << ' ' << (int)n.unit->type << ' '
+		  << (int)n.unit->sysfs << ' ' << n.unit->devname << '\n';
+	return s.str();
+}
+
+bool make_dir(const std::string &p)
+{
+	return ::mkdir(p.c_str(), 0755) == 0 || errno == EEXIST;
+}
+
+bool write_unit(const std::string &base, const Node &n)
+{
+	const Unit &u = *n.unit;
+	char addr[64];
+	snprintf(addr, sizeof addr, "%u:%u:%u:%u", n.host, n.bus, n.target, u.number);
+	const std::string dev = base + "/" + addr + "/device";
+	if (!make_dir(base + "/" + addr) || !make_dir(dev))
+		return false;
+	const char *kind = u.type == SCSI_TYPE_TAPE ? "tape" : "block";
+	switch (u.sysfs) {
+	case Sysfs::dir:
+		return make_dir(dev + "/" + kind) && make_dir(dev + "/" + kind + "/" + u.devname);
+	case Sysfs::entry: {
+		std::ofstream f(dev + "/" + kind + ":" + u.devname);
+		return (bool)f;
+	}
+	case Sysfs::link:
+		return ::symlink(("../../../" + std::string(kind) + "/" + u.devname).c_str(), (dev + "/" + kind).c_str()) ==
+			       0 ||
+		       errno == EEXIST;
+	}
+	return false;
+}
+
+} // namespace
+
+bool write_sysfs(const std::string &root, const std::vector<Node> &nodes)
+{
+	const std::string base = root + "/sys/class/scsi_device";
+	const std::string stamp = stamp_of(nodes);
+	{
+		std::ifstream in(base + "/" + kStamp, std::ios::binary);
+		std::stringstream have;
+		have << in.rdbuf();
+		if (in && have.str() == stamp)
+			return true;
+	}
+	std::error_code ec;
+	fs::remove_all(base, ec);
+	fs::create_directories(base, ec);
+	if (ec)
+		return false;
+	for (const Node &n : nodes)
+		if (!n.unit->devname.empty() && !write_unit(base, n))
+			return false;
+	// The stamp goes last: a tree cut short is written again next time.
+	std::ofstream out(base + "/" + kStamp, std::ios::binary | std::ios::trunc);
+	out << stamp;
+	return (bool)out.flush();
+}
+
+} // namespace scsi
+} // namespace qorsim
