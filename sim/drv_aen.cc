@@ -20,6 +20,7 @@ int h_aen_get(Req &r)
 		v.aen_count = 0;
 		return 0;
 	}
+	end_overflow(*r.fn, static_cast<int>(v.app_id));
 	auto &q = r.fn->aen[v.app_id];
 	size_t n = q.size() < static_cast<size_t>(v.aen_count) ? q.size() : static_cast<size_t>(v.aen_count);
 	// Entries past the first lie beyond the declared record: write them
@@ -43,14 +44,11 @@ int h_aen_get(Req &r)
 // the application it announced.
 int h_app_register(Req &r)
 {
-	auto &v = r.as<qor_ioctl_aen_t>();
-	if (v.app_id >= static_cast<uint32_t>(kApps)) {
-		v.status = QOR_STATUS_EINVAL;
-		return 0;
-	}
-	fd_set_app(r.fd, static_cast<int>(v.app_id));
-	v.status = QOR_STATUS_OK;
-	return 0;
+	const uint32_t app = r.as<qor_ioctl_aen_t>().app_id;
+	if (app >= static_cast<uint32_t>(kApps))
+		return reply(r, QOR_STATUS_EINVAL);
+	fd_set_app(r.fd, static_cast<int>(app));
+	return reply(r, QOR_STATUS_OK);
 }
 
 } // namespace

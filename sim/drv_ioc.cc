@@ -5,30 +5,9 @@
 
 #include <cerrno>
 #include <cstring>
-#include <set>
 
 namespace qorsim {
 namespace {
-
-template <size_t N>
-void put(char (&dst)[N], const std::string &s)
-{
-	size_t n = s.size() < N - 1 ? s.size() : N - 1;
-	memcpy(dst, s.data(), n);
-	dst[n] = '\0';
-}
-
-// A name field from a caller must be terminated within its 64 bytes.
-bool get_name(const char (&src)[64], std::string &out)
-{
-	const void *nul = memchr(src, '\0', sizeof src);
-	if (!nul)
-		return false;
-	out.assign(src, static_cast<const char *>(nul));
-	return true;
-}
-
-uint32_t &status_of(Req &r) { return r.as<qor_ioctl_gen_t>().status; }
 
 int64_t transition_ms(const Model &m, const Function &f)
 {
@@ -99,14 +78,11 @@ template <bool Enable> int h_switch(Req &r)
 	(Enable ? f.stats.drv_stats.enable_reqs : f.stats.drv_stats.disable_reqs)++;
 	(Enable ? f.stats.fw_stats.enable_reqs : f.stats.fw_stats.disable_reqs)++;
 	(Enable ? f.fwstats.ioc_stats.enable_reqs : f.fwstats.ioc_stats.disable_reqs)++;
-	if (f.state == done) {
-		status_of(r) = Enable ? QOR_STATUS_IOC_ENABLED : QOR_STATUS_IOC_DISABLED;
-		return 0;
-	}
+	if (f.state == done)
+		return reply(r, Enable ? QOR_STATUS_IOC_ENABLED : QOR_STATUS_IOC_DISABLED);
 	if (f.state != moving)
 		start_transition(r.m, f, moving, done);
-	status_of(r) = QOR_STATUS_OK;
-	return 0;
+	return reply(r, QOR_STATUS_OK);
 }
 
 int h_enable(Req &r)
@@ -121,68 +97,23 @@ int h_disable(Req &r)
 
 int h_get_attr(Req &r)
 {
-	const Function &f = *r.fn;
+	Function &f = *r.fn;
 	const Adapter &a = r.m.adapters[f.adapter];
-	auto &rec = r.as<qor_ioctl_ioc_attr_t>();
-	qor_ioc_attr_t &at = rec.ioc_attr;
+	qor_ioc_attr_t &at = r.as<qor_ioctl_ioc_attr_t>().ioc_attr;
 	memset(&at, 0, sizeof at);
 	at.ioc_type = f.ioc_type;
 	at.state = f.state;
-	qor_adapter_attr_t &ad = at.adapter_attr;
-	put(ad.manufacturer, a.manufacturer);
-	put(ad.serial_num, a.serial);
-	ad.card_type = a.card_type;
-	put(ad.model, a.model);
-	put(ad.model_descr, a.model_descr);
-	ad.pwwn = f.pwwn;
-	put(ad.node_symname, a.node_symname);
-	put(ad.hw_ver, a.hw_ver);
-	put(ad.fw_ver, a.fw_ver);
-	put(ad.optrom_ver, a.optrom_ver);
-	put(ad.os_type, a.os_type);
-	const std::string vpd = "SN=" + a.serial + ";PN=" + a.model + ";EC=" + a.hw_ver;
-	ad.vpd.version = 1;
-	memcpy(ad.vpd.vpd_sig, "VPD", 3);
-	ad.vpd.vendor = 1;
-	ad.vpd.len = static_cast<uint8_t>(vpd.size() < 255 ? vpd.size() : 255);
-	memcpy(ad.vpd.data, vpd.data(), ad.vpd.len);
-	uint8_t sum = 0;
-	for (unsigned i = 0; i < ad.vpd.len; i++)
-		sum = static_cast<uint8_t>(sum + ad.vpd.data[i]);
-	ad.vpd.chksum = sum;
-	memcpy(ad.mac, f.mac.mac, 6);
-	std::set<int> ports;
-	for (int k : a.fns)
-		ports.insert(r.m.fns[k].port);
-	ad.nports = static_cast<uint8_t>(ports.size());
-	ad.max_speed = a.max_speed;
-	ad.prototype = a.prototype;
-	ad.asic_rev = a.asic_rev;
-	ad.pcie_gen = a.pcie_gen;
-	ad.pcie_lanes_orig = a.pcie_lanes_orig;
-	ad.pcie_lanes = a.pcie_lanes;
-	ad.cna_capable = a.cna_capable;
-	ad.is_mezz = a.is_mezz;
-	ad.trunk_capable = a.trunk_capable;
-	qor_ioc_driver_attr_t &dr = at.driver_attr;
-	put(dr.driver, f.drv == QORSIM_DRV_FC ? "qor" : "vek");
-	put(dr.driver_ver, a.driver_ver[f.drv]);
-	put(dr.fw_ver, a.fw_ver);
-	put(dr.bios_ver, a.bios_ver);
-	put(dr.efi_ver, a.efi_ver);
-	put(dr.ob_ver, a.ob_ver);
-	qor_ioc_pci_attr_t &pci = at.pci_attr;
-	pci.vendor_id = a.vendor_id;
-	pci.device_id = f.device_id;
-	pci.ssid = a.ssid;
-	pci.ssvid = a.ssvid;
-	pci.pcifn = f.pcifn;
-	put(pci.chip_rev, a.chip_rev);
+	at.adapter_attr = a.attr;
+	at.adapter_attr.pwwn = f.pwwn;
+	memcpy(at.adapter_attr.mac, f.mac.mac, 6);
+	at.driver_attr = a.driver[f.drv];
+	at.pci_attr = a.pci;
+	at.pci_attr.device_id = f.device_id;
+	at.pci_attr.pcifn = f.pcifn;
 	at.port_id = static_cast<uint8_t>(f.port);
-	r.fn->fwstats.ioc_stats.get_attr_reqs++;
-	r.fn->stats.fw_stats.get_attr_reqs++;
-	rec.status = QOR_STATUS_OK;
-	return 0;
+	f.fwstats.ioc_stats.get_attr_reqs++;
+	f.stats.fw_stats.get_attr_reqs++;
+	return reply(r, QOR_STATUS_OK);
 }
 
 int h_get_info(Req &r)
@@ -193,13 +124,13 @@ int h_get_info(Req &r)
 	const uint16_t inst = v.qord_num;
 	memset(&v, 0, sizeof v);
 	v.qord_num = inst;
-	put(v.serialnum, a.serial);
-	put(v.hwpath, f.hwpath);
-	put(v.adapter_hwpath, a.hwpath);
-	put(v.guid, a.serial + "-" + std::to_string(f.pcifn));
-	put(v.name, a.name[f.drv]);
-	put(v.port_name, f.port_name);
-	put(v.eth_name, f.eth_name);
+	put_text(v.serialnum, a.serial);
+	put_text(v.hwpath, f.hwpath);
+	put_text(v.adapter_hwpath, a.hwpath);
+	put_text(v.guid, a.serial + "-" + std::to_string(f.pcifn));
+	put_text(v.name, a.name[f.drv]);
+	put_text(v.port_name, f.port_name);
+	put_text(v.eth_name, f.eth_name);
 	v.pwwn = f.pwwn;
 	v.nwwn = f.nwwn;
 	v.factorypwwn = f.factory_pwwn;
@@ -215,85 +146,70 @@ int h_get_info(Req &r)
 
 int h_get_stats(Req &r)
 {
-	auto &v = r.as<qor_ioctl_ioc_stats_t>();
-	v.ioc_stats = r.fn->stats;
-	v.status = QOR_STATUS_OK;
-	return 0;
+	r.as<qor_ioctl_ioc_stats_t>().ioc_stats = r.fn->stats;
+	return reply(r, QOR_STATUS_OK);
 }
 
 int h_reset_stats(Req &r)
 {
 	r.fn->stats = qor_ioc_stats_t{};
-	status_of(r) = QOR_STATUS_OK;
-	return 0;
+	return reply(r, QOR_STATUS_OK);
 }
 
 int h_get_fwstats(Req &r)
 {
 	auto &v = r.as<qor_ioctl_ioc_fwstats_t>();
-	if (v.buf_size != sizeof(qor_fw_stats_t)) {
-		v.status = QOR_STATUS_EINVAL;
-		return 0;
-	}
+	if (v.buf_size != sizeof(qor_fw_stats_t))
+		return reply(r, QOR_STATUS_EINVAL);
 	if (int e = copy_to_user(v.buf_ptr, &r.fn->fwstats, sizeof(qor_fw_stats_t)))
 		return e;
-	v.status = QOR_STATUS_OK;
-	return 0;
+	return reply(r, QOR_STATUS_OK);
 }
 
 int h_reset_fwstats(Req &r)
 {
 	r.fn->fwstats = qor_fw_stats_t{};
-	status_of(r) = QOR_STATUS_OK;
-	return 0;
+	return reply(r, QOR_STATUS_OK);
+}
+
+// A name from a caller must be terminated within its 64 bytes.
+int set_name(Req &r, std::string &dst)
+{
+	const char(&src)[64] = r.as<qor_ioctl_ioc_set_adapter_name_t>().name;
+	const void *nul = memchr(src, '\0', sizeof src);
+	if (!nul)
+		return reply(r, QOR_STATUS_EINVAL);
+	dst.assign(src, static_cast<const char *>(nul));
+	return reply(r, QOR_STATUS_OK);
 }
 
 // The adapter name of one driver: every function of that driver on the card.
 int h_adapter_name(Req &r)
 {
-	auto &v = r.as<qor_ioctl_ioc_set_adapter_name_t>();
-	std::string name;
-	if (!get_name(v.name, name)) {
-		v.status = QOR_STATUS_EINVAL;
-		return 0;
-	}
-	r.m.adapters[r.fn->adapter].name[r.drv] = name;
-	v.status = QOR_STATUS_OK;
-	return 0;
+	return set_name(r, r.m.adapters[r.fn->adapter].name[r.drv]);
 }
 
 int h_port_name(Req &r)
 {
-	auto &v = r.as<qor_ioctl_ioc_set_adapter_name_t>();
-	std::string name;
-	if (!get_name(v.name, name)) {
-		v.status = QOR_STATUS_EINVAL;
-		return 0;
-	}
-	r.fn->port_name = name;
-	v.status = QOR_STATUS_OK;
-	return 0;
+	return set_name(r, r.fn->port_name);
 }
 
 int h_iocfc_attr(Req &r)
 {
-	auto &v = r.as<qor_ioctl_iocfc_attr_t>();
-	v.iocfc_attr = r.fn->iocfc;
+	r.as<qor_ioctl_iocfc_attr_t>().iocfc_attr = r.fn->iocfc;
 	r.fn->fwstats.iocfc_stats.cfg_reqs++;
-	v.status = QOR_STATUS_OK;
-	return 0;
+	return reply(r, QOR_STATUS_OK);
 }
 
 int h_iocfc_intr(Req &r)
 {
-	auto &v = r.as<qor_ioctl_iocfc_intr_t>();
+	const qor_iocfc_intr_attr_t &in = r.as<qor_ioctl_iocfc_intr_t>().attr;
 	qor_iocfc_intr_attr_t &ia = r.fn->iocfc.intr_attr;
-	ia.coalesce = v.attr.coalesce ? 1 : 0;
-	ia.delay = v.attr.delay;
-	ia.latency = v.attr.latency;
+	ia.coalesce = in.coalesce ? 1 : 0;
+	ia.delay = in.delay;
+	ia.latency = in.latency;
 	r.fn->fwstats.iocfc_stats.set_intr_reqs++;
-	v.status = QOR_STATUS_OK;
-	return 0;
+	return reply(r, QOR_STATUS_OK);
 }
 
 } // namespace

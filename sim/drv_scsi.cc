@@ -1,11 +1,13 @@
 // The SCSI pass-through: the driver carries one command to a logical unit
 // behind a remote port and moves its data and sense straight into the
-// caller's buffers, no more than each buffer's size.
+// caller's buffers, no more than each buffer's size; and the control API of
+// the targets' units.
 #include <algorithm>
 #include <cstring>
 
 #include "qorsim_scsi.h"
 #include "san.h"
+#include "scsi_model.h"
 
 namespace qorsim {
 namespace {
@@ -17,45 +19,31 @@ static_assert((int)scsi::Fault::underrun == QORSIM_SCSI_FAULT_UNDERRUN &&
 	      (int)scsi::Fault::long_sense == QORSIM_SCSI_FAULT_LONG_SENSE &&
 	      (int)scsi::Fault::lun_list_len == QORSIM_SCSI_FAULT_LUN_LIST_LEN);
 
-int h_scsi(Req &r)
+} // namespace
+
+int scsi::exchange(Target &t, wwn_t port, qor_ioctl_scsi_t &v, uint32_t sense_room)
 {
-	auto &v = r.as<qor_ioctl_scsi_t>();
-	const uint32_t sense_room = v.snssz;
-	v.snssz = 0;
-	v.scsi_status = SCSI_STATUS_GOOD;
-	RPort *rp = rport_of(r, v, v.lpwwn, v.rpwwn);
-	if (!rp)
-		return 0;
-	if (!rp->target) {
-		v.status = QOR_STATUS_NO_FCPIM_NEXUS;
-		return 0;
-	}
-	if (!rport_up(port_of(*r.fn), *rp)) {
-		v.status = QOR_STATUS_RPORT_OFFLINE;
-		return 0;
-	}
 	// None of the commands the targets know carries data to the device.
 	if (v.write != 0) {
 		v.status = QOR_STATUS_EINVAL;
 		return 0;
 	}
-	scsi::Target &t = rp->lus;
-	if (t.fault == scsi::Fault::no_answer) {
+	if (t.fault == Fault::no_answer) {
 		v.status = QOR_STATUS_ETIMER;
 		return 0;
 	}
 	uint8_t lun[SCSI_LUN_LEN];
 	memcpy(lun, &v.lun, sizeof lun);
-	scsi::Reply rep = scsi::execute(t, rp->pwwn, lun, v.cdb.scsi_cdb, v.iosz);
+	Reply rep = execute(t, port, lun, v.cdb.scsi_cdb, v.iosz);
 	size_t n = rep.data.size();
-	if (t.fault == scsi::Fault::underrun)
+	if (t.fault == Fault::underrun)
 		n = std::min<size_t>(n, t.fault_arg);
 	if (int e = copy_to_user(v.iobuf_ptr, rep.data.data(), n))
 		return e;
-	const bool long_sense = t.fault == scsi::Fault::long_sense && !rep.sense.empty();
+	const bool long_sense = t.fault == Fault::long_sense && !rep.sense.empty();
 	if (long_sense) {
-		rep.sense.resize(scsi::kLongSense);
-		rep.sense[offsetof(scsi_sense_fixed_t, add_sense_len)] = scsi::kLongSense - 8;
+		rep.sense.resize(kLongSense);
+		rep.sense[offsetof(scsi_sense_fixed_t, add_sense_len)] = kLongSense - 8;
 	}
 	const size_t sn = std::min<size_t>(rep.sense.size(), sense_room);
 	if (int e = copy_to_user(v.snsbuf_pt, rep.sense.data(), sn))
@@ -66,22 +54,21 @@ int h_scsi(Req &r)
 	return 0;
 }
 
+namespace {
+
 // Runs fn on every logical port's view of target rpwwn of a controller,
-// under the model's lock.
+// under the model's lock; then names the units again.
 template <class Fn> int each_target(int drv, int instance, uint64_t rpwwn, Fn fn)
 {
 	std::lock_guard lk(sim().mu);
-	Function *f = sim().m.fn_at(drv, instance);
+	Model &m = sim().m;
+	Function *f = m.fn_at(drv, instance);
 	if (!f)
 		return api_error("driver " + std::to_string(drv) + " has no instance " + std::to_string(instance));
-	int found = 0;
-	for (auto &l : port_of(*f).lports)
-		for (auto &rp : l.rports)
-			if (rp.pwwn == rpwwn && rp.target) {
-				fn(rp);
-				found++;
-			}
-	return found ? 0 : api_error("the controller sees no such target");
+	if (!scsi::for_target(*f, rpwwn, fn))
+		return api_error("the controller sees no such target");
+	scsi::name_units(m);
+	return 0;
 }
 
 bool to_unit(const qorsim_lun_t &in, scsi::Unit &u)
@@ -105,8 +92,6 @@ bool to_unit(const qorsim_lun_t &in, scsi::Unit &u)
 
 using namespace qorsim;
 
-QORSIM_HANDLER(SCSI, h_scsi);
-
 #pragma GCC visibility push(default)
 extern "C" {
 
@@ -116,10 +101,10 @@ int qorsim_scsi_set_luns(int drv, int instance, uint64_t rpwwn, const qorsim_lun
 	for (size_t i = 0; i < n; i++)
 		if (!to_unit(luns[i], units[i]))
 			return api_error("logical unit " + std::to_string(i) + " is not valid");
-	return each_target(drv, instance, rpwwn, [&](san::RPort &rp) {
-		rp.lus.units.clear();
+	return each_target(drv, instance, rpwwn, [&](san::Target &t) {
+		t.lus.units.clear();
 		for (const auto &u : units)
-			rp.lus.put(u, rp.pwwn);
+			t.lus.put(u, rpwwn);
 	});
 }
 
@@ -128,19 +113,20 @@ int qorsim_scsi_add_lun(int drv, int instance, uint64_t rpwwn, const qorsim_lun_
 	scsi::Unit u;
 	if (!lun || !to_unit(*lun, u))
 		return api_error("the logical unit is not valid");
-	return each_target(drv, instance, rpwwn, [&](san::RPort &rp) {
-		rp.lus.put(u, rp.pwwn);
-		rp.lus.luns_changed = true;
-	});
+	std::lock_guard lk(sim().mu);
+	Function *f = sim().m.fn_at(drv, instance);
+	if (!f)
+		return api_error("driver " + std::to_string(drv) + " has no instance " + std::to_string(instance));
+	return scsi::add_unit(sim().m, *f, rpwwn, u) ? 0 : api_error("the controller sees no such target");
 }
 
 int qorsim_scsi_fault(int drv, int instance, uint64_t rpwwn, int mode, uint32_t arg)
 {
 	if (mode < QORSIM_SCSI_FAULT_NONE || mode > QORSIM_SCSI_FAULT_LUN_LIST_LEN)
 		return api_error("no such fault");
-	return each_target(drv, instance, rpwwn, [&](san::RPort &rp) {
-		rp.lus.fault = static_cast<scsi::Fault>(mode);
-		rp.lus.fault_arg = arg;
+	return each_target(drv, instance, rpwwn, [&](san::Target &t) {
+		t.lus.fault = static_cast<scsi::Fault>(mode);
+		t.lus.fault_arg = arg;
 	});
 }
 

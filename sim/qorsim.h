@@ -40,9 +40,24 @@ const char *qorsim_default_topology(void);
 /* Why the last call that returned -1 failed (thread-local, static storage). */
 const char *qorsim_error(void);
 
-/* Configuration paths ("/etc/qor.conf", "/etc/hba.conf", "/sys/class/scsi_device")
- * resolve under dir; NULL turns redirection off. */
+/*
+ * Configuration paths ("/etc/qor.conf" and the files beside it that start
+ * with that name, "/etc/hba.conf", "/etc" itself, "/sys/class/scsi_device")
+ * resolve under dir. "/" gives the host's own files; NULL or "" gives no
+ * root: those paths then fail with EACCES, so nothing of the host is read or
+ * written. A program that does not call this gets QORSIM_ROOT, or no root.
+ */
 void qorsim_set_root(const char *dir);
+/*
+ * The drivers load: the settings the root's configuration file holds (port
+ * speed, topology, hard loop address, frame size, enable and trunk state,
+ * interrupt coalescing, adapter and port names) are taken into the model,
+ * as a real driver takes its parameters when it loads; a setting the driver
+ * would refuse is ignored. Loading a topology does not read the file; a
+ * program started with QORSIM_ROOT set has it read once at start.
+ * Returns 0, or -1 when there is no root.
+ */
+int qorsim_load_config(void);
 
 /* Virtual clock: the sleep family advances it and returns at once. */
 uint64_t qorsim_now_ns(void);
@@ -120,8 +135,11 @@ int qorsim_set_ioc_state(int drv, int instance, uint32_t state);
 
 /*
  * Events. Each controller keeps one queue per application identity
- * (qor_aen_app_t 0..4, at most 1024 events each; a full queue drops its
- * oldest). Injecting queues a copy of each event for every application,
+ * (qor_aen_app_t 0..4, at most 1024 events each). A full queue drops its
+ * oldest event and counts it (qorsim_event_dropped); the next fetch by that
+ * application ends the overflow with one warning line on stderr naming the
+ * driver, the instance, the application and the number of events lost.
+ * Injecting queues a copy of each event for every application,
  * with qord_num set to the instance, a running seq_num and, when aen_tv is
  * zero, the virtual time (seconds from 1700000000, or the topology's
  * clock.epoch). A descriptor announced for application A (request 0x2B) is
@@ -155,7 +173,8 @@ int qorsim_set_adapter_enabled(int adapter, int enabled);
 int qorsim_adapter_event(int adapter, int type);
 /* Audit event (QOR_AUDIT_AEN_*) of a controller's port. */
 int qorsim_audit_event(int drv, int instance, int type, int32_t partition_inst, int32_t partition_type);
-/* Events one controller's full queue for app has dropped since the model was loaded; -1 for none such. */
+/* Events one controller's full queue for app has dropped since the model was
+ * loaded (every overflow, reported or not); -1 for none such. */
 int64_t qorsim_event_dropped(int drv, int instance, int app);
 
 #ifdef __cplusplus

@@ -1,9 +1,10 @@
 // qorsim: runs a program against the emulated drivers.
 //
-//   qorsim [--topology FILE] [--root DIR] -- COMMAND [ARGS...]
+//   qorsim [--topology FILE] [--root DIR] [--verbose] -- COMMAND [ARGS...]
 //
-// Validates the topology with the emulator's own parser, prepares DIR/etc
-// and execs COMMAND with libqorsim.so preloaded.
+// Validates the topology with the emulator's own parser, prepares the root
+// (DIR, or a private one kept under the user's state directory; "/" is the
+// host itself) and execs COMMAND with libqorsim.so preloaded.
 #include <CLI/CLI.hpp>
 
 #include <cerrno>
@@ -59,7 +60,7 @@ std::string absolute(const std::string &p)
 }
 
 // mkdir -p; false with errno set.
-bool make_dirs(const std::string &dir)
+bool make_dirs(const std::string &dir, mode_t mode)
 {
 	std::string cur;
 	size_t pos = 0;
@@ -68,11 +69,32 @@ bool make_dirs(const std::string &dir)
 		cur = dir.substr(0, pos);
 		if (cur.empty())
 			continue;
-		if (mkdir(cur.c_str(), 0755) != 0 && errno != EEXIST)
+		if (mkdir(cur.c_str(), mode) != 0 && errno != EEXIST)
 			return false;
 	}
 	struct stat st;
 	return ::stat(dir.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+std::string without_trailing_slashes(std::string p)
+{
+	while (p.size() > 1 && p.back() == '/')
+		p.pop_back();
+	return p;
+}
+
+// The program's own root when none is given: kept between runs in the
+// user's state directory ($XDG_STATE_HOME, else ~/.local/state), so that
+// settings persist; empty when neither can be found.
+std::string private_root()
+{
+	const char *state = getenv("XDG_STATE_HOME");
+	if (state && state[0] == '/')
+		return without_trailing_slashes(state) + "/qorsim/root";
+	const char *home = getenv("HOME");
+	if (home && home[0] == '/')
+		return without_trailing_slashes(home) + "/.local/state/qorsim/root";
+	return {};
 }
 
 // The emulator's own parser decides; loaded locally, it interposes nothing.
@@ -102,9 +124,13 @@ int main(int argc, char **argv)
 {
 	CLI::App app{"Runs COMMAND against the emulated adapter drivers."};
 	std::string topology, root;
+	bool verbose = false;
 	std::vector<std::string> command;
 	app.add_option("--topology", topology, "hardware topology (JSON); default: the built-in one");
-	app.add_option("--root", root, "directory under which /etc/qor.conf, /etc/hba.conf and /sys/class/scsi_device resolve");
+	app.add_option("--root", root,
+		       "directory under which /etc/qor.conf, /etc/hba.conf and /sys/class/scsi_device resolve; "
+		       "default: a private one under $XDG_STATE_HOME/qorsim; / uses the host's files");
+	app.add_flag("-v,--verbose", verbose, "print the root in use");
 	app.add_option("command", command, "the program to run and its arguments")->required();
 	app.positionals_at_end();
 	try {
@@ -130,14 +156,20 @@ int main(int argc, char **argv)
 			return rc;
 		setenv("QORSIM_TOPOLOGY", topology.c_str(), 1);
 	}
-	if (!root.empty()) {
-		root = absolute(root);
-		if (!make_dirs(root + "/etc")) {
-			fprintf(stderr, "qorsim: cannot create %s/etc: %s\n", root.c_str(), strerror(errno));
-			return 2;
-		}
-		setenv("QORSIM_ROOT", root.c_str(), 1);
+	const bool given = !root.empty();
+	root = given ? without_trailing_slashes(absolute(root)) : private_root();
+	if (root.empty()) {
+		fprintf(stderr, "qorsim: no private root: neither XDG_STATE_HOME nor HOME names a directory; "
+				"give one with --root\n");
+		return 2;
 	}
+	if (root != "/" && !make_dirs(root + "/etc", given ? 0755 : 0700)) {
+		fprintf(stderr, "qorsim: cannot create %s/etc: %s\n", root.c_str(), strerror(errno));
+		return 2;
+	}
+	if (verbose)
+		fprintf(stderr, root == "/" ? "qorsim: root %s (the host's own files)\n" : "qorsim: root %s\n", root.c_str());
+	setenv("QORSIM_ROOT", root.c_str(), 1);
 	std::string preload = lib;
 	if (const char *old = getenv("LD_PRELOAD"); old && *old)
 		preload += std::string(":") + old;

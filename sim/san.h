@@ -1,10 +1,13 @@
 // The emulated SAN behind each FC and FCoE function, and the Ethernet side
-// of converged cards: ports, logical ports, remote ports, IT nexus, trunks.
-// Model functions here change state under Sim::mu (callers hold it); other
-// emulator modules (events, schedules) call them to make things happen.
+// of converged cards: ports, logical ports, remote ports, targets with
+// their IT nexus, the fabric's name server. Built from the topology by
+// sim/san_model.cc; the drivers' requests on it are in sim/drv_san.cc and
+// sim/drv_port.cc. Everything here runs under Sim::mu (callers hold it);
+// other emulator modules (events, schedules) call the state changes below
+// to make things happen.
 #pragma once
 
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,22 +18,29 @@
 namespace qorsim {
 namespace san {
 
+// The SCSI side of a remote port that is a target: its address on the
+// host and its IT nexus (counters and latency profile). A target owns
+// what lies behind it.
+struct Target {
+	uint32_t host = 0, bus = 0, id = 0;
+	qor_itnim_stats_t itn{};
+	qor_itnim_iostats_t io{};
+	qor_itnim_ioprofile_t prof{};
+	scsi::Target lus; // its logical units
+};
+
+// A remote port logged in (or not) to a logical port.
 struct RPort {
 	wwn_t pwwn = 0, nwwn = 0;
-	uint32_t pid = 0; // stored form: the 3 address bytes first
-	bool target = true;
+	uint32_t pid = 0;       // stored form: the 3 address bytes first
 	bool online = true;     // logged in
 	bool registered = true; // known to the name server
 	std::string symname;
-	uint32_t host = 0, bus = 0, scsi_target = 0;
 	uint32_t assigned_speed = 0; // qor_port_speed_t, 0: none
 	uint32_t df_sz = 2112;
 	uint32_t lesb[6] = {};
 	qor_rport_stats_t stats{};
-	qor_itnim_stats_t itn{};
-	qor_itnim_iostats_t io{};
-	qor_itnim_ioprofile_t prof{};
-	scsi::Target lus; // logical units, when a target
+	std::optional<Target> target; // none for an initiator
 };
 
 struct LPort {
@@ -71,54 +81,66 @@ struct Port {
 	uint64_t activity = 0;
 };
 
-// The function's port model (built from its "port" / "eth" topology keys).
+// The function's port model.
 Port &port_of(Function &f);
-// Builds every function's model; throws std::invalid_argument on bad input.
+// Builds every function's port from its "fcport" / "ethport" topology
+// keys; throws BadInput naming the place.
 void build_all(Model &m);
 
-// ---- state changes for other emulator modules (Sim::mu held) -------------
+// ---- what the model answers ---------------------------------------------
+// Up now: the controller operational, the port enabled, the link there.
+bool link_up(const Function &f);
+// qor_port_states_t of the port as its attributes report it.
+uint32_t port_state(const Function &f);
+// Speed the port runs at now (QOR_PORT_SPEED_UNKNOWN when down).
+uint32_t op_speed(const Function &f);
+bool rport_up(const Function &f, const RPort &r);
+// The logical port of (vf_id, pwwn); null with *status set to the driver's
+// answer when there is none.
+LPort *find_lport(Port &p, uint16_t vf_id, wwn_t pwwn, uint32_t *status);
+// The remote port of a logical port; null when it has none.
+RPort *find_rport(LPort &l, wwn_t rpwwn);
+// A remote port of any of the port's logical ports (its logical port in *l).
+RPort *any_rport(Port &p, wwn_t rpwwn, LPort **l = nullptr);
+// A look at a live nexus sees some more I/O done.
+void traffic(Function &f, LPort &l, RPort &r);
+// A remote port added by request: known to nobody, so it cannot log in.
+RPort unknown_rport(wwn_t pwwn);
+
+// ---- driver checks shared by requests and configured settings ------------
+bool valid_speed(uint32_t gbps);
+// Auto, or a valid speed no faster than the port supports.
+bool speed_fits(const Port &p, uint32_t speed);
+// What the port itself can be set to: 8G optics do not run at 1G either.
+bool port_speed_fits(const Port &p, uint32_t speed);
+bool valid_alpa(uint8_t alpa);
+bool valid_maxfrsize(uint32_t n);
+
+// ---- settings a driver takes, from a request or from the configuration
+// file when it loads; each answers the status the request gets ------------
+uint32_t set_enabled(Function &f, bool on);
+uint32_t set_speed(Function &f, uint32_t speed);
+uint32_t set_topology(Function &f, uint32_t topo);
+uint32_t set_hardalpa(Function &f, bool on, uint8_t alpa);
+uint32_t set_maxfrsize(Function &f, uint32_t bytes);
+uint32_t set_trunked(const Model &m, Function &f, bool on);
+
+// ---- state changes for other emulator modules ----------------------------
 // Physical link up or down: the port's state, its logical ports' addresses
 // and its remote ports' logins follow.
-void set_link(Model &m, Function &f, bool up);
+void set_link(Function &f, bool up);
 // A remote port logs in or out; false when the function has no such port.
-bool set_rport_online(Model &m, Function &f, wwn_t rpwwn, bool online);
-// Whether the port is up now (enabled and linked).
-bool link_up(const Port &p);
-uint32_t port_state(const Port &p);
-inline bool rport_up(const Port &p, const RPort &rp)
-{
-	return link_up(p) && rp.online;
-}
+bool set_rport_online(Function &f, wwn_t rpwwn, bool online);
 
-// The logical port a request names (by its vf_id and pwwn); sets the
-// request's status and returns null when there is none.
-template <class Rec> LPort *lport_of(Req &r, Rec &v, wwn_t pwwn)
-{
-	Port &p = port_of(*r.fn);
-	bool vf_known = false;
-	for (auto &l : p.lports) {
-		vf_known = vf_known || l.vf_id == v.vf_id;
-		if (l.vf_id == v.vf_id && l.pwwn == pwwn)
-			return &l;
-	}
-	v.status = vf_known ? QOR_STATUS_UNKNOWN_LWWN : QOR_STATUS_UNKNOWN_VFID;
-	return nullptr;
-}
+// ---- the fabric's services -------------------------------------------------
+// The name server's answer to a CT request (GSPN_ID), from its registrations.
+std::vector<uint8_t> name_server(LPort &l, const std::vector<uint8_t> &req);
+// A remote port's answer to a link service request (RLS).
+std::vector<uint8_t> link_service(const RPort &dst, const std::vector<uint8_t> &req);
+// Keeps the payload of the last pass-through request (qorsim_san_last_payload).
+void note_payload(const std::vector<uint8_t> &req);
 
-// The remote port of that logical port, likewise.
-template <class Rec> RPort *rport_of(Req &r, Rec &v, wwn_t pwwn, wwn_t rpwwn)
-{
-	LPort *l = lport_of(r, v, pwwn);
-	if (!l)
-		return nullptr;
-	for (auto &rp : l->rports)
-		if (rp.pwwn == rpwwn)
-			return &rp;
-	v.status = QOR_STATUS_UNKNOWN_RWWN;
-	return nullptr;
-}
-
-// Fabric reply faults, for the emulator's C control API.
+// Fabric reply faults, set through the emulator's C control API.
 enum Fault : int {
 	FAULT_NONE = 0,
 	FAULT_NS_REJECT = 1,   // the name server rejects every query
@@ -128,6 +150,7 @@ enum Fault : int {
 	FAULT_RLS_RJT = 5,     // RLS answered with LS_RJT
 	FAULT_RLS_SHORT = 6,   // RLS accept cut short
 };
+Fault fabric_fault();
 
 } // namespace san
 } // namespace qorsim

@@ -2,8 +2,9 @@
 // root: /sys/class/scsi_device/H:B:T:L/device/ holds, per unit and in the
 // layout the unit asks for, a directory "block" (or "tape") with the device
 // name in it, an entry "block:<name>", or a link "block" to
-// ../../../block/<name>. A stamp beside the tree names the units it was
-// written for, so an unchanged set is not written again.
+// ../../../block/<name>. A stamp beside the units names those it wrote, so
+// an unchanged set is not written again and a changed one replaces only
+// what the last one put there.
 #include "scsi_sysfs.h"
 
 #include <sys/stat.h>
@@ -37,13 +38,21 @@ namespace {
 
 constexpr const char kStamp[] = ".qorsim-units";
 
+std::string address(const Node &n)
+{
+	return std::to_string(n.host) + ":" + std::to_string(n.bus) + ":" + std::to_string(n.target) + ":" +
+	       std::to_string(n.unit->number);
+}
+
+// One line a unit, its directory's name first.
 std::string stamp_of(const std::vector<Node> &nodes)
 {
-	std::ostringstream s;
+	std::string s;
 	for (const Node &n : nodes)
-		s << n.host << ':' << n.bus << ':' << n.target << ':' << n.unit->number << ' ' << (int)n.unit->type << ' '
-		  << (int)n.unit->sysfs << ' ' << n.unit->devname << '\n';
-	return s.str();
+		if (!n.unit->devname.empty())
+			s += address(n) + " " + std::to_string(n.unit->type) + " " + std::to_string((int)n.unit->sysfs) +
+			     " " + n.unit->devname + "\n";
+	return s;
 }
 
 bool make_dir(const std::string &p)
@@ -54,10 +63,8 @@ bool make_dir(const std::string &p)
 bool write_unit(const std::string &base, const Node &n)
 {
 	const Unit &u = *n.unit;
-	char addr[64];
-	snprintf(addr, sizeof addr, "%u:%u:%u:%u", n.host, n.bus, n.target, u.number);
-	const std::string dev = base + "/" + addr + "/device";
-	if (!make_dir(base + "/" + addr) || !make_dir(dev))
+	const std::string dir = base + "/" + address(n), dev = dir + "/device";
+	if (!make_dir(dir) || !make_dir(dev))
 		return false;
 	const char *kind = u.type == SCSI_TYPE_TAPE ? "tape" : "block";
 	switch (u.sysfs) {
@@ -77,19 +84,27 @@ bool write_unit(const std::string &base, const Node &n)
 
 } // namespace
 
-bool write_sysfs(const std::string &root, const std::vector<Node> &nodes)
+bool write_sysfs(const std::string &base, const std::vector<Node> &nodes)
 {
-	const std::string base = root + "/sys/class/scsi_device";
-	const std::string stamp = stamp_of(nodes);
+	const std::string stamp = stamp_of(nodes), stamp_path = base + "/" + kStamp;
+	std::string was;
 	{
-		std::ifstream in(base + "/" + kStamp, std::ios::binary);
+		std::ifstream in(stamp_path, std::ios::binary);
 		std::stringstream have;
 		have << in.rdbuf();
-		if (in && have.str() == stamp)
+		was = have.str();
+		if (in && was == stamp)
 			return true;
 	}
+	// Only what the last set put there goes: anything else in the tree stays.
 	std::error_code ec;
-	fs::remove_all(base, ec);
+	std::istringstream old(was);
+	for (std::string line; std::getline(old, line);) {
+		const std::string dir = line.substr(0, line.find(' '));
+		if (!dir.empty() && dir.find('/') == std::string::npos && dir[0] != '.')
+			fs::remove_all(base + "/" + dir, ec);
+	}
+	fs::remove(stamp_path, ec);
 	fs::create_directories(base, ec);
 	if (ec)
 		return false;
@@ -97,7 +112,7 @@ bool write_sysfs(const std::string &root, const std::vector<Node> &nodes)
 		if (!n.unit->devname.empty() && !write_unit(base, n))
 			return false;
 	// The stamp goes last: a tree cut short is written again next time.
-	std::ofstream out(base + "/" + kStamp, std::ios::binary | std::ios::trunc);
+	std::ofstream out(stamp_path, std::ios::binary | std::ios::trunc);
 	out << stamp;
 	return (bool)out.flush();
 }

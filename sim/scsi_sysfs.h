@@ -20,11 +20,12 @@ struct Node {
 std::string disk_name(size_t i);
 std::string tape_name(size_t i);
 
-// Writes /sys/class/scsi_device under root for the units that have a
-// device name, replacing what an earlier set left; does nothing when the
-// tree was last written for the same units. False when a part could not be
-// written.
-bool write_sysfs(const std::string &root, const std::vector<Node> &nodes);
+// Writes the SCSI device tree (what /sys/class/scsi_device shows) into the
+// directory base for the units that have a device name, in place of the
+// units an earlier set wrote (nothing else there is touched); does nothing
+// when the tree was last written for the same units. False when a part
+// could not be written.
+bool write_sysfs(const std::string &base, const std::vector<Node> &nodes);
 
 } // namespace scsi
 } // namespace qorsim

@@ -33,7 +33,8 @@ struct Unit {
 	std::string vendor, product, revision, serial;
 	uint64_t naa = 0; // the unit's NAA designator (page 0x83)
 	Sysfs sysfs = Sysfs::dir;
-	std::string devname; // "sdb", "st0"; empty: none known to the OS
+	std::string devname;   // "sdb", "st0"; empty: none known to the OS
+	bool auto_name = true; // the emulator names it (false: named, or none, by the topology)
 };
 
 // Faults of one target's answers.

@@ -21,6 +21,7 @@
 
 #include "qor/ioctl/qor_requests.hpp"
 #include "qorsim.h"
+#include "sim_json.h"
 
 namespace qorsim {
 
@@ -59,25 +60,23 @@ struct Function {
 	qor_fw_stats_t fwstats{};
 	qor_iocfc_attr_t iocfc{};
 	std::array<std::deque<qor_aen_entry_t>, kApps> aen;
-	uint64_t aen_dropped[kApps] = {}; // events a full queue lost (sim/sim_events.cc)
-	// Reserved for the port, logical/remote port and Ethernet models.
+	uint64_t aen_dropped[kApps] = {}; // events a full queue lost since the load
+	uint64_t aen_lost[kApps] = {};    // of those, lost since the application last fetched
+	// The topology's "fcport" / "ethport" keys, read when the SAN is built.
 	nlohmann::json port_cfg;
 	nlohmann::json eth_cfg;
-	std::shared_ptr<san::Port> san; // built from port_cfg / eth_cfg (sim/drv_san.cc)
+	std::shared_ptr<san::Port> san; // built from port_cfg / eth_cfg (sim/san_model.cc)
 };
 
+// One card. What it answers about itself is kept in the drivers' record
+// forms, filled when the topology is read.
 struct Adapter {
-	std::string serial, model, model_descr, manufacturer, hwpath, node_symname;
-	std::string hw_ver, fw_ver, optrom_ver, os_type, bios_ver, efi_ver, ob_ver, chip_rev;
-	std::string driver_ver[kDrivers];
+	std::string serial, hwpath;
 	std::string name[kDrivers]; // adapter name as each driver holds it
-	uint32_t card_type = 0;
-	uint8_t max_speed = 8, prototype = 0, pcie_gen = 2, pcie_lanes = 8, pcie_lanes_orig = 8;
-	char asic_rev = 'C';
-	bool cna_capable = false, trunk_capable = false, is_mezz = false;
-	uint16_t vendor_id = 0, device_id = 0, ssid = 0, ssvid = 0;
-	std::vector<int> fns; // indices into Model::fns
-	nlohmann::json trunk_cfg; // reserved for trunking
+	qor_adapter_attr_t attr{};  // its pwwn and mac are the asking function's
+	qor_ioc_driver_attr_t driver[kDrivers]{};
+	qor_ioc_pci_attr_t pci{}; // its device_id and pcifn are the function's
+	std::vector<int> fns;     // indices into Model::fns
 };
 
 struct Driver {
@@ -109,6 +108,8 @@ struct LogRec {
 	std::vector<uint8_t> in, out;
 };
 
+uint64_t new_units_serial();
+
 struct Model {
 	std::vector<Adapter> adapters;
 	std::vector<Function> fns;
@@ -124,7 +125,10 @@ struct Model {
 	int32_t seq = 0;
 	// Scheduled model changes by virtual due time (ties in insertion order).
 	std::multimap<uint64_t, std::function<void(Model &)>> sched;
-	nlohmann::json schedule_cfg; // reserved for timed topology changes
+	nlohmann::json schedule_cfg; // the topology's "schedule", read by build_schedule
+	// Which set of logical units this is; a change takes a new one, so the
+	// sysfs tree is written again (sim/scsi_model.cc).
+	uint64_t units_serial = new_units_serial();
 
 	Function *fn_at(int drv, int instance);
 };
@@ -160,6 +164,10 @@ void schedule(Model &m, uint64_t due_ns, std::function<void(Model &)> fn);
 // zero, aen_tv.
 void queue_event(Model &m, Function &f, const qor_aen_entry_t &e);
 void clear_events(Model &m);
+// An application fetches from a controller's queue: the events its full
+// queue lost since its last fetch (one overflow) are reported once, as a
+// warning on stderr.
+void end_overflow(Function &f, int app);
 // The ioc-category event for a controller state change, if any.
 void state_event(Model &m, Function &f, uint32_t new_state);
 
@@ -176,11 +184,19 @@ int api_error(const std::string &msg);
 bool parse_topology(const std::string &text, Model &out, std::string &err);
 const char *default_topology_text();
 bool read_text_file(const char *path, std::string &out, std::string &err);
-// Names the configuration file under root holds, as the drivers take them at load.
-void apply_persistent_names(Model &m, const char *root);
+// The settings the root's configuration file holds, taken as the drivers
+// take them when they load (sim/sim_persist.cc); nothing without a root.
+void apply_config(Model &m);
 
-// ---- configuration root ---------------------------------------------------
-void set_root(const char *dir); // nullptr turns redirection off
+// ---- configuration root (sim/sim_interpose.cc) ------------------------------
+// The root for the configuration paths: a directory, "/" for the host's own
+// files, or nullptr / "" for none (those paths then cannot be opened).
+void set_root(const char *dir);
+// Where a configuration path resolves now; false when there is no root.
+bool root_path(const char *path, std::string &out);
+// The root when it is a directory of the emulator's own (not the host's
+// "/"); false otherwise.
+bool root_dir(std::string &out);
 
 // ---- request dispatch -----------------------------------------------------
 enum : uint8_t { DRV_FC_BIT = 1, DRV_ETH_BIT = 2, DRV_BOTH = 3 };
@@ -216,6 +232,10 @@ struct Req {
 	Function *fn;    // the target controller, when the row names one
 	template <class T> T &as() { return *reinterpret_cast<T *>(rec); }
 };
+
+// Sets the reply's status word (where the request's row has one); 0, for
+// a handler to return.
+int reply(Req &r, uint32_t status);
 
 // Checked access to caller memory (EFAULT instead of a crash).
 int copy_to_user(uintptr_t dst, const void *src, size_t n);

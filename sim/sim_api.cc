@@ -24,7 +24,8 @@ void install(Model &&m, bool log_on)
 	std::lock_guard lk(s.mu);
 	s.m = std::move(m);
 	s.m.log_on = log_on;
-	refresh_ready(s.m);
+	// Changes due at 0 ms happen with the load.
+	advance_locked(s.m, 0);
 }
 
 bool valid_drv(int drv) { return drv == QORSIM_DRV_FC || drv == QORSIM_DRV_ETH; }
@@ -92,6 +93,16 @@ const char *qorsim_default_topology(void) { return default_topology_text(); }
 const char *qorsim_error(void) { return t_error; }
 
 void qorsim_set_root(const char *dir) { set_root(dir); }
+
+int qorsim_load_config(void)
+{
+	std::string path;
+	if (!root_path("/etc/qor.conf", path))
+		return set_error("no root: the emulator has no configuration file");
+	std::lock_guard lk(sim().mu);
+	apply_config(sim().m);
+	return 0;
+}
 
 uint64_t qorsim_now_ns(void)
 {
@@ -238,37 +249,6 @@ void qorsim_set_transition_ms(int drv, int instance, int64_t ms)
 	} else if (Function *f = m.fn_at(drv, instance)) {
 		f->transition_ms = ms;
 	}
-}
-
-int qorsim_inject_events(int drv, int instance, const qor_aen_entry_t *e, size_t n)
-{
-	if (!valid_drv(drv))
-		return set_error("no such driver");
-	if (!e && n)
-		return set_error("no events");
-	std::lock_guard lk(sim().mu);
-	Model &m = sim().m;
-	Function *f = m.fn_at(drv, instance);
-	if (!f)
-		return set_error("driver " + std::to_string(drv) + " has no instance " + std::to_string(instance));
-	for (size_t i = 0; i < n; i++)
-		queue_event(m, *f, e[i]);
-	refresh_ready(m);
-	return 0;
-}
-
-int qorsim_inject_event(int drv, int instance, const qor_aen_entry_t *e)
-{
-	return qorsim_inject_events(drv, instance, e, 1);
-}
-
-int qorsim_event_count(int drv, int instance, int app)
-{
-	if (!valid_drv(drv) || app < 0 || app >= kApps)
-		return -1;
-	std::lock_guard lk(sim().mu);
-	Function *f = sim().m.fn_at(drv, instance);
-	return f ? static_cast<int>(f->aen[app].size()) : -1;
 }
 
 int qorsim_ioc_state(int drv, int instance)

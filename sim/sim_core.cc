@@ -32,8 +32,11 @@ void init_sim()
 	bool ok = path && *path ? read_text_file(path, text, err) : (text = default_topology_text(), true);
 	if (ok)
 		ok = parse_topology(text, s->m, err);
-	if (ok)
-		apply_persistent_names(s->m, getenv("QORSIM_ROOT"));
+	if (ok) {
+		apply_config(s->m);
+		// Changes due at 0 ms happen with the load.
+		advance_locked(s->m, 0);
+	}
 	if (!ok) {
 		// Nothing sensible to emulate: both nodes then fail to open.
 		fprintf(stderr, "qorsim: %s\n", err.c_str());
@@ -209,10 +212,24 @@ void queue_event(Model &m, Function &f, const qor_aen_entry_t &e)
 			q.pop_front(); // a full queue loses its oldest event
 			d.queued[a]--;
 			f.aen_dropped[a]++;
+			f.aen_lost[a]++;
 		}
 		q.push_back(c);
 		d.queued[a]++;
 	}
+}
+
+void end_overflow(Function &f, int app)
+{
+	if (!f.aen_lost[app])
+		return;
+	static constexpr const char *kAppNames[] = {"mxt", "dxm", "cim", "snia", "test"};
+	fprintf(stderr,
+		"qorsim: warning: %s driver instance %d: the event queue of application %d (%s) was full; "
+		"%llu event%s lost, the oldest first\n",
+		f.drv == QORSIM_DRV_FC ? "fc" : "eth", f.instance, app, kAppNames[app],
+		static_cast<unsigned long long>(f.aen_lost[app]), f.aen_lost[app] == 1 ? "" : "s");
+	f.aen_lost[app] = 0;
 }
 
 void clear_events(Model &m)
@@ -258,6 +275,13 @@ void state_event(Model &m, Function &f, uint32_t new_state)
 	}
 }
 
+int reply(Req &r, uint32_t status)
+{
+	if (r.row.status_off >= 0)
+		memcpy(r.rec + r.row.status_off, &status, sizeof status);
+	return 0;
+}
+
 // ---- caller memory ------------------------------------------------------------
 
 // process_vm_* on our own process turns a bad address into EFAULT, as a
@@ -270,9 +294,9 @@ int copy_to_user(uintptr_t dst, const void *src, size_t n)
 		return EFAULT;
 	iovec l{const_cast<void *>(src), n}, r{reinterpret_cast<void *>(dst), n};
 	ssize_t w = process_vm_writev(getpid(), &l, 1, &r, 1, 0);
-	if (w == static_cast<ssize_t>(n))
-		return 0;
-	if (w < 0 && errno == ENOSYS) {
+	// Written again where memory checkers see it: to them a write to a
+	// "remote" process leaves the caller's buffer uninitialised.
+	if (w == static_cast<ssize_t>(n) || (w < 0 && errno == ENOSYS)) {
 		memcpy(reinterpret_cast<void *>(dst), src, n);
 		return 0;
 	}

@@ -12,30 +12,7 @@
 #include <stdexcept>
 
 #include "san.h"
-
-namespace qorsim {
-
-bool as_integer(const nlohmann::json &v, int64_t *out)
-{
-	if (v.is_number_integer()) {
-		if (v.is_number_unsigned() && v.get<uint64_t>() > static_cast<uint64_t>(INT64_MAX))
-			return false;
-		*out = v.get<int64_t>();
-		return true;
-	}
-	if (!v.is_string())
-		return false;
-	const std::string s = v.get<std::string>();
-	char *end = nullptr;
-	errno = 0;
-	const long long x = std::strtoll(s.c_str(), &end, 0);
-	if (s.empty() || *end || errno)
-		return false;
-	*out = x;
-	return true;
-}
-
-} // namespace qorsim
+#include "sim_json.h"
 
 namespace qorsim::ev {
 
@@ -56,7 +33,7 @@ bool fc_side(const Function &f)
 
 void port_event(Model &m, Function &f, int type)
 {
-	san::Port &p = san::port_of(f);
+	const san::Port &p = san::port_of(f);
 	if (!fc_side(f)) {
 		auto e = make(QOR_AEN_CAT_ETHPORT, type == QOR_PORT_AEN_ONLINE    ? QOR_ETHPORT_AEN_LINKUP
 						   : type == QOR_PORT_AEN_OFFLINE ? QOR_ETHPORT_AEN_LINKDOWN
@@ -100,15 +77,14 @@ void rport_events(Model &m, Function &f, const san::LPort &l, const san::RPort &
 
 bool link(Model &m, Function &f, bool up)
 {
-	san::Port &p = san::port_of(f);
-	const bool before = san::link_up(p);
-	san::set_link(m, f, up);
-	if (san::link_up(p) == before)
+	const bool before = san::link_up(f);
+	san::set_link(f, up);
+	if (san::link_up(f) == before)
 		return false;
 	port_event(m, f, up ? QOR_PORT_AEN_ONLINE : QOR_PORT_AEN_OFFLINE);
 	if (!fc_side(f))
 		return true;
-	for (const auto &l : p.lports) {
+	for (const auto &l : san::port_of(f).lports) {
 		auto e = make(QOR_AEN_CAT_LPORT, up ? QOR_LPORT_AEN_ONLINE : QOR_LPORT_AEN_OFFLINE);
 		e.aen_data.lport.vf_id = l.vf_id;
 		e.aen_data.lport.roles = static_cast<int16_t>(l.roles);
@@ -125,19 +101,17 @@ bool link(Model &m, Function &f, bool up)
 
 bool rport(Model &m, Function &f, wwn_t rpwwn, bool online)
 {
-	for (const auto &l : san::port_of(f).lports)
-		for (const auto &r : l.rports) {
-			if (r.pwwn != rpwwn)
-				continue;
-			if (r.online == online)
-				return false;
-			san::set_rport_online(m, f, rpwwn, online);
-			rport_events(m, f, l, r, online);
-			return true;
-		}
-	return false;
+	san::LPort *l = nullptr;
+	const san::RPort *r = san::any_rport(san::port_of(f), rpwwn, &l);
+	if (!r || r->online == online)
+		return false;
+	san::set_rport_online(f, rpwwn, online);
+	rport_events(m, f, *l, *r, online);
+	return true;
 }
 
+// The controller's state and the events of it; its port keeps its own
+// enable state, but is not up while the controller is down.
 bool ioc_enable(Model &m, Function &f, bool enabled)
 {
 	const uint32_t target = enabled ? QOR_IOC_OPERATIONAL : QOR_IOC_DISABLED;
@@ -145,7 +119,6 @@ bool ioc_enable(Model &m, Function &f, bool enabled)
 		return false;
 	f.state = target;
 	f.gen++; // a pending transition no longer applies
-	san::port_of(f).enabled = enabled;
 	state_event(m, f, target);
 	port_event(m, f, enabled ? QOR_PORT_AEN_ENABLE : QOR_PORT_AEN_DISABLE);
 	return true;
@@ -192,13 +165,6 @@ void audit(Model &m, Function &f, int type, int32_t partition_inst, int32_t part
 
 namespace {
 
-using nlohmann::json;
-
-[[noreturn]] void bad(const std::string &path, const std::string &what)
-{
-	throw std::invalid_argument(path + ": " + what);
-}
-
 template <class Each> std::string listed(int n, Each each)
 {
 	std::string s;
@@ -215,107 +181,114 @@ std::string known_categories()
 }
 
 // The category's row (null for a number without one) and its code.
-const qor_aen_names_t *category_of(const json &v, const std::string &path, uint32_t *cat)
+const qor_aen_names_t *category_of(const Field &v, uint32_t *cat)
 {
-	if (v.is_string())
-		if (const qor_aen_names_t *c = qor_aen_category_named(v.get<std::string>().c_str())) {
+	if (v.is_text())
+		if (const qor_aen_names_t *c = qor_aen_category_named(v.json().get<std::string>().c_str())) {
 			*cat = c->cat;
 			return c;
 		}
 	int64_t x = 0;
-	if (!as_integer(v, &x) || x < 0 || x > UINT32_MAX)
-		bad(path, "must be a category (" + known_categories() + ") or its number");
+	if (!v.try_integer(&x) || x < 0 || x > UINT32_MAX)
+		v.fail("must be a category (" + known_categories() + ") or its number");
 	*cat = static_cast<uint32_t>(x);
 	return qor_aen_category(*cat);
 }
 
-int type_of(const qor_aen_names_t *c, const json &v, const std::string &path)
+int type_of(const qor_aen_names_t *c, const Field &v)
 {
-	if (v.is_string())
-		if (int t = qor_aen_type_code(c, v.get<std::string>().c_str()))
+	if (v.is_text())
+		if (int t = qor_aen_type_code(c, v.json().get<std::string>().c_str()))
 			return t;
 	int64_t x = 0;
-	if (!as_integer(v, &x) || x < INT32_MIN || x > INT32_MAX)
-		bad(path, "must be an event type of the category" +
-				  (c && c->ntypes ? " (" + listed(c->ntypes, [c](int i) { return c->types[i]; }) + ")"
-						  : std::string()) +
-				  " or its number");
+	if (!v.try_integer(&x) || x < INT32_MIN || x > INT32_MAX)
+		v.fail("must be an event type of the category" +
+		       (c && c->ntypes ? " (" + listed(c->ntypes, [c](int i) { return c->types[i]; }) + ")" : std::string()) +
+		       " or its number");
 	return static_cast<int>(x);
 }
 
 // Writes one field of a data record from its JSON value, as the field's kind reads it.
-void set_field(const qor_aen_field_t &f, qor_aen_data_t &rec, const json &v, const std::string &path)
+void set_field(const qor_aen_field_t &f, qor_aen_data_t &rec, const Field &v)
 {
 	uint8_t *p = reinterpret_cast<uint8_t *>(&rec) + f.offset;
-	const std::string s = v.is_string() ? v.get<std::string>() : std::string();
 	switch (f.kind) {
 	case QOR_AEN_FIELD_WWN: {
-		wwn_t w = 0;
-		if (!v.is_string() || !qor_wwn_parse(s.c_str(), &w))
-			bad(path, "must be a WWN like \"20:00:00:11:22:33:44:55\"");
+		const wwn_t w = v.wwn();
 		std::memcpy(p, &w, sizeof w);
 		return;
 	}
-	case QOR_AEN_FIELD_MAC:
-		if (!v.is_string() || !qor_mac_parse(s.c_str(), p))
-			bad(path, "must be a MAC address like \"02:00:00:00:00:01\"");
+	case QOR_AEN_FIELD_MAC: {
+		const mac_t m = v.mac();
+		std::memcpy(p, m.mac, sizeof m.mac);
 		return;
-	case QOR_AEN_FIELD_TEXT:
-		if (!v.is_string() || s.size() >= f.size)
-			bad(path, "must be text of at most " + std::to_string(f.size - 1) + " characters");
+	}
+	case QOR_AEN_FIELD_TEXT: {
+		const std::string s = v.text(f.size);
 		std::memset(p, 0, f.size);
 		std::memcpy(p, s.data(), s.size());
 		return;
+	}
 	case QOR_AEN_FIELD_IOC_TYPE:
 		for (uint32_t t : {QOR_IOC_TYPE_FC, QOR_IOC_TYPE_FCoE, QOR_IOC_TYPE_LL})
-			if (s == qor_ioc_type_word(t)) {
+			if (v.is_text() && v.json().get<std::string>() == qor_ioc_type_word(t)) {
 				qor_aen_field_set_int(&f, &rec, t);
 				return;
 			}
+		break;
+	case QOR_AEN_FIELD_ROLES:
+		if (v.json().is_array()) {
+			int64_t bits = 0;
+			for (const auto &w : v.json()) {
+				const uint32_t b = w.is_string() ? qor_role_parse(w.get<std::string>().c_str()) : 0;
+				if (!b)
+					v.fail("must be a list of \"initiator\", \"target\", \"ipfc\" or an integer");
+				bits |= b;
+			}
+			qor_aen_field_set_int(&f, &rec, bits);
+			return;
+		}
 		break;
 	default:
 		break;
 	}
 	int64_t x = 0;
-	if (!as_integer(v, &x) || !qor_aen_field_set_int(&f, &rec, x)) {
+	if (!v.try_integer(&x) || !qor_aen_field_set_int(&f, &rec, x)) {
 		const int bits = 8 * f.size;
 		const bool sign = f.kind != QOR_AEN_FIELD_UINT;
 		const int64_t lo = sign ? -(int64_t{1} << (bits - 1)) : 0;
 		const int64_t hi = sign ? (int64_t{1} << (bits - 1)) - 1 : (int64_t{1} << bits) - 1;
-		bad(path, std::string(f.kind == QOR_AEN_FIELD_IOC_TYPE ? "must be \"fc\", \"fcoe\", \"eth\" or " : "must be ") +
-				  "an integer from " + std::to_string(lo) + " to " + std::to_string(hi));
+		const char *words = f.kind == QOR_AEN_FIELD_IOC_TYPE ? "must be \"fc\", \"fcoe\", \"eth\" or "
+				    : f.kind == QOR_AEN_FIELD_ROLES ? "must be a list of \"initiator\", \"target\", \"ipfc\" or "
+								    : "must be ";
+		v.fail(words + std::string("an integer from ") + std::to_string(lo) + " to " + std::to_string(hi));
 	}
 }
 
 } // namespace
 
-int type_from_json(uint32_t cat, const json &v, const std::string &path)
+int type_from_json(uint32_t cat, const Field &v)
 {
-	return type_of(qor_aen_category(cat), v, path);
+	return type_of(qor_aen_category(cat), v);
 }
 
-qor_aen_entry_t entry_from_json(const json &j, const std::string &path)
+qor_aen_entry_t entry_from_json(const Field &j)
 {
-	if (!j.is_object())
-		bad(path, "an event is an object ({\"category\", \"type\", \"data\"})");
-	if (!j.contains("category"))
-		bad(path, "an event needs \"category\"");
+	j.object({"category", "type", "data"});
 	uint32_t cat = 0;
-	const qor_aen_names_t *c = category_of(j["category"], path + ".category", &cat);
-	qor_aen_entry_t e = make(cat, j.contains("type") ? type_of(c, j["type"], path + ".type") : 0);
-	if (!j.contains("data"))
+	const qor_aen_names_t *c = category_of(j.need("category", "an event needs \"category\""), &cat);
+	qor_aen_entry_t e = make(cat, j.has("type") ? type_of(c, j["type"]) : 0);
+	if (!j.has("data"))
 		return e;
-	const json &d = j["data"];
-	if (!d.is_object())
-		bad(path + ".data", "must be an object");
-	for (auto it = d.begin(); it != d.end(); ++it) {
-		const std::string p = path + ".data." + it.key();
+	const Field d = j["data"];
+	for (auto it = d.object().json().begin(); it != d.json().end(); ++it) {
 		const qor_aen_field_t *f = qor_aen_field_named(c, it.key().c_str());
+		const Field v = d[it.key().c_str()];
 		if (!f)
-			bad(p, "not a field of this category's event data" +
-				       (c && c->nfields ? " (" + listed(c->nfields, [c](int i) { return c->fields[i].name; }) + ")"
-							: std::string(" (it has none)")));
-		set_field(*f, e.aen_data, it.value(), p);
+			v.fail("not a field of this category's event data" +
+			       (c && c->nfields ? " (" + listed(c->nfields, [c](int i) { return c->fields[i].name; }) + ")"
+						: std::string(" (it has none)")));
+		set_field(*f, e.aen_data, v);
 	}
 	return e;
 }
@@ -328,7 +301,8 @@ using namespace qorsim;
 
 namespace {
 
-// Runs fn on the named controller under the model's lock, then updates readiness.
+// Runs fn on the named controller under the model's lock, then updates
+// readiness; fn returns 0 or -1 (api_error).
 template <class Fn> int on_function(int drv, int instance, Fn fn)
 {
 	if (drv != QORSIM_DRV_FC && drv != QORSIM_DRV_ETH)
@@ -343,6 +317,28 @@ template <class Fn> int on_function(int drv, int instance, Fn fn)
 	return rc;
 }
 
+// The same for an adapter, by its position in the topology.
+template <class Fn> int on_adapter(int adapter, Fn fn)
+{
+	std::lock_guard lk(sim().mu);
+	Model &m = sim().m;
+	if (adapter < 0 || static_cast<size_t>(adapter) >= m.adapters.size())
+		return api_error("no adapter " + std::to_string(adapter));
+	int rc = fn(m, static_cast<size_t>(adapter));
+	refresh_ready(m);
+	return rc;
+}
+
+// A count of one controller's queue for one application; -1 for none such.
+template <class Fn> int64_t queue_count(int drv, int instance, int app, Fn fn)
+{
+	if ((drv != QORSIM_DRV_FC && drv != QORSIM_DRV_ETH) || app < 0 || app >= kApps)
+		return -1;
+	std::lock_guard lk(sim().mu);
+	const Function *f = sim().m.fn_at(drv, instance);
+	return f ? static_cast<int64_t>(fn(*f)) : -1;
+}
+
 } // namespace
 
 #pragma GCC visibility push(default)
@@ -350,71 +346,66 @@ extern "C" {
 
 int qorsim_set_link(int drv, int instance, int up)
 {
-	return on_function(drv, instance, [up](Model &m, Function &f) {
-		ev::link(m, f, up != 0);
-		return 0;
-	});
+	return on_function(drv, instance, [up](Model &m, Function &f) { return ev::link(m, f, up != 0), 0; });
 }
 
 int qorsim_set_rport_online(int drv, int instance, uint64_t rpwwn, int online)
 {
 	return on_function(drv, instance, [&](Model &m, Function &f) {
-		for (const auto &l : san::port_of(f).lports)
-			for (const auto &r : l.rports)
-				if (r.pwwn == rpwwn) {
-					ev::rport(m, f, rpwwn, online != 0);
-					return 0;
-				}
-		return api_error("the controller has no such remote port");
+		if (!san::any_rport(san::port_of(f), rpwwn))
+			return api_error("the controller has no such remote port");
+		return ev::rport(m, f, rpwwn, online != 0), 0;
 	});
 }
 
 int qorsim_set_ioc_enabled(int drv, int instance, int enabled)
 {
-	return on_function(drv, instance, [enabled](Model &m, Function &f) {
-		ev::ioc_enable(m, f, enabled != 0);
-		return 0;
-	});
+	return on_function(drv, instance, [enabled](Model &m, Function &f) { return ev::ioc_enable(m, f, enabled != 0), 0; });
 }
 
 int qorsim_set_adapter_enabled(int adapter, int enabled)
 {
-	std::lock_guard lk(sim().mu);
-	Model &m = sim().m;
-	if (adapter < 0 || static_cast<size_t>(adapter) >= m.adapters.size())
-		return api_error("no adapter " + std::to_string(adapter));
-	ev::adapter_enable(m, static_cast<size_t>(adapter), enabled != 0);
-	refresh_ready(m);
-	return 0;
+	return on_adapter(adapter, [enabled](Model &m, size_t a) { return ev::adapter_enable(m, a, enabled != 0), 0; });
 }
 
 int qorsim_adapter_event(int adapter, int type)
 {
-	std::lock_guard lk(sim().mu);
-	Model &m = sim().m;
-	if (adapter < 0 || static_cast<size_t>(adapter) >= m.adapters.size())
-		return api_error("no adapter " + std::to_string(adapter));
-	if (!ev::adapter_event(m, static_cast<size_t>(adapter), type))
-		return api_error("the adapter has no functions");
-	refresh_ready(m);
-	return 0;
+	return on_adapter(adapter, [type](Model &m, size_t a) {
+		return ev::adapter_event(m, a, type) ? 0 : api_error("the adapter has no functions");
+	});
 }
 
 int qorsim_audit_event(int drv, int instance, int type, int32_t partition_inst, int32_t partition_type)
 {
 	return on_function(drv, instance, [&](Model &m, Function &f) {
-		ev::audit(m, f, type, partition_inst, partition_type);
+		return ev::audit(m, f, type, partition_inst, partition_type), 0;
+	});
+}
+
+int qorsim_inject_events(int drv, int instance, const qor_aen_entry_t *e, size_t n)
+{
+	if (!e && n)
+		return api_error("no events");
+	return on_function(drv, instance, [e, n](Model &m, Function &f) {
+		for (size_t i = 0; i < n; i++)
+			queue_event(m, f, e[i]);
 		return 0;
 	});
 }
 
+int qorsim_inject_event(int drv, int instance, const qor_aen_entry_t *e)
+{
+	return qorsim_inject_events(drv, instance, e, 1);
+}
+
+int qorsim_event_count(int drv, int instance, int app)
+{
+	return static_cast<int>(queue_count(drv, instance, app, [app](const Function &f) { return f.aen[app].size(); }));
+}
+
 int64_t qorsim_event_dropped(int drv, int instance, int app)
 {
-	if ((drv != QORSIM_DRV_FC && drv != QORSIM_DRV_ETH) || app < 0 || app >= kApps)
-		return -1;
-	std::lock_guard lk(sim().mu);
-	Function *f = sim().m.fn_at(drv, instance);
-	return f ? static_cast<int64_t>(f->aen_dropped[app]) : -1;
+	return queue_count(drv, instance, app, [app](const Function &f) { return f.aen_dropped[app]; });
 }
 
 } // extern "C"

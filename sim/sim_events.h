@@ -4,6 +4,7 @@
 #pragma once
 
 #include "sim.h"
+#include "sim_json.h"
 
 namespace qorsim::ev {
 
@@ -16,18 +17,9 @@ bool adapter_event(Model &m, size_t adapter, int type);
 void audit(Model &m, Function &f, int type, int32_t partition_inst, int32_t partition_type);
 
 // Builds an event record from its category, type and data fields by name
-// (JSON as topology files give it); throws std::invalid_argument with
-// `path` on bad input.
-qor_aen_entry_t entry_from_json(const nlohmann::json &j, const std::string &path);
+// (JSON as topology files give it); throws BadInput naming the place.
+qor_aen_entry_t entry_from_json(const Field &j);
 // An event code of the category from its name or number; throws as above.
-int type_from_json(uint32_t cat, const nlohmann::json &v, const std::string &path);
+int type_from_json(uint32_t cat, const Field &v);
 
 } // namespace qorsim::ev
-
-namespace qorsim {
-
-// An integer given as a JSON number or as text ("42", "0x1d"); false when
-// it is neither or does not fit 64 bits.
-bool as_integer(const nlohmann::json &v, int64_t *out);
-
-} // namespace qorsim

@@ -6,6 +6,7 @@
 // functions through dlsym(RTLD_NEXT).
 #undef _FORTIFY_SOURCE
 #include "sim.h"
+#include "scsi_model.h"
 
 #include <atomic>
 #include <cerrno>
@@ -57,24 +58,39 @@ F real_fn(std::atomic<void *> &slot, const char *name)
 
 // ---- configuration path redirection ------------------------------------------
 
+// Without a root the configuration paths cannot be opened at all: the
+// emulator never reaches the host's files unless told to with "/".
+enum class Root : uint8_t { none, host, dir };
+
 pthread_mutex_t g_root_mu = PTHREAD_MUTEX_INITIALIZER;
-char g_root[PATH_MAX];
-bool g_root_on;
+char g_root[PATH_MAX]; // the directory, without a trailing '/'
+Root g_root_mode = Root::none;
 bool g_root_env_read;
+
+void set_root_locked(const char *dir)
+{
+	g_root_env_read = true;
+	size_t n = dir ? strlen(dir) : 0;
+	while (n > 0 && dir[n - 1] == '/')
+		n--;
+	g_root_mode = !dir || !*dir || n >= sizeof g_root ? Root::none : n == 0 ? Root::host : Root::dir;
+	memcpy(g_root, dir ? dir : "", g_root_mode == Root::dir ? n : 0);
+	g_root[g_root_mode == Root::dir ? n : 0] = '\0';
+}
 
 void root_env_locked()
 {
-	if (g_root_env_read)
-		return;
-	g_root_env_read = true;
-	const char *r = getenv("QORSIM_ROOT");
-	if (r && *r && strlen(r) < sizeof g_root) {
-		strcpy(g_root, r);
-		g_root_on = true;
-	}
+	if (!g_root_env_read)
+		set_root_locked(getenv("QORSIM_ROOT"));
 }
 
 bool starts(const char *s, const char *prefix) { return strncmp(s, prefix, strlen(prefix)) == 0; }
+
+bool scsi_tree(const char *p)
+{
+	constexpr const char kScsi[] = "/sys/class/scsi_device";
+	return starts(p, kScsi) && (p[sizeof kScsi - 1] == '\0' || p[sizeof kScsi - 1] == '/');
+}
 
 // Paths that resolve under the root: the configuration files and anything
 // beside them that starts with their names, "/etc" itself (fsync after a
@@ -87,12 +103,11 @@ bool redirected(const char *p)
 		return true;
 	if (strcmp(p, "/etc") == 0 || strcmp(p, "/etc/") == 0)
 		return true;
-	constexpr const char kScsi[] = "/sys/class/scsi_device";
-	return starts(p, kScsi) && (p[sizeof kScsi - 1] == '\0' || p[sizeof kScsi - 1] == '/');
+	return scsi_tree(p);
 }
 
 // Returns the path to use: `p` itself, or the redirected one in `buf`;
-// nullptr (errno set) when the result does not fit.
+// nullptr (errno set) when there is no root or the result does not fit.
 const char *map_path(const char *p, char (&buf)[PATH_MAX])
 {
 	if (!redirected(p))
@@ -100,18 +115,23 @@ const char *map_path(const char *p, char (&buf)[PATH_MAX])
 	pthread_mutex_lock(&g_root_mu);
 	root_env_locked();
 	const char *out = p;
-	if (g_root_on) {
-		size_t a = strlen(g_root), b = strlen(p);
-		if (a + b + 1 > sizeof buf) {
-			errno = ENAMETOOLONG;
-			out = nullptr;
-		} else {
-			memcpy(buf, g_root, a);
-			memcpy(buf + a, p, b + 1);
-			out = buf;
-		}
+	const size_t a = strlen(g_root), b = strlen(p);
+	if (g_root_mode == Root::none) {
+		errno = EACCES;
+		out = nullptr;
+	} else if (g_root_mode == Root::dir && a + b + 1 > sizeof buf) {
+		errno = ENAMETOOLONG;
+		out = nullptr;
+	} else if (g_root_mode == Root::dir) {
+		memcpy(buf, g_root, a);
+		memcpy(buf + a, p, b + 1);
+		out = buf;
 	}
+	const bool emulated_tree = out == buf && scsi_tree(p);
 	pthread_mutex_unlock(&g_root_mu);
+	// The emulated units' tree is there before anyone looks into it.
+	if (emulated_tree)
+		scsi::ensure_sysfs();
 	return out;
 }
 
@@ -266,16 +286,28 @@ void virtual_sleep(uint64_t ns)
 void set_root(const char *dir)
 {
 	pthread_mutex_lock(&g_root_mu);
-	g_root_env_read = true;
-	g_root_on = dir && *dir && strlen(dir) < sizeof g_root;
-	if (g_root_on) {
-		strcpy(g_root, dir);
-		// A trailing slash would double the one every mapped path starts with.
-		size_t n = strlen(g_root);
-		while (n > 1 && g_root[n - 1] == '/')
-			g_root[--n] = '\0';
-	}
+	set_root_locked(dir);
 	pthread_mutex_unlock(&g_root_mu);
+}
+
+bool root_dir(std::string &out)
+{
+	pthread_mutex_lock(&g_root_mu);
+	root_env_locked();
+	const bool dir = g_root_mode == Root::dir;
+	if (dir)
+		out = g_root;
+	pthread_mutex_unlock(&g_root_mu);
+	return dir;
+}
+
+bool root_path(const char *path, std::string &out)
+{
+	char buf[PATH_MAX];
+	const char *p = map_path(path, buf);
+	if (p)
+		out = p;
+	return p != nullptr;
 }
 
 } // namespace qorsim

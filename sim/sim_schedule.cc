@@ -7,81 +7,114 @@
 
 #include "qor/qor_text.h"
 #include "san.h"
+#include "scsi_model.h"
 #include "sim_events.h"
+#include "sim_json.h"
 
 namespace qorsim {
 
 namespace {
 
-using nlohmann::json;
-
-[[noreturn]] void bad(const std::string &path, const std::string &what)
-{
-	throw std::invalid_argument(path + ": " + what);
-}
-
-int64_t integer(const json &o, const std::string &path, const char *key, int64_t def, int64_t lo, int64_t hi)
-{
-	if (!o.contains(key))
-		return def;
-	int64_t x = 0;
-	if (!as_integer(o[key], &x))
-		bad(path + "." + key, "must be an integer");
-	if (x < lo || x > hi)
-		bad(path + "." + key, "must be between " + std::to_string(lo) + " and " + std::to_string(hi));
-	return x;
-}
-
 // What one entry names, checked against the model at load time.
 struct Target {
 	int drv = QORSIM_DRV_FC;
 	int instance = 0;
-	size_t adapter = 0;
 	wwn_t rpwwn = 0;
 };
 
-using Run = std::function<void(Model &, Function *)>;
+using Run = std::function<void(Model &)>;
 
-Function &function_of(Model &m, const json &e, const std::string &path, Target &t)
+Target controller_of(Model &m, const Field &e)
 {
-	if (e.contains("driver")) {
-		const json &d = e["driver"];
-		if (d == "fc")
-			t.drv = QORSIM_DRV_FC;
-		else if (d == "eth")
-			t.drv = QORSIM_DRV_ETH;
-		else
-			bad(path + ".driver", "must be \"fc\" or \"eth\"");
-	}
-	t.instance = static_cast<int>(integer(e, path, "instance", 0, 0, kMaxInstances - 1));
-	Function *f = m.fn_at(t.drv, t.instance);
-	if (!f)
-		bad(path + ".instance", std::string(t.drv ? "the Ethernet" : "the FC") + " driver has no instance " +
-						std::to_string(t.instance));
-	return *f;
+	Target t;
+	if (e.has("driver"))
+		t.drv = static_cast<int>(e["driver"].one_of({"fc", "eth"}));
+	e.read("instance", t.instance, 0, kMaxInstances - 1);
+	if (!m.fn_at(t.drv, t.instance))
+		e["instance"].fail(std::string(t.drv ? "the Ethernet" : "the FC") + " driver has no instance " +
+				   std::to_string(t.instance));
+	return t;
 }
 
-wwn_t rpwwn_of(Model &m, const json &e, const std::string &path, Target &t)
+size_t adapter_of(Model &m, const Field &e)
 {
-	Function &f = function_of(m, e, path, t);
-	if (!e.contains("rpwwn"))
-		bad(path, "this action needs \"rpwwn\"");
-	const json &w = e["rpwwn"];
-	if (!w.is_string() || !qor_wwn_parse(w.get<std::string>().c_str(), &t.rpwwn))
-		bad(path + ".rpwwn", "must be a WWN like \"21:00:00:24:ff:00:00:01\"");
-	for (const auto &l : san::port_of(f).lports)
-		for (const auto &r : l.rports)
-			if (r.pwwn == t.rpwwn)
-				return t.rpwwn;
-	bad(path + ".rpwwn", "no remote port with this WWN behind that controller");
+	const Field a = e.need("adapter", "this action needs \"adapter\" (its position in \"adapters\", from 0)");
+	return static_cast<size_t>(a.integer(0, static_cast<int64_t>(m.adapters.size()) - 1));
 }
 
-size_t adapter_of(Model &m, const json &e, const std::string &path)
+// An action on one controller, found again when it runs.
+Run on_controller(Model &m, const Field &e, std::function<void(Model &, Function &)> fn)
 {
-	int64_t a = integer(e, path, "adapter", -1, 0, static_cast<int64_t>(m.adapters.size()) - 1);
-	if (a < 0)
-		bad(path, "this action needs \"adapter\" (its position in \"adapters\", from 0)");
-	return static_cast<size_t>(a);
+	const Target t = controller_of(m, e);
+	return [t, fn](Model &mm) {
+		if (Function *f = mm.fn_at(t.drv, t.instance))
+			fn(mm, *f);
+	};
+}
+
+Run link(bool up, Model &m, const Field &e)
+{
+	return on_controller(m, e, [up](Model &mm, Function &f) { ev::link(mm, f, up); });
+}
+
+Run rport(bool online, Model &m, const Field &e)
+{
+	const Target t = controller_of(m, e);
+	const wwn_t rpwwn = e.need("rpwwn", "this action needs \"rpwwn\"").wwn();
+	if (!san::any_rport(san::port_of(*m.fn_at(t.drv, t.instance)), rpwwn))
+		e["rpwwn"].fail("no remote port with this WWN behind that controller");
+	return on_controller(m, e, [rpwwn, online](Model &mm, Function &f) { ev::rport(mm, f, rpwwn, online); });
+}
+
+Run ioc(bool en, Model &m, const Field &e)
+{
+	return on_controller(m, e, [en](Model &mm, Function &f) { ev::ioc_enable(mm, f, en); });
+}
+
+Run adapter_enable(bool en, Model &m, const Field &e)
+{
+	const size_t a = adapter_of(m, e);
+	return [a, en](Model &mm) { ev::adapter_enable(mm, a, en); };
+}
+
+Run adapter_event(int type, Model &m, const Field &e)
+{
+	const size_t a = adapter_of(m, e);
+	return [a, type](Model &mm) { ev::adapter_event(mm, a, type); };
+}
+
+Run audit(Model &m, const Field &e)
+{
+	const int type = e.has("type") ? ev::type_from_json(QOR_AEN_CAT_AUDIT, e["type"]) : QOR_AUDIT_AEN_FLASH_UPDATE;
+	int32_t inst = 0, ptype = 0;
+	e.read("partition_inst", inst, INT32_MIN, INT32_MAX);
+	e.read("partition_type", ptype, INT32_MIN, INT32_MAX);
+	return on_controller(m, e, [=](Model &mm, Function &f) { ev::audit(mm, f, type, inst, ptype); });
+}
+
+// Any event record, `count` copies at once (a burst).
+Run raw_event(Model &m, const Field &e)
+{
+	const qor_aen_entry_t rec =
+		ev::entry_from_json(e.need("event", "this action needs \"event\" ({\"category\", \"type\", \"data\"})"));
+	int64_t count = 1;
+	e.read("count", count, 1, 1000000);
+	return on_controller(m, e, [rec, count](Model &mm, Function &f) {
+		for (int64_t i = 0; i < count; i++)
+			queue_event(mm, f, rec);
+	});
+}
+
+// A target gets a logical unit; it reports REPORTED LUNS DATA HAS CHANGED once.
+Run add_lun(Model &m, const Field &e)
+{
+	const Target t = controller_of(m, e);
+	const Field rp = e.need("rpwwn", "this action needs \"rpwwn\"");
+	const wwn_t rpwwn = rp.wwn();
+	if (!scsi::for_target(*m.fn_at(t.drv, t.instance), rpwwn, [](san::Target &) {}))
+		rp.fail("no target with this WWN behind that controller");
+	const scsi::Unit u = scsi::parse_unit(e.need("lun", "this action needs \"lun\" (a unit as in \"luns\")"), 0);
+	return on_controller(m, e, [rpwwn, u](Model &mm, Function &f) { scsi::add_unit(mm, f, rpwwn, u); });
 }
 
 // An action: the keys it takes besides the common ones, and how it is
@@ -89,95 +122,30 @@ size_t adapter_of(Model &m, const json &e, const std::string &path)
 struct Action {
 	const char *name;
 	std::vector<const char *> keys;
-	std::function<Run(Model &, const json &, const std::string &)> prepare;
+	std::function<Run(Model &, const Field &)> prepare;
 };
 
-Run on_controller(Model &m, const json &e, const std::string &path, std::function<void(Model &, Function &)> fn)
+template <auto Fn, auto Arg> Run with(Model &m, const Field &e)
 {
-	Target t;
-	function_of(m, e, path, t);
-	return [t, fn](Model &mm, Function *) {
-		if (Function *f = mm.fn_at(t.drv, t.instance))
-			fn(mm, *f);
-	};
-}
-
-Run link(bool up, Model &m, const json &e, const std::string &path)
-{
-	return on_controller(m, e, path, [up](Model &mm, Function &f) { ev::link(mm, f, up); });
-}
-
-Run rport(bool online, Model &m, const json &e, const std::string &path)
-{
-	Target t;
-	rpwwn_of(m, e, path, t);
-	return [t, online](Model &mm, Function *) {
-		if (Function *f = mm.fn_at(t.drv, t.instance))
-			ev::rport(mm, *f, t.rpwwn, online);
-	};
-}
-
-Run ioc(bool en, Model &m, const json &e, const std::string &path)
-{
-	return on_controller(m, e, path, [en](Model &mm, Function &f) { ev::ioc_enable(mm, f, en); });
-}
-
-Run adapter_enable(bool en, Model &m, const json &e, const std::string &path)
-{
-	size_t a = adapter_of(m, e, path);
-	return [a, en](Model &mm, Function *) { ev::adapter_enable(mm, a, en); };
-}
-
-Run adapter_event(int type, Model &m, const json &e, const std::string &path)
-{
-	size_t a = adapter_of(m, e, path);
-	return [a, type](Model &mm, Function *) { ev::adapter_event(mm, a, type); };
-}
-
-Run audit(Model &m, const json &e, const std::string &path)
-{
-	const int type = e.contains("type") ? ev::type_from_json(QOR_AEN_CAT_AUDIT, e["type"], path + ".type")
-					    : QOR_AUDIT_AEN_FLASH_UPDATE;
-	const int32_t inst = static_cast<int32_t>(integer(e, path, "partition_inst", 0, INT32_MIN, INT32_MAX));
-	const int32_t ptype = static_cast<int32_t>(integer(e, path, "partition_type", 0, INT32_MIN, INT32_MAX));
-	return on_controller(m, e, path,
-			     [=](Model &mm, Function &f) { ev::audit(mm, f, type, inst, ptype); });
-}
-
-// Any event record, `count` copies at once (a burst).
-Run raw_event(Model &m, const json &e, const std::string &path)
-{
-	if (!e.contains("event"))
-		bad(path, "this action needs \"event\" ({\"category\", \"type\", \"data\"})");
-	const qor_aen_entry_t rec = ev::entry_from_json(e["event"], path + ".event");
-	const int64_t count = integer(e, path, "count", 1, 1, 1000000);
-	return on_controller(m, e, path, [rec, count](Model &mm, Function &f) {
-		for (int64_t i = 0; i < count; i++)
-			queue_event(mm, f, rec);
-	});
+	return Fn(Arg, m, e);
 }
 
 const std::vector<Action> &actions()
 {
 	static const std::vector<Action> v = {
-		{"link_up", {"driver", "instance"}, [](Model &m, const json &e, const std::string &p) { return link(true, m, e, p); }},
-		{"link_down", {"driver", "instance"}, [](Model &m, const json &e, const std::string &p) { return link(false, m, e, p); }},
-		{"rport_online", {"driver", "instance", "rpwwn"},
-		 [](Model &m, const json &e, const std::string &p) { return rport(true, m, e, p); }},
-		{"rport_offline", {"driver", "instance", "rpwwn"},
-		 [](Model &m, const json &e, const std::string &p) { return rport(false, m, e, p); }},
-		{"ioc_enable", {"driver", "instance"}, [](Model &m, const json &e, const std::string &p) { return ioc(true, m, e, p); }},
-		{"ioc_disable", {"driver", "instance"}, [](Model &m, const json &e, const std::string &p) { return ioc(false, m, e, p); }},
-		{"adapter_enable", {"adapter"},
-		 [](Model &m, const json &e, const std::string &p) { return adapter_enable(true, m, e, p); }},
-		{"adapter_disable", {"adapter"},
-		 [](Model &m, const json &e, const std::string &p) { return adapter_enable(false, m, e, p); }},
-		{"adapter_add", {"adapter"},
-		 [](Model &m, const json &e, const std::string &p) { return adapter_event(QOR_ADAPTER_AEN_ADD, m, e, p); }},
-		{"adapter_remove", {"adapter"},
-		 [](Model &m, const json &e, const std::string &p) { return adapter_event(QOR_ADAPTER_AEN_REMOVE, m, e, p); }},
+		{"link_up", {"driver", "instance"}, with<link, true>},
+		{"link_down", {"driver", "instance"}, with<link, false>},
+		{"rport_online", {"driver", "instance", "rpwwn"}, with<rport, true>},
+		{"rport_offline", {"driver", "instance", "rpwwn"}, with<rport, false>},
+		{"ioc_enable", {"driver", "instance"}, with<ioc, true>},
+		{"ioc_disable", {"driver", "instance"}, with<ioc, false>},
+		{"adapter_enable", {"adapter"}, with<adapter_enable, true>},
+		{"adapter_disable", {"adapter"}, with<adapter_enable, false>},
+		{"adapter_add", {"adapter"}, with<adapter_event, QOR_ADAPTER_AEN_ADD>},
+		{"adapter_remove", {"adapter"}, with<adapter_event, QOR_ADAPTER_AEN_REMOVE>},
 		{"audit", {"driver", "instance", "type", "partition_inst", "partition_type"}, audit},
 		{"event", {"driver", "instance", "event", "count"}, raw_event},
+		{"add_lun", {"driver", "instance", "rpwwn", "lun"}, add_lun},
 	};
 	return v;
 }
@@ -186,29 +154,23 @@ const std::vector<Action> &actions()
 
 void build_schedule(Model &m)
 {
-	const json &s = m.schedule_cfg;
-	if (s.is_null())
+	if (m.schedule_cfg.is_null())
 		return;
-	if (!s.is_array())
-		bad("schedule", "must be an array");
-	for (size_t i = 0; i < s.size(); i++) {
-		const std::string path = "schedule[" + std::to_string(i) + "]";
-		const json &e = s[i];
-		if (!e.is_object())
-			bad(path, "must be an object");
-		if (!e.contains("action") || !e["action"].is_string())
-			bad(path, "needs \"action\"");
-		const std::string name = e["action"].get<std::string>();
+	const Field s(m.schedule_cfg, "schedule");
+	for (size_t i = 0, n = s.array(); i < n; i++) {
+		const Field e = s[i];
+		e.object();
+		const Field act = e.need("action", "needs \"action\"");
 		const Action *a = nullptr;
 		std::string known;
 		for (const auto &x : actions()) {
 			known += (known.empty() ? "" : ", ") + std::string(x.name);
-			if (name == x.name)
+			if (act.is_text() && act.json().get<std::string>() == x.name)
 				a = &x;
 		}
 		if (!a)
-			bad(path + ".action", "unknown action \"" + name + "\"; known: " + known);
-		for (auto it = e.begin(); it != e.end(); ++it) {
+			act.fail("unknown action " + act.json().dump() + "; known: " + known);
+		for (auto it = e.json().begin(); it != e.json().end(); ++it) {
 			const std::string &k = it.key();
 			if (k.empty() || k[0] == '_' || k == "action" || k == "at_ms" || k == "repeat" || k == "every_ms")
 				continue;
@@ -216,16 +178,15 @@ void build_schedule(Model &m)
 			for (const char *x : a->keys)
 				ok = ok || k == x;
 			if (!ok)
-				bad(path + "." + k, "not a key of action \"" + name + "\"");
+				e[k.c_str()].fail(std::string("not a key of action \"") + a->name + "\"");
 		}
-		if (!e.contains("at_ms"))
-			bad(path, "needs \"at_ms\" (virtual milliseconds after start)");
-		const int64_t at = integer(e, path, "at_ms", 0, 0, INT64_MAX / 1000000);
-		const int64_t repeat = integer(e, path, "repeat", 1, 1, 100000);
-		const int64_t every = integer(e, path, "every_ms", 0, 0, INT64_MAX / 1000000 / 100000);
-		Run run = a->prepare(m, e, path);
+		const int64_t at = e.need("at_ms", "needs \"at_ms\" (virtual milliseconds after start)").integer(0, INT64_MAX / 1000000);
+		int64_t repeat = 1, every = 0;
+		e.read("repeat", repeat, 1, 100000);
+		e.read("every_ms", every, 0, INT64_MAX / 1000000 / 100000);
+		Run run = a->prepare(m, e);
 		for (int64_t r = 0; r < repeat; r++)
-			schedule(m, static_cast<uint64_t>(at + r * every) * 1000000u, [run](Model &mm) { run(mm, nullptr); });
+			schedule(m, static_cast<uint64_t>(at + r * every) * 1000000u, run);
 	}
 }
 

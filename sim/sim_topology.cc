@@ -2,9 +2,9 @@
 // defaults. The format is documented in docs/topology.md.
 #include "sim.h"
 #include "san.h"
+#include "sim_json.h"
 
 #include <cerrno>
-#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <set>
@@ -15,154 +15,36 @@ namespace {
 
 using nlohmann::json;
 
-struct BadTopology {
-	std::string msg;
-};
-
-[[noreturn]] void fail(const std::string &path, const std::string &what)
-{
-	throw BadTopology{(path.empty() ? std::string("topology") : path) + ": " + what};
-}
-
-// Checks that every key of an object is known; keys starting with '_' are
-// comments.
-void check_keys(const json &j, const std::string &path, std::initializer_list<const char *> keys)
-{
-	if (!j.is_object())
-		fail(path, "must be an object");
-	for (auto it = j.begin(); it != j.end(); ++it) {
-		const std::string &k = it.key();
-		if (!k.empty() && k[0] == '_')
-			continue;
-		bool known = false;
-		for (const char *x : keys)
-			known = known || k == x;
-		if (!known)
-			fail(path, "unknown key '" + k + "'");
-	}
-}
-
-std::string sub(const std::string &path, const std::string &key) { return path + "." + key; }
-
-// Integers may be given as numbers or as text ("0x1d", "42").
-int64_t get_int(const json &j, const std::string &path, int64_t lo, int64_t hi)
-{
-	int64_t v = 0;
-	if (j.is_number_integer()) {
-		v = j.is_number_unsigned() && j.get<uint64_t>() > INT64_MAX ? INT64_MAX : j.get<int64_t>();
-	} else if (j.is_string()) {
-		const std::string s = j.get<std::string>();
-		char *end = nullptr;
-		errno = 0;
-		long long x = strtoll(s.c_str(), &end, 0);
-		if (s.empty() || *end != '\0' || errno)
-			fail(path, "'" + s + "' is not an integer");
-		v = x;
-	} else {
-		fail(path, "must be an integer");
-	}
-	if (v < lo || v > hi)
-		fail(path, "must be between " + std::to_string(lo) + " and " + std::to_string(hi));
-	return v;
-}
-
-template <class T>
-void opt_int(const json &o, const std::string &path, const char *key, T &out, int64_t lo, int64_t hi)
-{
-	if (o.contains(key))
-		out = static_cast<T>(get_int(o[key], sub(path, key), lo, hi));
-}
-
-void opt_bool(const json &o, const std::string &path, const char *key, bool &out)
-{
-	if (!o.contains(key))
-		return;
-	if (!o[key].is_boolean())
-		fail(sub(path, key), "must be true or false");
-	out = o[key].get<bool>();
-}
-
-// Text that must fit a NUL-terminated field of `room` bytes.
-void opt_str(const json &o, const std::string &path, const char *key, std::string &out, size_t room)
-{
-	if (!o.contains(key))
-		return;
-	if (!o[key].is_string())
-		fail(sub(path, key), "must be a string");
-	std::string s = o[key].get<std::string>();
-	if (s.size() >= room)
-		fail(sub(path, key), "at most " + std::to_string(room - 1) + " characters");
-	out = s;
-}
-
-// "aa:bb:..." with n hex bytes.
-bool parse_hex_bytes(const std::string &s, uint8_t *out, int n)
-{
-	if (s.size() != static_cast<size_t>(n * 3 - 1))
-		return false;
-	for (int i = 0; i < n; i++) {
-		const char *p = s.c_str() + i * 3;
-		if (!isxdigit(static_cast<unsigned char>(p[0])) || !isxdigit(static_cast<unsigned char>(p[1])))
-			return false;
-		if (i + 1 < n && p[2] != ':')
-			return false;
-		char hex[3] = {p[0], p[1], 0};
-		out[i] = static_cast<uint8_t>(strtoul(hex, nullptr, 16));
-	}
-	return true;
-}
-
-bool opt_wwn(const json &o, const std::string &path, const char *key, wwn_t &out)
-{
-	if (!o.contains(key))
-		return false;
-	uint8_t b[8];
-	if (!o[key].is_string() || !parse_hex_bytes(o[key].get<std::string>(), b, 8))
-		fail(sub(path, key), "must be a WWN like \"20:00:00:11:22:33:44:55\"");
-	memcpy(&out, b, 8);
-	return true;
-}
-
-bool opt_mac(const json &o, const std::string &path, const char *key, mac_t &out)
-{
-	if (!o.contains(key))
-		return false;
-	if (!o[key].is_string() || !parse_hex_bytes(o[key].get<std::string>(), out.mac, 6))
-		fail(sub(path, key), "must be a MAC address like \"02:11:22:33:44:55\"");
-	return true;
-}
-
-void opt_reserved(const json &o, const std::string &path, const char *key, json &out, bool array)
-{
-	if (!o.contains(key))
-		return;
-	if (array ? !o[key].is_array() : !o[key].is_object())
-		fail(sub(path, key), array ? "must be an array" : "must be an object");
-	out = o[key];
-}
-
-constexpr const char *kStateNames[] = {nullptr,	      "uninit", "reset",     "semwait",
-				       "hwinit",      "getattr", "operational", "initfail",
-				       "fail",	      "disabling", "disabled", "fwmismatch",
-				       "enabling"};
-
-uint32_t get_state(const json &j, const std::string &path)
-{
-	if (j.is_string()) {
-		for (uint32_t i = 1; i < std::size(kStateNames); i++)
-			if (j.get<std::string>() == kStateNames[i])
-				return i;
-		if (j.get<std::string>().find_first_not_of("0123456789") != std::string::npos)
-			fail(path, "unknown state '" + j.get<std::string>() +
-					   "' (operational, disabled, enabling, disabling, fail, ...)");
-	}
-	return static_cast<uint32_t>(get_int(j, path, 1, 12));
-}
-
 struct Named {
 	const char *name;
-	int value;
+	int64_t value;
 };
+
+// A name of the table, or a number from lo to hi.
+int64_t named(const Field &f, const Named *tab, size_t n, int64_t lo, int64_t hi, const char *what)
+{
+	if (f.is_text()) {
+		const std::string s = f.json().get<std::string>();
+		for (size_t i = 0; i < n; i++)
+			if (s == tab[i].name)
+				return tab[i].value;
+		if (s.empty() || !isdigit(static_cast<unsigned char>(s[0])))
+			f.fail("unknown " + std::string(what) + " '" + s + "'");
+	}
+	return f.integer(lo, hi);
+}
+
+constexpr Named kStates[] = {
+	{"uninit", 1},	 {"reset", 2},	    {"semwait", 3},   {"hwinit", 4},	  {"getattr", 5},     {"operational", 6},
+	{"initfail", 7}, {"fail", 8},	    {"disabling", 9}, {"disabled", 10}, {"fwmismatch", 11}, {"enabling", 12},
+};
+
+uint32_t get_state(const Field &f)
+{
+	return static_cast<uint32_t>(named(f, kStates, std::size(kStates), 1, 12,
+					   "state (operational, disabled, enabling, disabling, fail, ...)"));
+}
+
 #define QORSIM_ERRNO_ROW(e) {#e, e}
 constexpr Named kErrnos[] = {
 	QORSIM_ERRNO_ROW(EPERM),  QORSIM_ERRNO_ROW(ENOENT), QORSIM_ERRNO_ROW(EINTR),
@@ -179,31 +61,9 @@ constexpr Named kErrnos[] = {
 constexpr Named kStatuses[] = {QOR_STATUS_LIST(QORSIM_STATUS_ROW)};
 #undef QORSIM_STATUS_ROW
 
-int get_named(const json &j, const std::string &path, const Named *tab, size_t n, int64_t hi, const char *what)
+int get_errno(const Field &f)
 {
-	if (j.is_string()) {
-		for (size_t i = 0; i < n; i++)
-			if (j.get<std::string>() == tab[i].name)
-				return tab[i].value;
-		const std::string s = j.get<std::string>();
-		if (s.empty() || !isdigit(static_cast<unsigned char>(s[0])))
-			fail(path, "unknown " + std::string(what) + " '" + s + "'");
-	}
-	return static_cast<int>(get_int(j, path, 0, hi));
-}
-
-int get_errno(const json &j, const std::string &path)
-{
-	return get_named(j, path, kErrnos, std::size(kErrnos), 4095, "errno name");
-}
-
-int get_driver(const json &j, const std::string &path)
-{
-	if (j.is_string() && j.get<std::string>() == "fc")
-		return QORSIM_DRV_FC;
-	if (j.is_string() && j.get<std::string>() == "eth")
-		return QORSIM_DRV_ETH;
-	fail(path, "must be \"fc\" or \"eth\"");
+	return static_cast<int>(named(f, kErrnos, std::size(kErrnos), 0, 4095, "errno name"));
 }
 
 // Stable derived addresses: a locally administered MAC per adapter from a
@@ -256,27 +116,32 @@ void default_iocfc(Function &f)
 	a.intr_attr.latency = 225;
 }
 
-void parse_function(const json &jf, const std::string &path, Model &m, int ai, int fi,
-		    std::vector<int> &explicit_inst)
+// Vital product data: serial number, model and hardware version, summed.
+void make_vpd(Adapter &a)
 {
-	check_keys(jf, path,
-		   {"type", "port", "pcifn", "instance", "device_id", "hwpath", "pwwn", "nwwn", "factory_pwwn",
-		    "factory_nwwn", "mac", "factory_mac", "current_mac", "port_name", "eth_name", "pvid", "state",
-		    "transition_ms", "intr", "fcport", "ethport"});
+	qor_mfg_vpd_t &vpd = a.attr.vpd;
+	const std::string data = "SN=" + a.serial + ";PN=" + a.attr.model + ";EC=" + a.attr.hw_ver;
+	vpd.version = 1;
+	memcpy(vpd.vpd_sig, "VPD", 3);
+	vpd.vendor = 1;
+	vpd.len = static_cast<uint8_t>(data.size() < 255 ? data.size() : 255);
+	memcpy(vpd.data, data.data(), vpd.len);
+	uint8_t sum = 0;
+	for (unsigned i = 0; i < vpd.len; i++)
+		sum = static_cast<uint8_t>(sum + vpd.data[i]);
+	vpd.chksum = sum;
+}
+
+void parse_function(const Field &jf, Model &m, int ai, int fi, std::vector<int> &explicit_inst)
+{
+	jf.object({"type", "port", "pcifn", "instance", "device_id", "hwpath", "pwwn", "nwwn", "factory_pwwn",
+		   "factory_nwwn", "mac", "factory_mac", "current_mac", "port_name", "eth_name", "pvid", "state",
+		   "transition_ms", "intr", "fcport", "ethport"});
 	Adapter &a = m.adapters[ai];
 	Function f;
 	f.adapter = ai;
-	if (!jf.contains("type") || !jf["type"].is_string())
-		fail(sub(path, "type"), "required: \"fc\", \"fcoe\" or \"eth\"");
-	const std::string type = jf["type"].get<std::string>();
-	if (type == "fc")
-		f.ioc_type = QOR_IOC_TYPE_FC;
-	else if (type == "fcoe")
-		f.ioc_type = QOR_IOC_TYPE_FCoE;
-	else if (type == "eth")
-		f.ioc_type = QOR_IOC_TYPE_LL;
-	else
-		fail(sub(path, "type"), "unknown function type '" + type + "' (fc, fcoe, eth)");
+	static constexpr uint32_t kTypes[] = {QOR_IOC_TYPE_FC, QOR_IOC_TYPE_FCoE, QOR_IOC_TYPE_LL};
+	f.ioc_type = kTypes[jf.need("type", "needs \"type\": \"fc\", \"fcoe\" or \"eth\"").one_of({"fc", "fcoe", "eth"})];
 	f.drv = f.ioc_type == QOR_IOC_TYPE_LL ? QORSIM_DRV_ETH : QORSIM_DRV_FC;
 
 	// Port numbers count per driver on the card unless given.
@@ -284,65 +149,63 @@ void parse_function(const json &jf, const std::string &path, Model &m, int ai, i
 	for (int k : a.fns)
 		same_side += m.fns[k].drv == f.drv;
 	f.port = same_side;
-	opt_int(jf, path, "port", f.port, 0, 255);
+	jf.read("port", f.port, 0, 255);
 	f.pcifn = static_cast<uint32_t>(fi);
-	opt_int(jf, path, "pcifn", f.pcifn, 0, 255);
+	jf.read("pcifn", f.pcifn, 0, 255);
 	for (int k : a.fns) {
 		if (m.fns[k].pcifn == f.pcifn)
-			fail(sub(path, "pcifn"), "PCI function " + std::to_string(f.pcifn) + " appears twice on the adapter");
+			jf["pcifn"].fail("PCI function " + std::to_string(f.pcifn) + " appears twice on the adapter");
 		if (m.fns[k].drv == f.drv && m.fns[k].port == f.port)
-			fail(sub(path, "port"), "port " + std::to_string(f.port) + " appears twice for one driver on the adapter");
+			jf["port"].fail("port " + std::to_string(f.port) + " appears twice for one driver on the adapter");
 	}
 	int inst = -1;
-	opt_int(jf, path, "instance", inst, 0, kMaxInstances - 1);
+	jf.read("instance", inst, 0, kMaxInstances - 1);
 	explicit_inst.push_back(inst);
-	f.device_id = a.device_id;
-	opt_int(jf, path, "device_id", f.device_id, 0, 0xffff);
+	f.device_id = a.pci.device_id;
+	jf.read("device_id", f.device_id, 0, 0xffff);
 	f.hwpath = a.hwpath + "." + std::to_string(f.pcifn);
-	opt_str(jf, path, "hwpath", f.hwpath, 32);
-	if (f.hwpath.size() >= 32)
-		fail(sub(path, "hwpath"), "derived hardware path is too long; give one of at most 31 characters");
+	if (!jf.read("hwpath", f.hwpath, 32) && f.hwpath.size() >= 32)
+		jf["hwpath"].fail("derived hardware path is too long; give one of at most 31 characters");
 
 	const mac_t dm = derived_mac(a.serial, f.pcifn);
 	if (f.drv == QORSIM_DRV_FC) {
 		f.pwwn = derived_wwn(0x20, dm);
 		f.nwwn = derived_wwn(0x10, dm);
 	}
-	opt_wwn(jf, path, "pwwn", f.pwwn);
-	opt_wwn(jf, path, "nwwn", f.nwwn);
+	jf.read_wwn("pwwn", f.pwwn);
+	jf.read_wwn("nwwn", f.nwwn);
 	f.factory_pwwn = f.pwwn;
 	f.factory_nwwn = f.nwwn;
-	opt_wwn(jf, path, "factory_pwwn", f.factory_pwwn);
-	opt_wwn(jf, path, "factory_nwwn", f.factory_nwwn);
+	jf.read_wwn("factory_pwwn", f.factory_pwwn);
+	jf.read_wwn("factory_nwwn", f.factory_nwwn);
 	if (f.ioc_type != QOR_IOC_TYPE_FC)
 		f.mac = dm;
-	opt_mac(jf, path, "mac", f.mac);
+	jf.read_mac("mac", f.mac);
 	f.factory_mac = f.mac;
 	f.current_mac = f.mac;
-	opt_mac(jf, path, "factory_mac", f.factory_mac);
-	opt_mac(jf, path, "current_mac", f.current_mac);
-	opt_str(jf, path, "port_name", f.port_name, 64);
-	if (jf.contains("eth_name"))
-		opt_str(jf, path, "eth_name", f.eth_name, 64);
-	else
+	jf.read_mac("factory_mac", f.factory_mac);
+	jf.read_mac("current_mac", f.current_mac);
+	jf.read("port_name", f.port_name, 64);
+	if (!jf.read("eth_name", f.eth_name, 64))
 		f.eth_name = "\x01"; // numbered once instances are known
-	opt_int(jf, path, "pvid", f.pvid, 0, 4095);
-	if (jf.contains("state"))
-		f.state = get_state(jf["state"], sub(path, "state"));
-	opt_int(jf, path, "transition_ms", f.transition_ms, -1, INT64_MAX / 1000000);
+	jf.read("pvid", f.pvid, 0, 4095);
+	if (jf.has("state"))
+		f.state = get_state(jf["state"]);
+	jf.read("transition_ms", f.transition_ms, -1, INT64_MAX / 1000000);
 	default_iocfc(f);
-	if (jf.contains("intr")) {
-		const std::string ip = sub(path, "intr");
-		const json &ji = jf["intr"];
-		check_keys(ji, ip, {"coalesce", "delay", "latency"});
+	if (jf.has("intr")) {
+		const Field ji = jf["intr"];
+		ji.object({"coalesce", "delay", "latency"});
 		bool co = f.iocfc.intr_attr.coalesce;
-		opt_bool(ji, ip, "coalesce", co);
+		ji.read("coalesce", co);
 		f.iocfc.intr_attr.coalesce = co;
-		opt_int(ji, ip, "delay", f.iocfc.intr_attr.delay, 0, 0xffff);
-		opt_int(ji, ip, "latency", f.iocfc.intr_attr.latency, 0, 0xffff);
+		ji.read("delay", f.iocfc.intr_attr.delay, 0, 0xffff);
+		ji.read("latency", f.iocfc.intr_attr.latency, 0, 0xffff);
 	}
-	opt_reserved(jf, path, "fcport", f.port_cfg, false);
-	opt_reserved(jf, path, "ethport", f.eth_cfg, false);
+	if (jf.has("fcport"))
+		f.port_cfg = jf["fcport"].object().json();
+	if (jf.has("ethport"))
+		f.eth_cfg = jf["ethport"].object().json();
 	default_fwstats(f);
 	f.stats.drv_stats.ioc_boots = 1;
 	f.stats.drv_stats.ioc_enables = f.state == QOR_IOC_OPERATIONAL ? 1 : 0;
@@ -353,243 +216,244 @@ void parse_function(const json &jf, const std::string &path, Model &m, int ai, i
 	m.fns.push_back(std::move(f));
 }
 
-void parse_adapter(const json &ja, const std::string &path, Model &m, size_t ai, std::vector<int> &explicit_inst)
+void parse_adapter(const Field &ja, Model &m, size_t ai, std::vector<int> &explicit_inst)
 {
-	check_keys(ja, path,
-		   {"serial", "model", "model_descr", "manufacturer", "hwpath", "name", "node_symname", "hw_ver",
-		    "fw_ver", "optrom_ver", "os_type", "bios_ver", "efi_ver", "ob_ver", "chip_rev", "driver_ver",
-		    "card_type", "max_speed", "prototype", "asic_rev", "pcie_gen", "pcie_lanes", "pcie_lanes_orig",
-		    "cna_capable", "trunk_capable", "is_mezz", "pci", "functions", "trunk"});
-	if (!ja.contains("functions") || !ja["functions"].is_array())
-		fail(sub(path, "functions"), "required: an array of PCI functions");
-	const json &jfs = ja["functions"];
+	ja.object({"serial", "model", "model_descr", "manufacturer", "hwpath", "name", "node_symname", "hw_ver",
+		   "fw_ver", "optrom_ver", "os_type", "bios_ver", "efi_ver", "ob_ver", "chip_rev", "driver_ver",
+		   "card_type", "max_speed", "prototype", "asic_rev", "pcie_gen", "pcie_lanes", "pcie_lanes_orig",
+		   "cna_capable", "trunk_capable", "is_mezz", "pci", "functions", "trunk"});
+	const Field jfs = ja.need("functions", "needs \"functions\": an array of PCI functions");
+	const size_t nfns = jfs.array();
 	bool converged = false;
-	for (const auto &jf : jfs)
+	for (const auto &jf : jfs.json())
 		converged = converged || (jf.is_object() && jf.contains("type") && jf["type"].is_string() &&
 					  jf["type"].get<std::string>() != "fc");
 
 	m.adapters.emplace_back();
 	Adapter &a = m.adapters.back();
+	qor_adapter_attr_t &at = a.attr;
 	char buf[64];
 	snprintf(buf, sizeof buf, "QX%09zu", ai + 1);
 	a.serial = buf;
-	opt_str(ja, path, "serial", a.serial, 12);
-	if (a.serial.empty())
-		fail(sub(path, "serial"), "must not be empty");
-	a.cna_capable = converged;
-	opt_bool(ja, path, "cna_capable", a.cna_capable);
-	a.max_speed = a.cna_capable ? 10 : 8;
-	opt_int(ja, path, "max_speed", a.max_speed, 0, 255);
-	a.card_type = a.cna_capable ? 1020 : 825;
-	opt_int(ja, path, "card_type", a.card_type, 0, UINT32_MAX);
-	a.model = "QX-" + std::to_string(a.card_type);
-	opt_str(ja, path, "model", a.model, 16);
-	a.manufacturer = "QOR Inc";
-	opt_str(ja, path, "manufacturer", a.manufacturer, 8);
+	if (ja.read("serial", a.serial, 12) && a.serial.empty())
+		ja["serial"].fail("must not be empty");
+	put_text(at.serial_num, a.serial);
+	bool flag = converged;
+	ja.read("cna_capable", flag);
+	at.cna_capable = flag;
+	at.max_speed = flag ? 10 : 8;
+	ja.read("max_speed", at.max_speed, 0, 255);
+	at.card_type = flag ? 1020 : 825;
+	ja.read("card_type", at.card_type, 0, UINT32_MAX);
+	put_text(at.model, "QX-" + std::to_string(at.card_type));
+	ja.read("model", at.model);
+	put_text(at.manufacturer, "QOR Inc");
+	ja.read("manufacturer", at.manufacturer);
 	snprintf(buf, sizeof buf, "0000:%02zx:00", (5 + 2 * ai) & 0xff);
 	a.hwpath = buf;
-	opt_str(ja, path, "hwpath", a.hwpath, 28);
-	opt_str(ja, path, "name", a.name[0], 64);
+	ja.read("hwpath", a.hwpath, 28);
+	ja.read("name", a.name[0], 64);
 	a.name[1] = a.name[0];
-	a.hw_ver = "Rev-C2";
-	a.fw_ver = "3.2.1.0";
-	a.optrom_ver = "3.2.1.0";
-	a.os_type = "Linux";
-	a.bios_ver = "3.2.1.0";
-	a.efi_ver = "3.2.1.0";
-	a.ob_ver = "3.2.1.0";
-	a.chip_rev = "C2";
-	a.driver_ver[0] = a.driver_ver[1] = "3.2.1.0";
-	opt_str(ja, path, "hw_ver", a.hw_ver, 64);
-	opt_str(ja, path, "fw_ver", a.fw_ver, 64);
-	opt_str(ja, path, "optrom_ver", a.optrom_ver, 64);
-	opt_str(ja, path, "os_type", a.os_type, 64);
-	opt_str(ja, path, "bios_ver", a.bios_ver, 64);
-	opt_str(ja, path, "efi_ver", a.efi_ver, 64);
-	opt_str(ja, path, "ob_ver", a.ob_ver, 64);
-	opt_str(ja, path, "chip_rev", a.chip_rev, 8);
-	opt_str(ja, path, "driver_ver", a.driver_ver[0], 64);
-	a.driver_ver[1] = a.driver_ver[0];
-	a.node_symname = a.model + " | " + a.driver_ver[0] + " | qorhost";
-	opt_str(ja, path, "node_symname", a.node_symname, 256);
-	std::string descr = a.model + " " + std::to_string(a.max_speed) + "Gbps " +
-			    std::to_string(jfs.size()) +
-			    (a.cna_capable ? "-function converged network adapter" : "-port Fibre Channel host bus adapter");
-	a.model_descr = descr.substr(0, 127);
-	opt_str(ja, path, "model_descr", a.model_descr, 128);
-	opt_int(ja, path, "prototype", a.prototype, 0, 255);
-	if (ja.contains("asic_rev")) {
-		std::string r;
-		opt_str(ja, path, "asic_rev", r, 2);
-		if (r.size() != 1)
-			fail(sub(path, "asic_rev"), "must be one character");
-		a.asic_rev = r[0];
+	qor_ioc_driver_attr_t &dr = a.driver[0];
+	struct Text {
+		const char *key;
+		char (*field)[64];
+		const char *def;
+	} texts[] = {{"hw_ver", &at.hw_ver, "Rev-C2"},	    {"os_type", &at.os_type, "Linux"},
+		     {"optrom_ver", &at.optrom_ver, "3.2.1.0"}, {"fw_ver", &dr.fw_ver, "3.2.1.0"},
+		     {"bios_ver", &dr.bios_ver, "3.2.1.0"},	    {"efi_ver", &dr.efi_ver, "3.2.1.0"},
+		     {"ob_ver", &dr.ob_ver, "3.2.1.0"},	    {"driver_ver", &dr.driver_ver, "3.2.1.0"}};
+	for (const Text &t : texts) {
+		put_text(*t.field, t.def);
+		ja.read(t.key, *t.field);
 	}
-	opt_int(ja, path, "pcie_gen", a.pcie_gen, 0, 255);
-	opt_int(ja, path, "pcie_lanes", a.pcie_lanes, 0, 255);
-	a.pcie_lanes_orig = a.pcie_lanes;
-	opt_int(ja, path, "pcie_lanes_orig", a.pcie_lanes_orig, 0, 255);
-	opt_bool(ja, path, "trunk_capable", a.trunk_capable);
-	opt_bool(ja, path, "is_mezz", a.is_mezz);
-	a.vendor_id = 0x1e6b;
-	a.device_id = a.cna_capable ? 0x14 : 0x13;
-	a.ssvid = a.vendor_id;
-	if (ja.contains("pci")) {
-		const std::string pp = sub(path, "pci");
-		check_keys(ja["pci"], pp, {"vendor_id", "device_id", "ssid", "ssvid"});
-		opt_int(ja["pci"], pp, "vendor_id", a.vendor_id, 0, 0xffff);
-		opt_int(ja["pci"], pp, "device_id", a.device_id, 0, 0xffff);
-		a.ssvid = a.vendor_id;
-		opt_int(ja["pci"], pp, "ssvid", a.ssvid, 0, 0xffff);
+	memcpy(at.fw_ver, dr.fw_ver, sizeof at.fw_ver);
+	a.driver[1] = dr;
+	put_text(a.driver[0].driver, "qor");
+	put_text(a.driver[1].driver, "vek");
+	put_text(at.node_symname, std::string(at.model) + " | " + dr.driver_ver + " | qorhost");
+	ja.read("node_symname", at.node_symname);
+	put_text(at.model_descr, std::string(at.model) + " " + std::to_string(at.max_speed) + "Gbps " +
+					 std::to_string(nfns) +
+					 (at.cna_capable ? "-function converged network adapter"
+							 : "-port Fibre Channel host bus adapter"));
+	ja.read("model_descr", at.model_descr);
+	ja.read("prototype", at.prototype, 0, 255);
+	at.asic_rev = 'C';
+	std::string rev;
+	if (ja.read("asic_rev", rev, 2)) {
+		if (rev.size() != 1)
+			ja["asic_rev"].fail("must be one character");
+		at.asic_rev = rev[0];
 	}
-	a.ssid = static_cast<uint16_t>(a.device_id + 0x100);
-	if (ja.contains("pci"))
-		opt_int(ja["pci"], sub(path, "pci"), "ssid", a.ssid, 0, 0xffff);
-	json trunk;
-	opt_reserved(ja, path, "trunk", trunk, false);
-	a.trunk_cfg = trunk;
-	for (size_t fi = 0; fi < jfs.size(); fi++)
-		parse_function(jfs[fi], sub(path, "functions[" + std::to_string(fi) + "]"), m, static_cast<int>(ai),
-			       static_cast<int>(fi), explicit_inst);
+	at.pcie_gen = 2;
+	ja.read("pcie_gen", at.pcie_gen, 0, 255);
+	at.pcie_lanes = 8;
+	ja.read("pcie_lanes", at.pcie_lanes, 0, 255);
+	at.pcie_lanes_orig = at.pcie_lanes;
+	ja.read("pcie_lanes_orig", at.pcie_lanes_orig, 0, 255);
+	flag = false;
+	ja.read("trunk_capable", flag);
+	at.trunk_capable = flag;
+	flag = false;
+	ja.read("is_mezz", flag);
+	at.is_mezz = flag;
+	make_vpd(a);
+	qor_ioc_pci_attr_t &pci = a.pci;
+	pci.vendor_id = 0x1e6b;
+	pci.device_id = at.cna_capable ? 0x14 : 0x13;
+	put_text(pci.chip_rev, "C2");
+	ja.read("chip_rev", pci.chip_rev);
+	const Field jp = ja["pci"];
+	if (ja.has("pci")) {
+		jp.object({"vendor_id", "device_id", "ssid", "ssvid"});
+		jp.read("vendor_id", pci.vendor_id, 0, 0xffff);
+		jp.read("device_id", pci.device_id, 0, 0xffff);
+	}
+	pci.ssvid = pci.vendor_id;
+	pci.ssid = static_cast<uint16_t>(pci.device_id + 0x100);
+	if (ja.has("pci")) {
+		jp.read("ssvid", pci.ssvid, 0, 0xffff);
+		jp.read("ssid", pci.ssid, 0, 0xffff);
+	}
+	if (ja.has("trunk"))
+		ja["trunk"].object(); // reserved
+	std::set<int> ports;
+	for (size_t fi = 0; fi < nfns; fi++) {
+		parse_function(jfs[fi], m, static_cast<int>(ai), static_cast<int>(fi), explicit_inst);
+		ports.insert(m.fns.back().port);
+	}
+	at.nports = static_cast<uint8_t>(ports.size());
 }
 
-void parse_fault(const json &jf, const std::string &path, Model &m)
+void parse_fault(const Field &jf, Model &m)
 {
-	check_keys(jf, path, {"code", "instance", "errno", "status", "count", "open", "driver", "version"});
-	if (jf.contains("open")) {
-		check_keys(jf, path, {"open", "errno"});
-		const std::string node = jf["open"].is_string() ? jf["open"].get<std::string>() : "";
-		int n = node == QOR_DEV_FC ? NODE_FC : node == QOR_DEV_IPFC ? NODE_IPFC : node == QOR_DEV_ETH ? NODE_ETH : 0;
-		if (!n)
-			fail(sub(path, "open"), "must be \"/dev/qor\", \"/dev/qoripfc\" or \"/dev/vek\"");
-		m.open_err[n] = jf.contains("errno") ? get_errno(jf["errno"], sub(path, "errno")) : ENOENT;
+	jf.object({"code", "instance", "errno", "status", "count", "open", "driver", "version"});
+	if (jf.has("open")) {
+		jf.object({"open", "errno"});
+		static constexpr int kNodes[] = {NODE_FC, NODE_IPFC, NODE_ETH};
+		const int n = kNodes[jf["open"].one_of({QOR_DEV_FC, QOR_DEV_IPFC, QOR_DEV_ETH})];
+		m.open_err[n] = jf.has("errno") ? get_errno(jf["errno"]) : ENOENT;
 		return;
 	}
-	if (jf.contains("driver")) {
-		check_keys(jf, path, {"driver", "version"});
-		int d = get_driver(jf["driver"], sub(path, "driver"));
-		if (!jf.contains("version"))
-			fail(sub(path, "version"), "required with \"driver\"");
-		m.drv[d].version = static_cast<uint32_t>(get_int(jf["version"], sub(path, "version"), 0, UINT32_MAX));
+	if (jf.has("driver")) {
+		jf.object({"driver", "version"});
+		const size_t d = jf["driver"].one_of({"fc", "eth"});
+		m.drv[d].version = static_cast<uint32_t>(
+			jf.need("version", "a \"driver\" fault needs \"version\"").integer(0, UINT32_MAX));
 		return;
 	}
-	if (!jf.contains("code"))
-		fail(path, "needs \"code\" (a request fault), \"open\" or \"driver\"");
-	if (jf.contains("version"))
-		fail(sub(path, "version"), "belongs to a \"driver\" fault");
+	const Field code = jf.need("code", "needs \"code\" (a request fault), \"open\" or \"driver\"");
+	if (jf.has("version"))
+		jf["version"].fail("belongs to a \"driver\" fault");
 	Fault f;
 	f.id = m.next_fault++;
-	f.key = static_cast<uint32_t>(get_int(jf["code"], sub(path, "code"), 0, UINT32_MAX)) & 0xffff;
-	opt_int(jf, path, "instance", f.instance, -1, kMaxInstances - 1);
-	if (!jf.contains("errno") && !jf.contains("status"))
-		fail(path, "a request fault needs \"errno\" or \"status\"");
-	if (jf.contains("errno"))
-		f.err = get_errno(jf["errno"], sub(path, "errno"));
-	if (jf.contains("status"))
+	f.key = static_cast<uint32_t>(code.integer(0, UINT32_MAX)) & 0xffff;
+	jf.read("instance", f.instance, -1, kMaxInstances - 1);
+	if (!jf.has("errno") && !jf.has("status"))
+		jf.fail("a request fault needs \"errno\" or \"status\"");
+	if (jf.has("errno"))
+		f.err = get_errno(jf["errno"]);
+	if (jf.has("status"))
 		f.status = static_cast<uint32_t>(
-			get_named(jf["status"], sub(path, "status"), kStatuses, std::size(kStatuses), UINT32_MAX, "status"));
+			named(jf["status"], kStatuses, std::size(kStatuses), 0, UINT32_MAX, "status"));
 	f.remaining = 1;
-	if (jf.contains("count")) {
-		const json &c = jf["count"];
-		if (c.is_string() && c.get<std::string>() == "always")
-			f.remaining = QORSIM_ALWAYS;
-		else if (c.is_string() && c.get<std::string>() == "once")
-			f.remaining = 1;
-		else
-			f.remaining = static_cast<int>(get_int(c, sub(path, "count"), 1, INT32_MAX));
+	if (jf.has("count")) {
+		static constexpr Named kCounts[] = {{"once", 1}, {"always", QORSIM_ALWAYS}};
+		f.remaining = static_cast<int>(named(jf["count"], kCounts, std::size(kCounts), 1, INT32_MAX, "count"));
 	}
 	m.faults.push_back(f);
 }
 
-void parse_driver(const json &jd, const std::string &path, Driver &d, int &count)
+void parse_driver(const Field &jd, Driver &d, int &count)
 {
-	check_keys(jd, path, {"present", "version", "count", "transition_ms"});
-	opt_bool(jd, path, "present", d.present);
-	opt_int(jd, path, "version", d.version, 0, UINT32_MAX);
-	opt_int(jd, path, "count", count, 0, kMaxInstances);
-	opt_int(jd, path, "transition_ms", d.transition_ms, -1, INT64_MAX / 1000000);
+	jd.object({"present", "version", "count", "transition_ms"});
+	jd.read("present", d.present);
+	jd.read("version", d.version, 0, UINT32_MAX);
+	jd.read("count", count, 0, kMaxInstances);
+	jd.read("transition_ms", d.transition_ms, -1, INT64_MAX / 1000000);
 }
 
-void build(const json &j, Model &m)
+// Instances: explicit ones first, then each driver numbers the rest in
+// order of appearance with the lowest free numbers.
+void number_instances(Model &m, int d, const std::vector<int> &explicit_inst, int count)
 {
-	check_keys(j, "", {"drivers", "transition_ms", "adapters", "faults", "schedule", "clock"});
-	int counts[kDrivers] = {-1, -1};
-	if (j.contains("transition_ms")) {
-		int64_t t = get_int(j["transition_ms"], "transition_ms", -1, INT64_MAX / 1000000);
-		m.drv[0].transition_ms = m.drv[1].transition_ms = t;
+	std::vector<int> owner(kMaxInstances, -1);
+	for (size_t i = 0; i < m.fns.size(); i++) {
+		if (m.fns[i].drv != d || explicit_inst[i] < 0)
+			continue;
+		if (owner[explicit_inst[i]] >= 0)
+			bad_input("adapters", std::string(d ? "Ethernet" : "FC") + " driver instance " +
+						      std::to_string(explicit_inst[i]) + " is given twice");
+		owner[explicit_inst[i]] = static_cast<int>(i);
+		m.fns[i].instance = explicit_inst[i];
 	}
-	if (j.contains("drivers")) {
-		check_keys(j["drivers"], "drivers", {"fc", "eth"});
-		if (j["drivers"].contains("fc"))
-			parse_driver(j["drivers"]["fc"], "drivers.fc", m.drv[0], counts[0]);
-		if (j["drivers"].contains("eth"))
-			parse_driver(j["drivers"]["eth"], "drivers.eth", m.drv[1], counts[1]);
-	}
-	if (j.contains("clock")) {
-		check_keys(j["clock"], "clock", {"epoch"});
-		opt_int(j["clock"], "clock", "epoch", m.epoch_s, 0, UINT32_MAX);
-	}
-	std::vector<int> explicit_inst;
-	if (j.contains("adapters")) {
-		if (!j["adapters"].is_array())
-			fail("adapters", "must be an array");
-		std::set<std::string> serials;
-		for (size_t ai = 0; ai < j["adapters"].size(); ai++) {
-			parse_adapter(j["adapters"][ai], "adapters[" + std::to_string(ai) + "]", m, ai, explicit_inst);
-			if (!serials.insert(m.adapters.back().serial).second)
-				fail("adapters[" + std::to_string(ai) + "].serial",
-				     "serial number " + m.adapters.back().serial + " appears twice");
+	int next = 0, top = -1;
+	for (size_t i = 0; i < m.fns.size(); i++) {
+		if (m.fns[i].drv != d)
+			continue;
+		if (m.fns[i].instance < 0) {
+			while (next < kMaxInstances && owner[next] >= 0)
+				next++;
+			if (next >= kMaxInstances)
+				bad_input("adapters", "more than 256 functions on one driver");
+			owner[next] = static_cast<int>(i);
+			m.fns[i].instance = next;
 		}
+		top = std::max(top, m.fns[i].instance);
 	}
+	Driver &dr = m.drv[d];
+	dr.count = count >= 0 ? count : top + 1;
+	if (dr.count <= top)
+		bad_input(std::string("drivers.") + (d ? "eth" : "fc") + ".count",
+			  "must be above the highest instance (" + std::to_string(top) + ")");
+	dr.by_inst.assign(dr.count, -1);
+	for (int k = 0; k <= top; k++)
+		dr.by_inst[k] = owner[k];
+}
 
-	// Instances: explicit ones first, then each driver numbers the rest in
-	// order of appearance with the lowest free numbers.
-	for (int d = 0; d < kDrivers; d++) {
-		std::vector<int> owner(kMaxInstances, -1);
-		for (size_t i = 0; i < m.fns.size(); i++) {
-			if (m.fns[i].drv != d || explicit_inst[i] < 0)
-				continue;
-			if (owner[explicit_inst[i]] >= 0)
-				fail("adapters", std::string(d ? "Ethernet" : "FC") + " driver instance " +
-							 std::to_string(explicit_inst[i]) + " is given twice");
-			owner[explicit_inst[i]] = static_cast<int>(i);
-			m.fns[i].instance = explicit_inst[i];
-		}
-		int next = 0, top = -1;
-		for (size_t i = 0; i < m.fns.size(); i++) {
-			if (m.fns[i].drv != d)
-				continue;
-			if (m.fns[i].instance < 0) {
-				while (next < kMaxInstances && owner[next] >= 0)
-					next++;
-				if (next >= kMaxInstances)
-					fail("adapters", "more than 256 functions on one driver");
-				owner[next] = static_cast<int>(i);
-				m.fns[i].instance = next;
-			}
-			top = std::max(top, m.fns[i].instance);
-		}
-		Driver &dr = m.drv[d];
-		dr.count = counts[d] >= 0 ? counts[d] : top + 1;
-		if (dr.count <= top)
-			fail(std::string("drivers.") + (d ? "eth" : "fc") + ".count",
-			     "must be above the highest instance (" + std::to_string(top) + ")");
-		dr.by_inst.assign(dr.count, -1);
-		for (int k = 0; k <= top; k++)
-			dr.by_inst[k] = owner[k];
+void build(const Field &j, Model &m)
+{
+	j.object({"drivers", "transition_ms", "adapters", "faults", "schedule", "clock"});
+	int counts[kDrivers] = {-1, -1};
+	if (j.read("transition_ms", m.drv[0].transition_ms, -1, INT64_MAX / 1000000))
+		m.drv[1].transition_ms = m.drv[0].transition_ms;
+	if (j.has("drivers")) {
+		const Field jd = j["drivers"];
+		jd.object({"fc", "eth"});
+		if (jd.has("fc"))
+			parse_driver(jd["fc"], m.drv[0], counts[0]);
+		if (jd.has("eth"))
+			parse_driver(jd["eth"], m.drv[1], counts[1]);
 	}
+	if (j.has("clock"))
+		j["clock"].object({"epoch"}).read("epoch", m.epoch_s, 0, UINT32_MAX);
+	std::vector<int> explicit_inst;
+	if (j.has("adapters")) {
+		const Field ja = j["adapters"];
+		std::set<std::string> serials;
+		for (size_t ai = 0, n = ja.array(); ai < n; ai++) {
+			parse_adapter(ja[ai], m, ai, explicit_inst);
+			if (!serials.insert(m.adapters.back().serial).second)
+				ja[ai]["serial"].fail("serial number " + m.adapters.back().serial + " appears twice");
+		}
+	}
+	for (int d = 0; d < kDrivers; d++)
+		number_instances(m, d, explicit_inst, counts[d]);
 	for (auto &f : m.fns)
 		if (f.eth_name == "\x01")
 			f.eth_name = f.drv == QORSIM_DRV_ETH ? "eth" + std::to_string(f.instance) : "";
 
-	if (j.contains("faults")) {
-		if (!j["faults"].is_array())
-			fail("faults", "must be an array");
-		for (size_t i = 0; i < j["faults"].size(); i++)
-			parse_fault(j["faults"][i], "faults[" + std::to_string(i) + "]", m);
+	if (j.has("faults")) {
+		const Field jf = j["faults"];
+		for (size_t i = 0, n = jf.array(); i < n; i++)
+			parse_fault(jf[i], m);
 	}
-	opt_reserved(j, "", "schedule", m.schedule_cfg, true);
-	// The SAN behind each function (sim/drv_san.cc); bad input throws.
+	if (j.has("schedule")) {
+		j["schedule"].array();
+		m.schedule_cfg = j["schedule"].json();
+	}
+	// The SAN behind each function (sim/san_model.cc); bad input throws.
 	san::build_all(m);
 	// Timed changes (sim/sim_schedule.cc); bad input throws.
 	build_schedule(m);
@@ -602,89 +466,17 @@ bool parse_topology(const std::string &text, Model &out, std::string &err)
 	try {
 		json j = json::parse(text, nullptr, true, true);
 		Model m;
-		build(j, m);
+		build(Field(j, ""), m);
 		out = std::move(m);
 		return true;
-	} catch (const BadTopology &e) {
-		err = e.msg;
+	} catch (const BadInput &e) {
+		err = e.what();
 	} catch (const json::parse_error &e) {
 		err = std::string("not valid JSON: ") + e.what();
 	} catch (const std::exception &e) {
 		err = std::string("bad topology: ") + e.what();
 	}
 	return false;
-}
-
-const char *default_topology_text()
-{
-	return R"({
-  "drivers": {
-    "fc":  { "present": true, "version": 4133 },
-    "eth": { "present": true, "version": 4133 }
-  },
-  "transition_ms": 2500,
-  "adapters": [
-    {
-      "serial": "QXA2210F001",
-      "model": "QX-825",
-      "model_descr": "QX-825 8Gbps dual-port Fibre Channel host bus adapter",
-      "card_type": 825,
-      "hwpath": "0000:05:00",
-      "max_speed": 8,
-      "trunk_capable": true,
-      "fw_ver": "3.2.1.0",
-      "driver_ver": "3.2.1.0",
-      "pci": { "vendor_id": "0x1e6b", "device_id": "0x13", "ssid": "0x113", "ssvid": "0x1e6b" },
-      "functions": [
-        { "type": "fc", "port": 0, "pcifn": 0, "hwpath": "0000:05:00.0",
-          "pwwn": "20:00:02:5a:31:0a:f0:00", "nwwn": "10:00:02:5a:31:0a:f0:00",
-          "fcport": { "link": "fabric", "fabric_name": "10:00:00:05:1e:fa:b0:01",
-            "rports": [
-              { "pwwn": "50:06:0e:80:10:3a:7c:00", "nwwn": "50:06:0e:80:10:3a:7c:00", "pid": "0x011a00",
-                "role": "target", "symname": "QX-Array A ctl0 port 0" },
-              { "pwwn": "50:06:0e:80:10:3a:7c:01", "nwwn": "50:06:0e:80:10:3a:7c:01", "pid": "0x011b00",
-                "role": "target", "symname": "QX-Array A ctl1 port 0" },
-              { "pwwn": "21:00:00:24:ff:4c:8e:10", "nwwn": "20:00:00:24:ff:4c:8e:10", "pid": "0x011c00",
-                "role": "initiator", "symname": "backup-host hba0" } ] } },
-        { "type": "fc", "port": 1, "pcifn": 1, "hwpath": "0000:05:00.1",
-          "pwwn": "20:00:02:5a:31:0a:f0:01", "nwwn": "10:00:02:5a:31:0a:f0:01",
-          "fcport": { "link": "p2p",
-            "rports": [
-              { "pwwn": "50:01:43:80:02:5b:6e:20", "nwwn": "50:01:43:80:02:5b:6e:2f",
-                "role": "target", "symname": "QX-Tape drive 0" } ] } }
-      ]
-    },
-    {
-      "serial": "QXC2214C007",
-      "model": "QX-1020",
-      "model_descr": "QX-1020 10Gbps dual-port converged network adapter",
-      "card_type": 1020,
-      "hwpath": "0000:07:00",
-      "max_speed": 10,
-      "cna_capable": true,
-      "fw_ver": "3.2.1.0",
-      "driver_ver": "3.2.1.0",
-      "pci": { "vendor_id": "0x1e6b", "device_id": "0x14", "ssid": "0x114", "ssvid": "0x1e6b" },
-      "functions": [
-        { "type": "fcoe", "port": 0, "pcifn": 0, "hwpath": "0000:07:00.0",
-          "pwwn": "20:00:02:5a:31:0c:c0:00", "nwwn": "10:00:02:5a:31:0c:c0:00",
-          "mac": "02:5a:31:0c:c0:00",
-          "fcport": { "link": "fabric", "fabric_name": "10:00:00:05:1e:fc:0e:01",
-            "rports": [
-              { "pwwn": "50:0a:09:81:86:f7:1c:10", "nwwn": "50:0a:09:80:86:f7:1c:10", "pid": "0x220500",
-                "role": "target", "symname": "QX-Filer fcoe 0a" } ] } },
-        { "type": "fcoe", "port": 1, "pcifn": 1, "hwpath": "0000:07:00.1",
-          "pwwn": "20:00:02:5a:31:0c:c0:01", "nwwn": "10:00:02:5a:31:0c:c0:01",
-          "mac": "02:5a:31:0c:c0:01" },
-        { "type": "eth", "port": 0, "pcifn": 2, "hwpath": "0000:07:00.2",
-          "mac": "02:5a:31:0c:c0:02", "eth_name": "eth0" },
-        { "type": "eth", "port": 1, "pcifn": 3, "hwpath": "0000:07:00.3",
-          "mac": "02:5a:31:0c:c0:03", "eth_name": "eth1" }
-      ]
-    }
-  ]
-}
-)";
 }
 
 } // namespace qorsim

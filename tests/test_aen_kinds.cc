@@ -26,6 +26,7 @@ template <class M> constexpr bool kind_fits(qor_aen_field_kind_t k)
 	case QOR_AEN_FIELD_TEXT:
 		return std::is_array_v<T> && std::is_same_v<std::remove_extent_t<T>, char>;
 	case QOR_AEN_FIELD_IOC_TYPE:
+	case QOR_AEN_FIELD_ROLES:
 		return std::is_same_v<T, int16_t>;
 	case QOR_AEN_FIELD_INT:
 		return std::is_integral_v<T> && std::is_signed_v<T>;
@@ -125,7 +126,8 @@ TEST(AenKinds, IntegerFieldsKeepTheirWidthAndSign)
 	for (auto *r : rows())
 		for (int i = 0; i < r->nfields; i++) {
 			const qor_aen_field_t &f = r->fields[i];
-			if (f.kind != QOR_AEN_FIELD_UINT && f.kind != QOR_AEN_FIELD_INT && f.kind != QOR_AEN_FIELD_IOC_TYPE)
+			if (f.kind != QOR_AEN_FIELD_UINT && f.kind != QOR_AEN_FIELD_INT && f.kind != QOR_AEN_FIELD_IOC_TYPE &&
+			    f.kind != QOR_AEN_FIELD_ROLES)
 				continue;
 			const std::string what = std::string(r->kind) + "." + f.name;
 			const unsigned bits = 8u * f.size;

@@ -2,12 +2,9 @@
 // topology's schedule makes them happen in virtual time, queues are bounded;
 // and mxt events prints a scheduled change.
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <map>
-#include <poll.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
@@ -217,57 +214,20 @@ TEST_F(AenSim, ReaderSeesAScheduledRemotePortGoOffline)
 
 // ---- mxt events --follow under the launcher -------------------------------------------------
 
-struct Followed {
-	std::vector<std::string> lines;
-	int status = -1;
-};
+using Followed = qt::Lines;
 
 // Runs `qorsim --topology <text> -- mxt events --follow <args>` and reads its
-// lines until `enough` holds (or a generous safety limit passes without
-// output), then ends it with SIGTERM.
+// lines until `enough` holds.
 Followed follow_mxt(const std::string &topology, const std::vector<std::string> &args,
 		    const std::function<bool(const std::vector<std::string> &)> &enough)
 {
-	Followed r;
 	std::string dir = qt::make_temp_dir();
 	std::string file = dir + "/topo.json";
 	qt::write_file(file, topology);
-	int fds[2];
-	if (pipe(fds) != 0)
-		return r;
-	pid_t pid = fork();
-	if (pid == 0) {
-		dup2(fds[1], 1);
-		close(fds[0]);
-		std::string qs = std::string(QORL_BINARY_DIR) + "/qorsim", mxt = std::string(QORL_BINARY_DIR) + "/mxt";
-		std::vector<std::string> argv = {qs, "--topology", file, "--root", dir, "--", mxt, "events", "--follow"};
-		argv.insert(argv.end(), args.begin(), args.end());
-		std::vector<char *> cargv;
-		for (auto &a : argv)
-			cargv.push_back(a.data());
-		cargv.push_back(nullptr);
-		execv(qs.c_str(), cargv.data());
-		_exit(127);
-	}
-	close(fds[1]);
-	std::string pending;
-	char buf[4096];
-	while (pid > 0 && !enough(r.lines)) {
-		pollfd p{fds[0], POLLIN, 0};
-		if (poll(&p, 1, 30000) != 1)
-			break;
-		ssize_t n = read(fds[0], buf, sizeof buf);
-		if (n <= 0)
-			break;
-		pending.append(buf, static_cast<size_t>(n));
-		for (size_t nl; (nl = pending.find('\n')) != std::string::npos; pending.erase(0, nl + 1))
-			r.lines.push_back(pending.substr(0, nl));
-	}
-	if (pid > 0) {
-		kill(pid, SIGTERM);
-		waitpid(pid, &r.status, 0);
-	}
-	close(fds[0]);
+	std::vector<std::string> argv = {QORL_BINARY_DIR "/qorsim", "--topology", file, "--root", dir, "--",
+					 QORL_BINARY_DIR "/mxt", "events", "--follow"};
+	argv.insert(argv.end(), args.begin(), args.end());
+	Followed r = qt::read_lines(argv, enough);
 	qt::remove_tree(dir);
 	return r;
 }
@@ -334,13 +294,15 @@ const KindEvent kKindEvents[] = {
 	     "ioc_type": "fcoe", "level": -3, "mac": "02:5a:31:0a:f0:10"})",
 	 "pwwn 20:00:02:5a:31:0a:f0:00"},
 	{"lport", "npiv_dup_wwn", QOR_LPORT_AEN_NPIV_DUP_WWN, "fc",
-	 R"({"vf_id": 7, "roles": -2, "ppwwn": "20:00:02:5a:31:0a:f0:00", "lpwwn": "20:00:02:5a:31:0a:f0:00"})",
+	 R"({"vf_id": 7, "roles": ["ipfc", "initiator"], "ppwwn": "20:00:02:5a:31:0a:f0:00",
+	     "lpwwn": "20:00:02:5a:31:0a:f0:00"})",
 	 [](qor_aen_data_t &d) {
 		 d.lport.vf_id = 7;
-		 d.lport.roles = -2;
+		 d.lport.roles = QOR_LPORT_ROLE_FCP_IM | QOR_LPORT_ROLE_FCP_IPFC;
 		 d.lport.ppwwn = d.lport.lpwwn = qt::wwn(kF0);
 	 },
-	 R"({"vf_id": 7, "roles": -2, "ppwwn": "20:00:02:5a:31:0a:f0:00", "lpwwn": "20:00:02:5a:31:0a:f0:00"})",
+	 R"({"vf_id": 7, "roles": ["initiator", "ipfc"], "ppwwn": "20:00:02:5a:31:0a:f0:00",
+	     "lpwwn": "20:00:02:5a:31:0a:f0:00"})",
 	 "lpwwn 20:00:02:5a:31:0a:f0:00"},
 	{"rport", "qos_prio", QOR_RPORT_AEN_QOS_PRIO, "fc",
 	 R"({"vf_id": 65535, "ppwwn": "20:00:02:5a:31:0a:f0:00", "lpwwn": "20:00:02:5a:31:0a:f0:00",
@@ -473,7 +435,11 @@ TEST(AenSimMxt, FollowPrintsEveryFieldOfEveryKind)
 		nlohmann::json want = nlohmann::json::parse(k.printed);
 		want["category"] = k.kind;
 		want["type"] = k.type;
-		want["instance"] = std::string(k.kind) == "adapter" ? nlohmann::json(nullptr) : nlohmann::json(0);
+		// Instance 0 of the FC driver serves port 1/0, of the Ethernet driver port 2/0.
+		const bool adapter = std::string(k.kind) == "adapter", fc = std::string(k.driver) == "fc";
+		want["driver"] = adapter ? nlohmann::json(nullptr) : nlohmann::json(k.driver);
+		want["instance"] = adapter ? nlohmann::json(nullptr) : nlohmann::json(0);
+		want["port"] = adapter ? nlohmann::json(nullptr) : nlohmann::json(fc ? "1/0" : "2/0");
 		int seen = 0;
 		for (const auto &l : js.lines) {
 			nlohmann::json got = nlohmann::json::parse(l);
@@ -485,8 +451,9 @@ TEST(AenSimMxt, FollowPrintsEveryFieldOfEveryKind)
 			EXPECT_EQ(got, want);
 		}
 		EXPECT_EQ(seen, 1);
-		const std::string line = std::string("2023-11-14T22:13:20.100000Z  ") + k.kind + " " + k.type + "  instance " +
-					 (std::string(k.kind) == "adapter" ? "-" : "0") + "  " + k.object;
+		const std::string named = adapter ? "-" : std::string(k.driver) + " instance 0 (port " + (fc ? "1/0" : "2/0") + ")";
+		const std::string line =
+			std::string("2023-11-14T22:13:20.100000Z  ") + k.kind + " " + k.type + "  " + named + "  " + k.object;
 		EXPECT_NE(std::find(tx.lines.begin(), tx.lines.end(), line), tx.lines.end()) << line;
 	}
 }

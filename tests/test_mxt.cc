@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -210,13 +212,26 @@ const std::vector<invocation> &walk()
 		{"fcoe disable", "2/1", "", {"qor3-port-enable = \"FALSE\";"}},
 		{"events"},
 		{"events", "--kind rport"},
+		{"lun list", "1/0"},
+		{"lun list", "1/1 50:01:43:80:02:5b:6e:20"},
+		{"lun list", "2/0 0x500a098186f71c10"},
+		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 0"},
+		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 300 --page 0x00"},
+		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 1 --page 0x80 --hex"},
+		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 2 --page 131"},
+		{"scsi capacity", "1/0 50:06:0e:80:10:3a:7c:00 0"},
+		{"scsi capacity", "1/0 50:06:0e:80:10:3a:7c:00 1"},
+		{"scsi tur", "1/1 50:01:43:80:02:5b:6e:20 0"},
+		{"scsi tur", "1/0 50:06:0e:80:10:3a:7c:00 7"},
+		{"scsi read", "1/0 50:06:0e:80:10:3a:7c:00 0 0"},
+		{"scsi read", "1/0 50:06:0e:80:10:3a:7c:01 1 41943035 --count 5 --output /dev/null"},
 	};
 	return w;
 }
 
-// Every command the binary knows is walked, every "sets" command has its
-// persisted line checked, and the manual names every command. A new command
-// without an invocation here fails this test.
+// Every command the binary knows is walked and every "sets" command has its
+// persisted line checked. A new command without an invocation here fails
+// this test.
 TEST_F(Mxt, TheWalkCoversTheCommandTable)
 {
 	std::map<std::string, std::string> listed = listed_commands(bin);
@@ -227,18 +242,121 @@ TEST_F(Mxt, TheWalkCoversTheCommandTable)
 		if (!i.present.empty() || !i.absent.empty())
 			persisted.insert(i.path);
 	}
-	std::string manual = qt::read_file(QORL_SOURCE_DIR "/docs/mxt.1");
-	for (size_t at; (at = manual.find("\\-")) != std::string::npos;)
-		manual.erase(at, 1);
 	for (auto &[path, effect] : listed) {
 		EXPECT_TRUE(walked.count(path)) << "'mxt " << path << "' has no invocation in walk()";
 		if (effect == "sets") {
 			EXPECT_TRUE(persisted.count(path)) << "'mxt " << path << "' has no persisted line to check";
 		}
-		EXPECT_TRUE(has(manual, path)) << "docs/mxt.1 does not name '" << path << "'";
 	}
 	for (const std::string &path : walked)
 		EXPECT_TRUE(listed.count(path)) << "walk() runs '" << path << "', which mxt does not list";
+}
+
+// The manual as plain text: font escapes, quotes and "\-" gone, blanks
+// collapsed; macro lines keep their macro.
+std::string plain(std::string t)
+{
+	for (const char *esc : {"\\fB", "\\fR", "\\fI", "\\fP", "\"", "\\(dq"})
+		for (size_t at; (at = t.find(esc)) != std::string::npos;)
+			t.erase(at, strlen(esc));
+	for (size_t at; (at = t.find("\\-")) != std::string::npos;)
+		t.erase(at, 1);
+	for (size_t at; (at = t.find("  ")) != std::string::npos;)
+		t.erase(at, 1);
+	return t;
+}
+
+// The manual's tagged paragraphs: tag lines (the line after .TP and after
+// each .TQ) -> the whole paragraph.
+std::map<std::string, std::string> manual_entries(const std::string &manual)
+{
+	std::map<std::string, std::string> entries;
+	std::vector<std::string> lines;
+	for (size_t at = 0; at < manual.size();) {
+		size_t nl = manual.find('\n', at);
+		if (nl == std::string::npos)
+			nl = manual.size();
+		lines.push_back(plain(manual.substr(at, nl - at)));
+		at = nl + 1;
+	}
+	for (size_t i = 0; i < lines.size(); i++) {
+		if (lines[i] != ".TP" || i + 1 >= lines.size())
+			continue;
+		std::string tags, body;
+		size_t j = i + 1;
+		for (; j < lines.size() && lines[j] != ".TP" && lines[j].rfind(".S", 0) != 0; j++) {
+			const bool tag = j == i + 1 || lines[j - 1] == ".TQ";
+			(tag ? tags : body) += lines[j] + "\n";
+		}
+		entries[tags] = tags + body;
+		i = j - 1;
+	}
+	return entries;
+}
+
+bool has_word(const std::string &text, const std::string &w)
+{
+	auto edge = [](char c) { return !std::isalnum(static_cast<unsigned char>(c)) && c != '-' && c != '_'; };
+	for (size_t at = text.find(w); at != std::string::npos; at = text.find(w, at + 1))
+		if ((at == 0 || edge(text[at - 1])) && (at + w.size() == text.size() || edge(text[at + w.size()])))
+			return true;
+	return false;
+}
+
+// The manual has an entry for every command, which names each of its
+// arguments and options (every form), the choices of a choice and the
+// default of an option; and every option of 'mxt --help'.
+TEST_F(Mxt, TheManualMatchesEveryCommandAndOption)
+{
+	result r = sh(bin + "/mxt --list-commands --json");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	json commands = collect("--list-commands", "--list-commands", r.out);
+	ASSERT_FALSE(commands.empty());
+	const std::string manual = qt::read_file(QORL_SOURCE_DIR "/docs/mxt.1");
+	const std::map<std::string, std::string> entries = manual_entries(manual);
+	for (const json &c : commands) {
+		const std::string path = c["path"];
+		std::string entry;
+		for (auto &[tags, text] : entries)
+			if (has(" " + tags, " " + path + " ") || has(" " + tags, " " + path + "\n"))
+				entry = text;
+		if (entry.empty()) {
+			ADD_FAILURE() << "docs/mxt.1 has no entry for '" << path << "'";
+			continue;
+		}
+		for (const json &a : c["arguments"]) {
+			std::string name = a["name"];
+			for (size_t at = 0; at <= name.size();) {
+				size_t comma = name.find(',', at);
+				if (comma == std::string::npos)
+					comma = name.size();
+				const std::string form = name.substr(at, comma - at);
+				EXPECT_TRUE(has_word(entry, form)) << "the entry of '" << path << "' lacks " << form << ":\n"
+								   << entry;
+				at = comma + 1;
+			}
+			for (const json &choice : a["choices"]) {
+				EXPECT_TRUE(has_word(entry, choice.get<std::string>()))
+					<< "the entry of '" << path << "' lacks " << name << " " << choice;
+			}
+			if (!a["default"].is_null()) {
+				EXPECT_TRUE(has_word(entry, a["default"].get<std::string>()))
+					<< "the entry of '" << path << "' lacks the default of " << name;
+			}
+		}
+	}
+	result help = sh(bin + "/mxt --help");
+	const std::string opts = plain(manual.substr(manual.find(".SH OPTIONS")));
+	std::string h = help.out.substr(help.out.find("Options:"));
+	h = h.substr(0, h.find("Subcommands:"));
+	for (size_t at = 0; (at = h.find('-', at)) != std::string::npos;) {
+		size_t end = h.find_first_of(" ,\n", at);
+		const std::string option = h.substr(at, end - at);
+		EXPECT_TRUE(has_word(opts.substr(0, opts.find(".SH COMMANDS")), option))
+			<< "the OPTIONS of docs/mxt.1 lack " << option;
+		at = end;
+	}
+	check_schemas();
 }
 
 // Each invocation runs once in text and once in JSON, each in a fresh root:
@@ -378,17 +496,304 @@ TEST_F(Mxt, AcceptsBackWhatItPrints)
 	EXPECT_TRUE(has(conf(), "qor0-port-hardalpa = 0xef;\n")) << conf();
 }
 
-// Changing to what already is succeeds with a note, and --json says nothing changed.
-TEST_F(Mxt, AlreadySoIsANoteNotAFailure)
+// Adapter 1 quiet: its controllers and ports disabled; the converged card's
+// first FCoE port disabled. Adapter 1 can trunk.
+const char *const quiet_topology = R"({"adapters":[
+	{"serial":"QXA2210F001","trunk_capable":true,"functions":[
+		{"type":"fc","state":"disabled","fcport":{"enabled":false}},
+		{"type":"fc","state":"disabled","fcport":{"enabled":false}}]},
+	{"serial":"QXC2214C007","functions":[
+		{"type":"fcoe","fcport":{"enabled":false}},{"type":"fcoe"},{"type":"eth"},{"type":"eth"}]}]})";
+
+// Adapter 1's controllers running, their ports disabled: a port on a
+// disabled controller shows the controller's state, not its own.
+const char *const ports_off_topology = R"({"adapters":[{"serial":"QXA2210F001","functions":[
+	{"type":"fc","fcport":{"enabled":false}},{"type":"fc","fcport":{"enabled":false}}]}]})";
+
+// Adapter 1 half quiet: port 0's controller disabled, port 1's running.
+const char *const half_topology = R"({"adapters":[{"serial":"QXA2210F001","functions":[
+	{"type":"fc","state":"disabled"},{"type":"fc"}]}]})";
+
+// Changing to what already is succeeds with a note on stderr, and --json
+// says nothing changed; a real change has no note. Alike for adapters,
+// ports, trunks and FCoE ports, whether the library answers with a status
+// of its own or the driver takes the repeated request without a word.
+TEST_F(Mxt, AlreadySoIsANoteForAdaptersPortsTrunksAndFcoe)
 {
-	result r = mxt("adapter enable 1");
-	EXPECT_EQ(r.rc, 0);
-	EXPECT_TRUE(has(r.err, "mxt: note: enabling adapter 1:")) << r.err;
-	EXPECT_TRUE(has(r.err, "already enabled")) << r.err;
-	json j = json::parse(mxt("--json trunk disable 1").out);
-	EXPECT_EQ(j["changed"], false);
-	EXPECT_EQ(j["adapter"], 1);
-	EXPECT_EQ(j["config_path"], "/etc/qor.conf");
+	struct change {
+		const char *args, *topology;
+		const char *note; // null: a real change
+	};
+	const change changes[] = {
+		{"adapter enable 1", "", "enabling adapter 1: status 67 (QOR_STATUS_AD_IS_ENABLE): the adapter is already enabled"},
+		{"adapter enable 1", quiet_topology, nullptr},
+		{"adapter disable 1", quiet_topology, "disabling adapter 1: every controller is already disabled"},
+		{"adapter disable 1", "", nullptr},
+		// One controller already disabled: the adapter still changed.
+		{"adapter disable 1", half_topology, nullptr},
+		{"port enable 1/0", "", "enabling port 1/0: the port is already enabled"},
+		{"port enable 1/0", ports_off_topology, nullptr},
+		{"port disable 1/1", ports_off_topology, "disabling port 1/1: the port is already disabled"},
+		{"port disable 1/1", "", nullptr},
+		{"trunk enable 1", trunked_topology, "enabling trunking on adapter 1: status 164 (QOR_STATUS_TRUNK_ENABLED)"},
+		{"trunk enable 1", "", nullptr},
+		{"trunk disable 1", "", "disabling trunking on adapter 1: status 165 (QOR_STATUS_TRUNK_DISABLED)"},
+		{"trunk disable 1", trunked_topology, nullptr},
+		{"fcoe enable 2/1", "", "enabling FCoE on port 2/1: the port is already enabled"},
+		{"fcoe enable 2/0", quiet_topology, nullptr},
+		{"fcoe disable 2/0", quiet_topology, "disabling FCoE on port 2/0: the port is already disabled"},
+		{"fcoe disable 2/1", quiet_topology, nullptr},
+	};
+	std::string topo = root + "/topology.json";
+	for (const change &c : changes) {
+		const std::string what = std::string(c.args) + (*c.topology ? " (own topology)" : "");
+		qt::write_file(topo, *c.topology ? c.topology : qorsim_default_topology());
+		result t = mxt(c.args, topo, fresh_root());
+		EXPECT_EQ(t.rc, 0) << what << ": " << t.err;
+		EXPECT_EQ(t.out, "") << what;
+		if (c.note) {
+			EXPECT_EQ(t.err.rfind(std::string("mxt: note: ") + c.note, 0), 0u) << what << ": " << t.err;
+			EXPECT_TRUE(has(t.err, "; nothing changed\n")) << what << ": " << t.err;
+			EXPECT_EQ(t.err.find('\n'), t.err.size() - 1) << what << ": one line: " << t.err;
+		} else {
+			EXPECT_EQ(t.err, "") << what;
+		}
+		result j = mxt(std::string("--json ") + c.args, topo, fresh_root());
+		ASSERT_EQ(j.rc, 0) << what << ": " << j.err;
+		json d = collect(std::string(c.args).substr(0, std::string(c.args).rfind(' ')), what, j.out);
+		EXPECT_EQ(d["changed"], c.note == nullptr) << what;
+	}
+	check_schemas();
+}
+
+// Refusals by the driver or the library: exit 1, one line that names the
+// status and says why and what to do, the JSON error object with the status.
+TEST_F(Mxt, RefusalsSayWhyAndWhatToDo)
+{
+	struct refusal {
+		const char *args, *topology, *status;
+		std::vector<std::string> says;
+		std::vector<std::string> not_says = {};
+	};
+	const refusal refusals[] = {
+		{"port frame-size 1/0 1000", "", "QOR_STATUS_INVLD_DFSZ",
+		 {"setting the frame size of port 1/0:", "; use 512, 1024, 2048 or 2112"}},
+		{"port topology 2/0 loop", "", "QOR_STATUS_NO_TOPOLOGY_FOR_CNA",
+		 {"converged adapters take no topology setting: their FCoE ports run point-to-point over Ethernet"}},
+		{"port speed 2/0 4", "", "QOR_STATUS_CMD_NOTSUPP_CNA",
+		 {"converged adapters do not take this setting on their FCoE ports"},
+		 {"highest supported speed"}},
+		{"port alpa 2/1 0x01", "", "QOR_STATUS_CMD_NOTSUPP_CNA",
+		 {"converged adapters do not take this setting"},
+		 {"126 valid loop addresses"}},
+		{"port alpa 1/0 0x03", "", "QOR_STATUS_EINVAL", {"one of the 126 valid loop addresses"}},
+		{"port speed 1/0 16", "", "QOR_STATUS_UNSUPP_SPEED", {"'mxt port show 1/0' shows the highest supported speed"}},
+		{"trunk enable 2", "", "QOR_STATUS_TRUNK_UNSUPP", {"this adapter cannot trunk its ports"}},
+		// An enable or disable that does not complete names the controller:
+		// driver, instance, port.
+		{"adapter enable 1",
+		 R"({"adapters":[{"serial":"QXA2210F001","functions":[
+			{"type":"fc","state":"disabled","transition_ms":-1},{"type":"fc"}]}]})",
+		 "QOR_STATUS_FAILED",
+		 {"enabling adapter 1:", "timed out after 20 seconds per controller: fc instance 0 (port 1/0) is not operational"},
+		 {"port 1/1"}},
+		{"adapter disable 1",
+		 R"({"adapters":[{"serial":"QXC2214C007","functions":[{"type":"fcoe"},{"type":"fcoe"},
+			{"type":"eth"},{"type":"eth","transition_ms":-1}]}]})",
+		 "QOR_STATUS_FAILED",
+		 {"disabling adapter 1:", "timed out", "eth instance 1 (port 1/1) is not disabled (disabling)"},
+		 {"fc instance"}},
+	};
+	std::string topo = root + "/topology.json";
+	for (const refusal &r : refusals) {
+		const std::string what = r.args;
+		qt::write_file(topo, *r.topology ? r.topology : qorsim_default_topology());
+		result t = mxt(r.args, topo, fresh_root());
+		EXPECT_EQ(t.rc, 1) << what;
+		EXPECT_EQ(t.out, "") << what;
+		EXPECT_EQ(t.err.rfind("mxt: ", 0), 0u) << what << ": " << t.err;
+		EXPECT_EQ(t.err.find('\n'), t.err.size() - 1) << what << ": one line: " << t.err;
+		EXPECT_TRUE(has(t.err, std::string(" (") + r.status + ")")) << what << ": " << t.err;
+		for (const std::string &part : r.says)
+			EXPECT_TRUE(has(t.err, part)) << what << ": no '" << part << "' in " << t.err;
+		for (const std::string &part : r.not_says)
+			EXPECT_FALSE(has(t.err, part)) << what << ": '" << part << "' in " << t.err;
+		result j = mxt(std::string("--json ") + r.args, topo, fresh_root());
+		json e = collect("error", what, j.out);
+		EXPECT_EQ(e["error"]["name"], r.status) << j.out;
+		EXPECT_EQ(e["error"]["message"], t.err.substr(5, t.err.size() - 6)) << j.out;
+	}
+	check_schemas();
+}
+
+// Every command's address that leads nowhere is named as such ("no adapter
+// 3", "adapter 1 has no port 9", "no controller 42"), never as a status
+// that hides it.
+TEST_F(Mxt, EveryAddressThatLeadsNowhereIsNamed)
+{
+	// A valid value of every required argument.
+	const std::map<std::string, std::string> sample = {
+		{"N", "1"},      {"A/P", "1/0"},      {"ID", "0"},
+		{"TEXT", "x"},   {"MODE", "on"},      {"SPEED", "4"},   {"TOPO", "loop"},
+		{"ALPA", "0x01"}, {"BYTES", "2048"}, {"RPWWN", "21:00:00:24:ff:00:00:01"},
+		{"LUN", "0"},    {"LBA", "0"},
+	};
+	struct miss {
+		const char *arg, *value, *says;
+	};
+	const miss misses[] = {
+		{"N", "3", "no adapter 3; 'mxt adapter list' shows the adapters"},
+		{"A/P", "3/0", "no adapter 3; 'mxt adapter list' shows the adapters"},
+		{"A/P", "1/9", "adapter 1 has no "},
+		{"ID", "42", "no controller 42; 'mxt ioc list' shows the controllers"},
+	};
+	int tried = 0;
+	for (const json &c : json::parse(sh(bin + "/mxt --list-commands --json").out))
+		for (const miss &m : misses) {
+			std::string args = c["path"];
+			bool addressed = false;
+			for (const json &a : c["arguments"]) {
+				if (!a["required"])
+					continue;
+				addressed = addressed || a["name"] == m.arg;
+				args += " " + (a["name"] == m.arg ? m.value : sample.at(a["name"]));
+			}
+			if (!addressed)
+				continue;
+			tried++;
+			result r = mxt(args);
+			EXPECT_EQ(r.rc, 1) << args;
+			EXPECT_EQ(r.err.rfind(std::string("mxt: ") + m.says, 0), 0u) << args << ": " << r.err;
+			EXPECT_FALSE(has(r.err, "has no a")) << args << ": " << r.err;
+			EXPECT_FALSE(has(r.err, "QOR_STATUS_")) << args << ": " << r.err;
+			EXPECT_TRUE(has(r.err, "port 9; 'mxt port list' shows the ports") || m.value != std::string("1/9"))
+				<< args << ": " << r.err;
+		}
+	EXPECT_GE(tried, 40);
+}
+
+// Discovery that leaves out a driver which reports more instances than the
+// library takes says so: a warning when other controllers were found, a
+// failure when none were.
+TEST_F(Mxt, TheInstanceLimitIsNamed)
+{
+	const std::string limit = "more than 128 instances (the library's limit per driver)";
+	std::string topo = root + "/topology.json";
+	qt::write_file(topo, R"({"drivers":{"fc":{"count":129}},"adapters":[{"serial":"QXC2214C007",
+		"functions":[{"type":"fcoe"},{"type":"eth"}]}]})");
+	result r = mxt("--json ioc list", topo);
+	EXPECT_EQ(r.rc, 0) << r.err;
+	EXPECT_EQ(r.err.rfind("mxt: warning: adapter discovery left a driver's controllers out: status 42 (QOR_STATUS_EIO)", 0),
+		  0u)
+		<< r.err;
+	EXPECT_TRUE(has(r.err, limit)) << r.err;
+	json list = collect("ioc list", "ioc list with a driver left out", r.out);
+	ASSERT_EQ(list.size(), 1u) << r.out;
+	EXPECT_EQ(list[0]["ioc_type"], "eth");
+
+	qt::write_file(topo, R"({"drivers":{"fc":{"count":129},"eth":{"count":0}},"adapters":[{"serial":"QXA2210F001",
+		"functions":[{"type":"fc"}]}]})");
+	r = mxt("ioc list", topo);
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_EQ(r.err.rfind("mxt: adapter discovery failed: status 42 (QOR_STATUS_EIO)", 0), 0u) << r.err;
+	EXPECT_TRUE(has(r.err, limit)) << r.err;
+	// 128 is taken.
+	qt::write_file(topo, R"({"drivers":{"fc":{"count":128}},"adapters":[{"serial":"QXA2210F001",
+		"functions":[{"type":"fc"}]}]})");
+	r = mxt("ioc list", topo);
+	EXPECT_EQ(r.rc, 0) << r.err;
+	EXPECT_EQ(r.err, "");
+	check_schemas();
+}
+
+// ---- events ------------------------------------------------------------------------
+
+// Two cards, the converged one with FC and Ethernet instances 1 that overlap
+// in number; state changes that raise an event of every category, due at
+// at_ms.
+std::string events_topology(int at_ms)
+{
+	json t = json::parse(R"({"adapters": [
+	  { "serial": "QXA2210F001", "functions": [
+	      { "type": "fc", "fcport": { "rports": [ { "pwwn": "21:00:00:24:ff:00:00:01" },
+	                                              { "pwwn": "21:00:00:24:ff:00:00:02", "role": "initiator" } ] } },
+	      { "type": "fc" } ] },
+	  { "serial": "QXC2214C007", "functions": [
+	      { "type": "fcoe" }, { "type": "fcoe" }, { "type": "eth" }, { "type": "eth" } ] } ],
+	  "schedule": [
+	    { "action": "link_down", "instance": 0 },
+	    { "action": "ioc_disable", "instance": 1 },
+	    { "action": "link_down", "driver": "eth", "instance": 0 },
+	    { "action": "ioc_disable", "driver": "eth", "instance": 1 },
+	    { "action": "adapter_add", "adapter": 1 },
+	    { "action": "audit", "instance": 2, "partition_inst": -1 },
+	    { "action": "event", "instance": 0,
+	      "event": { "category": "lport", "type": "new", "data": { "roles": 3 } } } ]})");
+	for (auto &e : t["schedule"])
+		e["at_ms"] = at_ms;
+	return t.dump();
+}
+
+// What names each event: category, type and its controller (driver,
+// instance, port), as printed.
+std::multiset<std::string> event_names(const json &events)
+{
+	std::multiset<std::string> names;
+	for (const json &e : events)
+		names.insert(e["category"].get<std::string>() + " " + e["type"].get<std::string>() + " " +
+			     e["driver"].dump() + " " + e["instance"].dump() + " " + e["port"].dump());
+	return names;
+}
+
+const std::multiset<std::string> kEventNames = {
+	R"(port offline "fc" 0 "1/0")",    R"(lport offline "fc" 0 "1/0")",  R"(rport offline "fc" 0 "1/0")",
+	R"(rport offline "fc" 0 "1/0")",   R"(itnim offline "fc" 0 "1/0")",  R"(lport new "fc" 0 "1/0")",
+	R"(ioc disable "fc" 1 "1/1")",     R"(port disable "fc" 1 "1/1")",   R"(ethport linkdown "eth" 0 "2/0")",
+	R"(ioc disable "eth" 1 "2/1")",    R"(ethport disable "eth" 1 "2/1")", "adapter add null null null",
+	R"(audit flash_update "fc" 2 "2/0")",
+};
+
+// Real events of every category, queued and followed, in JSON and text:
+// every record matches the schema and names its controller by driver,
+// instance and port (the two drivers' instances 1 stay apart).
+TEST_F(Mxt, EventsOfEveryCategoryNameTheirControllerAndMatchTheSchema)
+{
+	std::string topo = root + "/events.json";
+	qt::write_file(topo, events_topology(0));
+	result q = mxt("--json events", topo);
+	ASSERT_EQ(q.rc, 0) << q.err;
+	json queued = collect("events", "events (queued)", q.out);
+	EXPECT_EQ(event_names(queued), kEventNames) << q.out;
+	for (const json &e : queued)
+		if (e["category"] == "lport" && e["type"] == "new") {
+			EXPECT_EQ(e["roles"], json({"initiator", "target"}));
+		} else if (e["category"] == "audit") {
+			EXPECT_EQ(e["partition_inst"], -1);
+		}
+
+	// The text form: one line each, the controller named the same way.
+	result t = mxt("events", topo);
+	ASSERT_EQ(t.rc, 0) << t.err;
+	EXPECT_TRUE(has(t.out, "  ioc disable  fc instance 1 (port 1/1)  pwwn ")) << t.out;
+	EXPECT_TRUE(has(t.out, "  ioc disable  eth instance 1 (port 2/1)  mac ")) << t.out;
+	EXPECT_TRUE(has(t.out, "  adapter add  -  serial_num QXC2214C007\n")) << t.out;
+	EXPECT_EQ(std::count(t.out.begin(), t.out.end(), '\n'), static_cast<long>(kEventNames.size())) << t.out;
+
+	for (int at : {0, 100}) {
+		qt::write_file(topo, events_topology(at));
+		const std::vector<std::string> argv = {bin + "/qorsim", "--root", root, "--topology", topo, "--",
+						       bin + "/mxt",    "--json", "events", "--follow"};
+		qt::Lines f = qt::read_lines(argv, [](const std::vector<std::string> &l) {
+			return l.size() >= kEventNames.size();
+		});
+		json followed = json::array();
+		for (const std::string &l : f.lines)
+			followed.push_back(json::parse(l, nullptr, false));
+		collect("events", "events --follow, changes at " + std::to_string(at) + " ms", followed.dump());
+		EXPECT_EQ(event_names(followed), kEventNames) << followed.dump(1);
+		EXPECT_TRUE(WIFEXITED(f.status) && WEXITSTATUS(f.status) == 0) << "ends cleanly on SIGTERM";
+	}
+	check_schemas();
 }
 
 TEST_F(Mxt, WithoutDriversSaysSoAndFails)
@@ -567,6 +972,147 @@ TEST_F(Mxt, UsageErrorsExitOne)
 	EXPECT_EQ(mxt("ioc frobnicate").rc, 1);
 	EXPECT_EQ(mxt("--help").rc, 0);
 	EXPECT_EQ(mxt("port --help").rc, 0);
+}
+
+// ---- logical units and SCSI commands ----------------------------------------------
+
+const char *const kArrayA = "50:06:0e:80:10:3a:7c:00";
+
+// On the default hardware every target of port 1/0 shows its units, with
+// capacities and the device nodes the emulator's sysfs tree gives them, in
+// each of the tree's layouts.
+TEST_F(Mxt, LunListShowsUnitsCapacitiesAndDevices)
+{
+	result r = mxt("--json lun list 1/0");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	json rows = collect("lun list", "lun list 1/0", r.out);
+	ASSERT_EQ(rows.size(), 6u) << r.out;
+	struct expect {
+		const char *rpwwn;
+		int lun;
+		const char *fcp_lun;
+		uint64_t bytes;
+		const char *capacity, *device;
+	} want[] = {
+		{kArrayA, 0, "0000000000000000", 20971520ull * 512, "10.0 GiB", "/dev/sda"},
+		{kArrayA, 1, "0001000000000000", 6442450944ull * 512, "3.0 TiB", "/dev/sdb"},
+		{kArrayA, 2, "0002000000000000", 131072ull * 4096, "512.0 MiB", "/dev/sdc"}, // "block:sdc" entry
+		{kArrayA, 300, "412c000000000000", 204800ull * 512, "100.0 MiB", "/dev/sdd"}, // "block" link
+		{"50:06:0e:80:10:3a:7c:01", 0, "0000000000000000", 41943040ull * 512, "20.0 GiB", "/dev/sde"},
+		{"50:06:0e:80:10:3a:7c:01", 1, "0001000000000000", 41943040ull * 512, "20.0 GiB", "/dev/sdf"},
+	};
+	for (size_t i = 0; i < rows.size(); i++) {
+		const json &row = rows[i];
+		SCOPED_TRACE(row.dump());
+		EXPECT_EQ(row["port"], "1/0");
+		EXPECT_EQ(row["rpwwn"], want[i].rpwwn);
+		EXPECT_EQ(row["lun"], want[i].lun);
+		EXPECT_EQ(row["fcp_lun"], want[i].fcp_lun);
+		EXPECT_EQ(row["type"], "disk");
+		EXPECT_EQ(row["vendor"], "QOR");
+		EXPECT_EQ(row["product"], "QX-Array A");
+		EXPECT_EQ(row["capacity_bytes"], want[i].bytes);
+		EXPECT_EQ(row["capacity"], want[i].capacity);
+		EXPECT_EQ(row["device"], want[i].device);
+	}
+	result t = mxt("lun list 1/0");
+	ASSERT_EQ(t.rc, 0) << t.err;
+	EXPECT_TRUE(has(t.out, "3.0 TiB")) << t.out;
+	EXPECT_TRUE(has(t.out, "/dev/sdd")) << t.out;
+
+	json tape = json::parse(mxt("--json lun list 1/1").out);
+	ASSERT_EQ(tape.size(), 1u);
+	EXPECT_EQ(tape[0]["type"], "tape");
+	EXPECT_EQ(tape[0]["device"], "/dev/st0");
+	EXPECT_TRUE(tape[0]["capacity_bytes"].is_null());
+	check_schemas();
+}
+
+// The block read is the emulator's documented pattern: the LBA big-endian in
+// bytes 0-7, then (LBA + LUN + i) mod 256.
+TEST_F(Mxt, ScsiReadWritesThePattern)
+{
+	const std::string blk = root + "/blk";
+	result r = mxt(std::string("scsi read 1/0 ") + kArrayA + " 0 0 -o " + blk);
+	ASSERT_EQ(r.rc, 0) << r.err;
+	std::string data = qt::read_file(blk);
+	ASSERT_EQ(data.size(), 512u);
+	for (size_t i = 0; i < data.size(); i++)
+		ASSERT_EQ((uint8_t)data[i], i < 8 ? 0 : (uint8_t)i) << "byte " << i;
+
+	// Twelve blocks across the 8-block commands, from LUN 300, to a pipe.
+	r = mxt(std::string("scsi read 1/0 ") + kArrayA + " 300 1000 --count 12");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	ASSERT_EQ(r.out.size(), 12u * 512);
+	for (uint64_t b = 0; b < 12; b++)
+		for (size_t i = 0; i < 512; i++) {
+			const uint64_t lba = 1000 + b;
+			const uint8_t want = i < 8 ? (uint8_t)(lba >> (56 - 8 * i)) : (uint8_t)(lba + 300 + i);
+			ASSERT_EQ((uint8_t)r.out[b * 512 + i], want) << "block " << lba << " byte " << i;
+		}
+	// The last block of the unit, where an 8-block command would run past the end.
+	json j = json::parse(mxt(std::string("--json scsi read 1/0 ") + kArrayA + " 300 204799").out);
+	std::string hex = j["data"];
+	EXPECT_EQ(hex.substr(0, 16), "0000000000031fff");
+	EXPECT_EQ(j["bytes"], 512);
+}
+
+// What a target refuses comes back with its sense data named: exit 1, the
+// standard names on stderr, the decoded sense in the JSON error.
+TEST_F(Mxt, RefusedScsiCommandsNameTheirSense)
+{
+	result r = mxt("scsi capacity 1/1 50:01:43:80:02:5b:6e:20 0");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_EQ(r.err, "mxt: reading the capacity of LUN 0 of 50:01:43:80:02:5b:6e:20 on port 1/1: CHECK CONDITION: "
+			 "ILLEGAL REQUEST, INVALID COMMAND OPERATION CODE (ASC/ASCQ 20/00)\n");
+	r = mxt(std::string("--json scsi inquiry 1/0 ") + kArrayA + " 9 --page 0x80");
+	EXPECT_EQ(r.rc, 1);
+	json e = collect("error", "inquiry of a missing LUN", r.out);
+	EXPECT_TRUE(e["error"]["status"].is_null());
+	EXPECT_EQ(e["error"]["scsi"]["status"], 2);
+	EXPECT_EQ(e["error"]["scsi"]["status_name"], "CHECK CONDITION");
+	EXPECT_EQ(e["error"]["scsi"]["sense"],
+		  json({{"key", 5}, {"key_name", "ILLEGAL REQUEST"}, {"asc", 0x25}, {"ascq", 0},
+			{"description", "LOGICAL UNIT NOT SUPPORTED"}}));
+
+	// Not ready is an answer, not a failure.
+	r = mxt(std::string("--json scsi tur 1/0 ") + kArrayA + " 9");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	json t = collect("scsi tur", "tur of a missing LUN", r.out);
+	EXPECT_EQ(t["ready"], false);
+	EXPECT_EQ(t["sense"]["asc"], 0x25);
+
+	// Refused before anything is sent to a target.
+	r = mxt(std::string("scsi read 1/0 ") + kArrayA + " 300 204799 --count 2");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_TRUE(has(r.err, "blocks 204799 to 204800 are past the end of LUN 300")) << r.err;
+	EXPECT_TRUE(has(r.err, "which has 204800 blocks")) << r.err;
+	r = mxt("lun list 1/0 21:00:00:24:ff:4c:8e:10");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_TRUE(has(r.err, "is not a SCSI target")) << r.err;
+	check_schemas();
+}
+
+// A target that cannot list its units is one row with the error; the
+// others are still shown.
+TEST_F(Mxt, LunListShowsATargetThatFailsAsARow)
+{
+	std::string topo = root + "/t.json";
+	qt::write_file(topo, R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
+		{"pwwn":"50:00:00:00:00:00:00:01","luns":[{"lun":0}],"scsi_fault":{"mode":"no_answer"}},
+		{"pwwn":"50:00:00:00:00:00:00:02","luns":[{"lun":0,"blocks":8}]}]}}]}]})");
+	result r = mxt("--json lun list 1/0", topo);
+	ASSERT_EQ(r.rc, 0) << r.err;
+	json rows = collect("lun list", "a target that does not answer", r.out);
+	ASSERT_EQ(rows.size(), 2u) << r.out;
+	EXPECT_TRUE(rows[0]["lun"].is_null());
+	EXPECT_EQ(rows[0]["error"]["name"], "QOR_STATUS_ETIMER");
+	EXPECT_EQ(rows[1]["capacity_bytes"], 4096);
+	r = mxt("lun list 1/0 50:00:00:00:00:00:00:01", topo);
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_TRUE(has(r.err, "listing the LUNs of 50:00:00:00:00:00:00:01 on port 1/0: status 5 (QOR_STATUS_ETIMER)"))
+		<< r.err;
+	check_schemas();
 }
 
 } // namespace

@@ -9,7 +9,6 @@
 #include <string>
 #include <thread>
 #include <set>
-#include <sys/wait.h>
 
 #include <dirent.h>
 
@@ -26,6 +25,7 @@ using qt::SimTest;
 
 constexpr int FC = QORSIM_DRV_FC;
 constexpr int ETH = QORSIM_DRV_ETH;
+constexpr size_t kQueue = 1024; // events a controller keeps per application
 
 uint32_t eth_code(uint32_t code) { return (code & ~0xff00u) | (QOR_IOCTL_TYPE_ETH << 8); }
 
@@ -498,7 +498,16 @@ TEST_F(SimTest, ConfigurationPathsResolveUnderRoot)
 	EXPECT_EQ(access("/etc/hba.conf", F_OK), -1);
 	EXPECT_EQ(remove("/etc/qor.conf"), 0);
 	EXPECT_NE(access(root_path("/etc/qor.conf").c_str(), F_OK), 0);
-	EXPECT_EQ(opendir("/sys/class/scsi_device"), nullptr) << "absent under the root";
+	// The SCSI device tree is the root's: the emulated units' and what else lies there.
+	qt::write_file(root_path("/sys/class/scsi_device/9:0:0:0/device/block:sdz"), "");
+	DIR *d = opendir("/sys/class/scsi_device");
+	ASSERT_NE(d, nullptr);
+	std::set<std::string> names;
+	while (const dirent *e = readdir(d))
+		names.insert(e->d_name);
+	closedir(d);
+	EXPECT_TRUE(names.count("9:0:0:0"));
+	EXPECT_TRUE(names.count("1:0:0:0")) << "the first unit of the default topology";
 }
 
 // ---- topology validation ------------------------------------------------------------------------
@@ -535,23 +544,103 @@ TEST(SimTopology, BadFilesGetClearErrors)
 	EXPECT_EQ(qorsim_load_topology(qorsim_default_topology()), 0) << qorsim_error();
 }
 
-// ---- launcher --------------------------------------------------------------------------------------
-
-int run(const std::string &cmd)
+// Every reader of topology input names the place of a bad value and the rule
+// it breaks, whichever part of the emulator reads it.
+TEST(SimTopology, ErrorsNameThePlace)
 {
-	int st = std::system((cmd + " >/dev/null 2>&1").c_str());
-	return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+	const std::string fc = R"({"type": "fc"})";
+	auto one = [&](const std::string &fcport) {
+		return R"({"adapters": [{"functions": [{"type": "fc", "fcport": )" + fcport + "}]}]}";
+	};
+	struct Row {
+		std::string json;
+		const char *place_and_rule;
+	} rows[] = {
+		{"[]", "topology: must be an object"},
+		{R"({"adapters": [{"functions": [)" + fc + R"(]}, {"functions": [{"type": "fc", "pwwn": "20:00:00"}]}]})",
+		 "adapters[1].functions[0].pwwn: must be a WWN like \"20:00:00:11:22:33:44:55\""},
+		{R"({"adapters": [{"functions": [)" + fc + R"(, {"type": "eth", "mac": "02:00"}]}]})",
+		 "adapters[0].functions[1].mac: must be a MAC address like"},
+		{R"({"adapters": [{"functions": [)" + fc + R"(, {"type": "fc", "fcport": {"rports": [{"lesb": [1, 2, -3, 4, 5, 6]}]}}]}]})",
+		 "adapters[0].functions[1].fcport.rports[0].lesb[2]: must be an integer from 0 to 4294967295"},
+		{R"({"adapters": [{"functions": [)" + fc + R"(, {"type": "eth", "ethport": {"mtu": 20}}]}]})",
+		 "adapters[0].functions[1].ethport.mtu: must be an integer from 68 to 9216"},
+		{one(R"({"rports": [{"wwpn": "21:00:00:24:ff:00:00:01"}]})"),
+		 "adapters[0].functions[0].fcport.rports[0]: unknown key 'wwpn'"},
+		{one(R"({"rports": [{"role": "target"}, {"role": "both"}]})"),
+		 "adapters[0].functions[0].fcport.rports[1].role: must be \"target\" or \"initiator\""},
+		{one(R"({"rports": [{"role": "initiator", "ioprofile": {}}]})"),
+		 "adapters[0].functions[0].fcport.rports[0].ioprofile: only a target has an I/O profile"},
+		{one(R"({"rports": [{"ioprofile": {"buckets": [{}, {"count": -1}]}}]})"),
+		 "adapters[0].functions[0].fcport.rports[0].ioprofile.buckets[1].count: must be an integer from 0 to"},
+		{one(R"({"vports": [{"symname": ")" + std::string(128, 'v') + R"("}]})"),
+		 "adapters[0].functions[0].fcport.vports[0].symname: must be text of at most 127 characters"},
+		{one(R"({"enabled": "yes"})"), "adapters[0].functions[0].fcport.enabled: must be true or false"},
+		{one(R"({"link": "ring"})"),
+		 "adapters[0].functions[0].fcport.link: must be \"fabric\", \"p2p\", \"loop\" or \"down\""},
+		{one(R"({"pid": "0xZZ"})"), "adapters[0].functions[0].fcport.pid: '0xZZ' is not an integer"},
+		{R"({"adapters": [{"functions": [{"type": "fc", "intr": {"delay": 70000}}]}]})",
+		 "adapters[0].functions[0].intr.delay: must be an integer from 0 to 65535"},
+		{R"({"adapters": [{"pci": {"vendor": 1}, "functions": []}]})", "adapters[0].pci: unknown key 'vendor'"},
+		{R"({"faults": [{"code": 1, "errno": "EIO", "count": "twice"}]})", "faults[0].count: unknown count 'twice'"},
+		{R"({"drivers": {"fc": {"version": "abc"}}})", "drivers.fc.version: 'abc' is not an integer"},
+		{R"({"clock": {"epoch": -1}})", "clock.epoch: must be an integer from 0 to 4294967295"},
+		{R"({"adapters": [{"functions": [)" + fc + R"(]}], "schedule": [{"at_ms": 1, "action": "event",
+		   "event": {"category": "rport", "data": {"qos_priority": 300}}}]})",
+		 "schedule[0].event.data.qos_priority: must be an integer from 0 to 255"},
+		{R"({"adapters": [{"functions": [)" + fc + R"(]}], "schedule": [{"at_ms": 1, "action": "event",
+		   "event": {"category": "port", "kind": 1}}]})",
+		 "schedule[0].event: unknown key 'kind'"},
+	};
+	for (const auto &row : rows) {
+		EXPECT_EQ(qorsim_load_topology(row.json.c_str()), -1) << row.json;
+		EXPECT_EQ(std::string(qorsim_error()).rfind(row.place_and_rule, 0), 0u)
+			<< row.json << "\n -> " << qorsim_error();
+	}
 }
 
-TEST_F(SimTest, LauncherValidatesAndExecs)
+// ---- event queue overflow ------------------------------------------------------------------------
+
+TEST_F(SimTest, QueueOverflowWarnsOnceAndCounts)
 {
-	const std::string qs = std::string(QORL_BINARY_DIR) + "/qorsim";
-	const std::string bad = root_ + "/bad.json";
-	qt::write_file(bad, R"({"adapters": 3})");
-	EXPECT_EQ(run(qs + " --topology " + bad + " -- true"), 2);
-	EXPECT_EQ(run(qs + " -- /nonexistent/program"), 127);
-	const std::string r = root_ + "/r";
-	EXPECT_EQ(run(qs + " --root " + r + " -- sh -c 'test -d " + r + "/etc && test -n \"$LD_PRELOAD\" && test \"$QORSIM_ROOT\" = " + r + "'"), 0);
+	Node fc(QOR_DEV_FC), eth(QOR_DEV_ETH);
+	auto inject = [](int drv, int inst, size_t n) {
+		std::vector<qor_aen_entry_t> e(n);
+		for (auto &x : e) {
+			x.aen_category = QOR_AEN_CAT_PORT;
+			x.aen_type = QOR_PORT_AEN_ONLINE;
+		}
+		ASSERT_EQ(qorsim_inject_events(drv, inst, e.data(), n), 0);
+	};
+	// One fetch of one event; what the emulator said on stderr meanwhile.
+	auto fetch = [](const Node &n, int inst, uint32_t app) {
+		qor_ioctl_aen_t a{};
+		a.qord_num = inst;
+		a.aen_count = 1;
+		a.app_id = app;
+		testing::internal::CaptureStderr();
+		EXPECT_EQ(n.req(QOR_IOCTL_AEN_GET, &a), 0);
+		return testing::internal::GetCapturedStderr();
+	};
+	inject(FC, 1, kQueue + 6);
+	EXPECT_EQ(qorsim_event_dropped(FC, 1, qor_aen_app_test), 6);
+	EXPECT_EQ(qorsim_event_count(FC, 1, qor_aen_app_test), (int)kQueue);
+	EXPECT_EQ(fetch(fc, 1, qor_aen_app_test),
+		  "qorsim: warning: fc driver instance 1: the event queue of application 4 (test) was full; "
+		  "6 events lost, the oldest first\n");
+	EXPECT_EQ(fetch(fc, 1, qor_aen_app_test), "") << "one warning for one overflow";
+	inject(FC, 1, 5); // 1022 queued: three more are lost
+	EXPECT_EQ(qorsim_event_dropped(FC, 1, qor_aen_app_test), 9);
+	EXPECT_NE(fetch(fc, 1, qor_aen_app_test).find("; 3 events lost"), std::string::npos) << "a new overflow";
+	// Every application's queue overflows on its own, and is reported when it fetches.
+	EXPECT_NE(fetch(fc, 1, qor_aen_app_dxm).find("application 1 (dxm) was full; 11 events lost"), std::string::npos);
+	EXPECT_EQ(fetch(fc, 0, qor_aen_app_test), "") << "other controllers lost nothing";
+	inject(ETH, 1, kQueue + 1);
+	EXPECT_NE(fetch(eth, 1, qor_aen_app_test).find("eth driver instance 1: the event queue of application 4 (test) "
+							 "was full; 1 event lost"),
+		  std::string::npos);
+	EXPECT_EQ(qorsim_event_dropped(ETH, 1, qor_aen_app_cim), 1);
+	EXPECT_EQ(qorsim_event_dropped(ETH, 7, qor_aen_app_cim), -1);
 }
 
 } // namespace

@@ -4,7 +4,9 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
 
+#include "defs/qor_defs_lport.h"
 #include "qor/qor_text.h"
 
 namespace {
@@ -119,6 +121,22 @@ TEST(Text, ControllerTypeWords)
 	EXPECT_STREQ(qor_ioc_type_word(QOR_IOC_TYPE_FCoE), "fcoe");
 	EXPECT_STREQ(qor_ioc_type_word(QOR_IOC_TYPE_LL), "eth");
 	EXPECT_STREQ(qor_ioc_type_word(0), "unknown");
+}
+
+// The role words stand for the logical port's role bits.
+TEST(Text, RoleWords)
+{
+	const std::pair<uint32_t, const char *> roles[] = {
+		{QOR_LPORT_ROLE_FCP_IM, "initiator"}, {QOR_LPORT_ROLE_FCP_TM, "target"}, {QOR_LPORT_ROLE_FCP_IPFC, "ipfc"}};
+	for (auto [bit, word] : roles) {
+		EXPECT_STREQ(qor_role_word(bit), word);
+		EXPECT_EQ(qor_role_parse(word), bit);
+	}
+	for (uint32_t other : {0u, 3u, 8u, 0x80000000u})
+		EXPECT_EQ(qor_role_word(other), nullptr) << other;
+	for (const char *other : {"Target", "targets", "", "tm"})
+		EXPECT_EQ(qor_role_parse(other), 0u) << other;
+	EXPECT_EQ(qor_role_parse(nullptr), 0u);
 }
 
 } // namespace

@@ -6,6 +6,11 @@
 #include "qorl_config.h"
 #include "qorl_ioc.h"
 
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -65,6 +70,47 @@ void write_file(const std::string &path, const std::string &text)
 	std::filesystem::create_directories(std::filesystem::path(path).parent_path());
 	std::ofstream out(path, std::ios::binary | std::ios::trunc);
 	out << text;
+}
+
+Lines read_lines(const std::vector<std::string> &argv,
+		 const std::function<bool(const std::vector<std::string> &)> &enough)
+{
+	Lines r;
+	int fds[2];
+	if (argv.empty() || pipe(fds) != 0)
+		return r;
+	pid_t pid = fork();
+	if (pid == 0) {
+		dup2(fds[1], 1);
+		close(fds[0]);
+		std::vector<std::string> args = argv;
+		std::vector<char *> cargv;
+		for (auto &a : args)
+			cargv.push_back(a.data());
+		cargv.push_back(nullptr);
+		execv(cargv[0], cargv.data());
+		_exit(127);
+	}
+	close(fds[1]);
+	std::string pending;
+	char buf[4096];
+	while (pid > 0 && !enough(r.lines)) {
+		pollfd p{fds[0], POLLIN, 0};
+		if (poll(&p, 1, 30000) != 1)
+			break;
+		ssize_t n = read(fds[0], buf, sizeof buf);
+		if (n <= 0)
+			break;
+		pending.append(buf, static_cast<size_t>(n));
+		for (size_t nl; (nl = pending.find('\n')) != std::string::npos; pending.erase(0, nl + 1))
+			r.lines.push_back(pending.substr(0, nl));
+	}
+	if (pid > 0) {
+		kill(pid, SIGTERM);
+		waitpid(pid, &r.status, 0);
+	}
+	close(fds[0]);
+	return r;
 }
 
 std::string make_temp_dir()

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,16 @@ std::vector<qorsim_log_entry_t> log_entries(uint32_t code);
 // Entries of the same request on either driver: same number, and the code's
 // type byte or the Ethernet driver's 0x44.
 std::vector<qorsim_log_entry_t> log_entries_any(uint32_t code);
+
+// The lines a program prints on stdout until `enough` holds of them (or
+// no output comes for a generous safety limit); it is then ended with
+// SIGTERM. status is its wait status.
+struct Lines {
+	std::vector<std::string> lines;
+	int status = -1;
+};
+Lines read_lines(const std::vector<std::string> &argv,
+		 const std::function<bool(const std::vector<std::string> &)> &enough);
 
 // A parameterised case's name as a test name: letters and digits, the rest '_'.
 std::string test_name(std::string text);

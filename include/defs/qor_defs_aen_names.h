@@ -54,7 +54,8 @@ typedef enum qor_aen_field_kind {
 	QOR_AEN_FIELD_UINT,    /* unsigned integer of the field's size */
 	QOR_AEN_FIELD_INT,     /* signed integer of the field's size */
 	QOR_AEN_FIELD_TEXT,    /* NUL-terminated text in a fixed-size array */
-	QOR_AEN_FIELD_IOC_TYPE /* i16 controller type (qor_ioc_type_e) */
+	QOR_AEN_FIELD_IOC_TYPE, /* i16 controller type (qor_ioc_type_e) */
+	QOR_AEN_FIELD_ROLES     /* i16 logical port role bits (enum qor_lport_role) */
 } qor_aen_field_kind_t;
 
 /*
@@ -76,7 +77,7 @@ typedef enum qor_aen_field_kind {
 	F(port, mac, mac, 24, 6, MAC)
 #define QOR_AEN_FIELDS_lport(F)             \
 	F(lport, vf_id, vf_id, 0, 2, UINT)  \
-	F(lport, roles, roles, 2, 2, INT)   \
+	F(lport, roles, roles, 2, 2, ROLES) \
 	F(lport, ppwwn, ppwwn, 8, 8, WWN)   \
 	F(lport, lpwwn, lpwwn, 16, 8, WWN)
 /* The remote port and IT nexus records start alike. */
@@ -107,6 +108,7 @@ typedef enum qor_aen_field_kind {
 	((fk) == QOR_AEN_FIELD_WWN        ? (n) == 8                                            \
 	 : (fk) == QOR_AEN_FIELD_MAC      ? (n) == 6                                            \
 	 : (fk) == QOR_AEN_FIELD_IOC_TYPE ? (n) == 2                                            \
+	 : (fk) == QOR_AEN_FIELD_ROLES    ? (n) == 2                                            \
 	 : (fk) == QOR_AEN_FIELD_TEXT     ? (n) >= 1                                            \
 					  : ((n) == 1 || (n) == 2 || (n) == 4 || (n) == 8))
 
@@ -212,7 +214,7 @@ static inline const qor_aen_field_t *qor_aen_field_named(const qor_aen_names_t *
 	return 0;
 }
 
-/* The value of an integer field (UINT, INT, IOC_TYPE) of the record, widened with its sign. */
+/* The value of an integer field (UINT, INT, IOC_TYPE, ROLES) of the record, widened with its sign. */
 static inline int64_t qor_aen_field_int(const qor_aen_field_t *f, const void *rec)
 {
 	const uint8_t *p = (const uint8_t *)rec + f->offset;

@@ -10,6 +10,7 @@
  *   speed "1", "2", "4", "8", "10", "16" with an optional "G" or "Gbps"
  *        (any case), or "auto"
  *   topology "p2p", "loop", "auto" (any case)
+ *   logical port role "initiator", "target", "ipfc"
  * Controller types are named "fc", "fcoe" and "eth" on output.
  * Hex digits may be upper or lower case; output is always lower case.
  */
@@ -207,6 +208,35 @@ static inline const char *qor_ioc_type_word(uint32_t type)
 	default:
 		return "unknown";
 	}
+}
+
+/* Words of the logical port role bits QOR_LPORT_ROLE_FCP_IM, _TM and _IPFC
+ * (1, 2, 4), in bit order. */
+#define QOR_ROLE_BITS 3
+static inline const char *qor_role_word_at_(unsigned i)
+{
+	static const char *const words[QOR_ROLE_BITS] = {"initiator", "target", "ipfc"};
+	return i < QOR_ROLE_BITS ? words[i] : 0;
+}
+
+/* Word of one role bit, or NULL for any other value. */
+static inline const char *qor_role_word(uint32_t bit)
+{
+	unsigned i;
+	for (i = 0; i < QOR_ROLE_BITS; i++)
+		if (bit == 1u << i)
+			return qor_role_word_at_(i);
+	return 0;
+}
+
+/* The role bit of a word (exact, lower case), or 0. */
+static inline uint32_t qor_role_parse(const char *s)
+{
+	unsigned i;
+	for (i = 0; s && i < QOR_ROLE_BITS; i++)
+		if (strcmp(s, qor_role_word_at_(i)) == 0)
+			return 1u << i;
+	return 0;
 }
 
 #ifdef __cplusplus

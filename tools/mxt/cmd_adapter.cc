@@ -1,5 +1,7 @@
 // mxt adapter: physical cards.
 #include "qorl_adapter.h"
+#include "qorl_ioc.h"
+#include "qorl_state.h"
 #include "table.h"
 
 namespace mxt {
@@ -63,13 +65,48 @@ doc adapter_name(call &c)
 	return c.changed(st, "naming " + c.where(), st == QOR_STATUS_EINVAL ? "names hold at most 63 characters" : "");
 }
 
+namespace {
+
+// The controllers of the adapter that are not in the state a switch waited
+// for, with the state each is in.
+std::string laggards(qorl_adapter_t *a, bool on)
+{
+	std::string s;
+	for (int p = 0; p < a->port_count; p++)
+		for (qorl_t *copy : {qorl_adapter_get_fcioc(a, p), qorl_adapter_get_ethioc(a, p)}) {
+			qor_ioc_attr_t attr;
+			if (!copy)
+				continue;
+			std::string state = "its state cannot be read";
+			if (qorl_ioc_get_attr(copy, &attr) == QOR_STATUS_OK) {
+				if (attr.state == (on ? QOR_IOC_OPERATIONAL : QOR_IOC_DISABLED))
+					continue;
+				const doc word = word_value(qorl_ioc_state_to_string((qor_ioc_state_t)attr.state));
+				state = word.is_null() ? "state " + std::to_string(attr.state) : word.get<std::string>();
+			}
+			s += (s.empty() ? "" : ", ") + controller_text(controller_key(copy)) + " is not " +
+			     (on ? "operational" : "disabled") + " (" + state + ")";
+		}
+	return s;
+}
+
+} // namespace
+
 template <bool On> doc adapter_switch(call &c)
 {
 	qor_status_t st = On ? qorl_adapter_enable((uint32_t)c.adapter) : qorl_adapter_disable((uint32_t)c.adapter);
-	return c.changed(st, (On ? "enabling " : "disabling ") + c.where(),
-			 st == QOR_STATUS_FAILED ? "a controller did not get there within 20 seconds; 'mxt ioc "
-						   "list' shows their states"
-						 : "");
+	std::string hint;
+	// A controller that did not get there in time is the one failure the
+	// library reports as QOR_STATUS_FAILED here.
+	if (st == QOR_STATUS_FAILED)
+		hint = "timed out after 20 seconds per controller: " + laggards(c.ad, On) +
+		       "; 'mxt ioc list' shows the states";
+	return c.changed(st, (On ? "enabling " : "disabling ") + c.where(), hint);
+}
+
+const char *adapter_disabled(call &c)
+{
+	return qorl_adapter_is_disabled((uint32_t)c.adapter) ? "every controller is already disabled" : nullptr;
 }
 
 template doc adapter_switch<true>(call &);

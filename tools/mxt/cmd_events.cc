@@ -54,8 +54,8 @@ std::string time_text(const qor_timeval_t &tv)
 	return s;
 }
 
-// One field of a data record: numbers as numbers; null for a WWN, MAC,
-// text or controller type the driver left empty.
+// One field of a data record: numbers as numbers, role bits as their
+// words; null for a WWN, MAC, text or controller type the driver left empty.
 doc field_value(const qor_aen_field_t &f, const void *rec)
 {
 	const auto *p = static_cast<const uint8_t *>(rec) + f.offset;
@@ -80,21 +80,24 @@ doc field_value(const qor_aen_field_t &f, const void *rec)
 		const char *w = t > 0 ? qor_ioc_type_word(static_cast<uint32_t>(t)) : "unknown";
 		return std::strcmp(w, "unknown") ? doc(w) : doc(nullptr);
 	}
+	case QOR_AEN_FIELD_ROLES:
+		return roles_value(static_cast<uint16_t>(qor_aen_field_int(&f, rec)));
 	default:
 		return qor_aen_field_int(&f, rec);
 	}
 }
 
-// The one emitter: an event as a document, every field of its category's
-// record read from the field table.
-doc event_doc(uint32_t cat, int type, int instance, const qor_timeval_t &tv, const void *data)
+// The one emitter: an event as a document, named by the controller that
+// queued it (none for adapter events), every field of its category's record
+// read from the field table.
+doc event_doc(uint32_t cat, int type, qorl_t *q, const qor_timeval_t &tv, const void *data)
 {
 	const qor_aen_names_t *c = qor_aen_category(cat);
 	const char *type_name = qor_aen_type_name(c, type);
 	doc e;
 	e["category"] = c ? doc(c->kind) : doc(cat);
 	e["type"] = type_name ? doc(type_name) : doc(type);
-	e["instance"] = instance >= 0 ? doc(instance) : doc(nullptr);
+	e.update(controller_key(cat == QOR_AEN_CAT_ADAPTER ? nullptr : q));
 	e["time"] = time_text(tv);
 	for (int i = 0; c && i < c->nfields; i++)
 		e[c->fields[i].name] = field_value(c->fields[i], data);
@@ -103,7 +106,7 @@ doc event_doc(uint32_t cat, int type, int instance, const qor_timeval_t &tv, con
 
 std::string text(const doc &v)
 {
-	return v.is_null() ? "-" : v.is_string() ? v.get<std::string>() : v.dump();
+	return v.is_null() ? "-" : v.is_string() ? v.get<std::string>() : one_line(v);
 }
 
 // The field that names the object, for the one-line text form.
@@ -121,11 +124,11 @@ void emit_line(const doc &e)
 {
 	std::lock_guard lk(out_mu);
 	if (opts().json) {
-		std::cout << e.dump() << std::endl;
+		std::cout << one_line(e) << std::endl;
 		return;
 	}
-	std::cout << text(e["time"]) << "  " << text(e["category"]) << " " << text(e["type"]) << "  instance "
-		  << text(e["instance"]) << "  " << object_text(e) << std::endl;
+	std::cout << text(e["time"]) << "  " << text(e["category"]) << " " << text(e["type"]) << "  "
+		  << controller_text(e) << "  " << object_text(e) << std::endl;
 }
 
 bool wanted(const std::string &kind, uint32_t cat)
@@ -150,9 +153,7 @@ void show_queued(const std::string &kind)
 			for (int k = 0; k < count; k++) {
 				const qor_aen_entry_t &e = buf[static_cast<size_t>(k)];
 				if (wanted(kind, e.aen_category))
-					rows.push_back(event_doc(e.aen_category, e.aen_type,
-								 e.aen_category == QOR_AEN_CAT_ADAPTER ? -1 : q->instance,
-								 e.aen_tv, &e.aen_data));
+					rows.push_back(event_doc(e.aen_category, e.aen_type, q, e.aen_tv, &e.aen_data));
 			}
 			if (count < QOR_AEN_MAX_ENTRIES)
 				break;
@@ -182,7 +183,7 @@ template <class E, class D> void on_event(void *ud, E ev, D *d, qor_timeval_t tv
 {
 	const auto *c = static_cast<const ctx *>(ud);
 	if (!c->keep || c->keep(ev, d))
-		emit_line(event_doc(category_of<D>, ev, c->q ? c->q->instance : -1, tv, d));
+		emit_line(event_doc(category_of<D>, ev, c->q, tv, d));
 	if (c->then)
 		c->then(ev, d);
 }

@@ -23,15 +23,6 @@ doc state_of(qorl_t *q)
 	return word_value(qorl_ioc_state_to_string((qor_ioc_state_t)attr.state));
 }
 
-// "A/P" of the port a controller serves.
-doc port_of(qorl_t *q)
-{
-	int ad = 0, port = 0;
-	if (qorl_adapter_get_adapter_port(q, &ad, &port) != QOR_STATUS_OK)
-		return nullptr;
-	return std::to_string(ad) + "/" + std::to_string(port);
-}
-
 doc identity(const qor_ioctl_ioc_info_t &i)
 {
 	doc d;
@@ -128,6 +119,29 @@ doc statistics(const qor_ioc_stats_t &s)
 }
 
 } // namespace
+
+doc port_of(qorl_t *q)
+{
+	int ad = 0, port = 0;
+	if (qorl_adapter_get_adapter_port(q, &ad, &port) != QOR_STATUS_OK)
+		return nullptr;
+	return std::to_string(ad) + "/" + std::to_string(port);
+}
+
+doc controller_key(qorl_t *q)
+{
+	if (!q)
+		return {{"driver", nullptr}, {"instance", nullptr}, {"port", nullptr}};
+	return {{"driver", fc_side(q->ioc_type) ? "fc" : "eth"}, {"instance", q->instance}, {"port", port_of(q)}};
+}
+
+std::string controller_text(const doc &key)
+{
+	if (key["driver"].is_null())
+		return "-";
+	std::string s = key["driver"].get<std::string>() + " instance " + key["instance"].dump();
+	return key["port"].is_null() ? s : s + " (port " + key["port"].get<std::string>() + ")";
+}
 
 qorl_t *listed_controller(const qorl_t *copy)
 {

@@ -126,10 +126,38 @@ template <bool On> doc port_switch(call &c)
 template doc port_switch<true>(call &);
 template doc port_switch<false>(call &);
 
+// The driver takes a repeated enable or disable without a word; the port's
+// state tells whether it already was so.
+template <bool On> const char *port_is(call &c)
+{
+	qor_port_attr_t a;
+	if (qorl_port_get_attr(c.q, &a) != QOR_STATUS_OK)
+		return nullptr;
+	switch (a.port_state) {
+	case QOR_PORT_ST_ENABLING_QWAIT:
+	case QOR_PORT_ST_ENABLING:
+	case QOR_PORT_ST_LINKDOWN:
+	case QOR_PORT_ST_LINKUP:
+	case QOR_PORT_ST_TOGGLING_QWAIT:
+		return On ? "the port is already enabled" : nullptr;
+	case QOR_PORT_ST_DISABLING_QWAIT:
+	case QOR_PORT_ST_DISABLING:
+	case QOR_PORT_ST_DISABLED:
+		return On ? nullptr : "the port is already disabled";
+	default:
+		return nullptr;
+	}
+}
+template const char *port_is<true>(call &);
+template const char *port_is<false>(call &);
+
 doc port_speed(call &c)
 {
-	return c.changed(qorl_port_cfg_speed(c.q, c.speed), "setting the speed of " + c.where(),
-			 "'mxt port show " + c.address() + "' shows the highest supported speed");
+	qor_status_t st = qorl_port_cfg_speed(c.q, c.speed);
+	return c.changed(st, "setting the speed of " + c.where(),
+			 st == QOR_STATUS_UNSUPP_SPEED
+				 ? "'mxt port show " + c.address() + "' shows the highest supported speed"
+				 : "");
 }
 
 doc port_topology(call &c)
@@ -142,15 +170,16 @@ doc port_alpa(call &c)
 	long alpa = c.numbers["ALPA"];
 	if (alpa < 0)
 		return c.changed(qorl_port_clr_hardalpa(c.q), "clearing the hard loop address of " + c.where());
-	return c.changed(qorl_port_cfg_hardalpa(c.q, (uint8_t)alpa), "setting the hard loop address of " + c.where(),
-			 "a hard loop address is one of the 126 valid loop addresses");
+	qor_status_t st = qorl_port_cfg_hardalpa(c.q, (uint8_t)alpa);
+	return c.changed(st, "setting the hard loop address of " + c.where(),
+			 st == QOR_STATUS_EINVAL ? "a hard loop address is one of the 126 valid loop addresses" : "");
 }
 
 doc port_frame_size(call &c)
 {
 	qor_status_t st = qorl_port_cfg_maxfrsize(c.q, (uint16_t)c.numbers["BYTES"]);
 	return c.changed(st, "setting the frame size of " + c.where(),
-			 st == QOR_STATUS_INVLD_DFSZ ? "use 512, 1024, 2048 or 2112" : "");
+			 st == QOR_STATUS_INVLD_DFSZ ? std::string("use ") + frame_sizes : "");
 }
 
 doc port_stats(call &c)

@@ -40,14 +40,7 @@ doc lport_doc(const call &c, const qor_lport_attr_t &a)
 	d["pid"] = pid_value(a.pid);
 	d["port_type"] = word_value(qorl_port_type_to_string((qor_port_type_t)a.port_type));
 	d["symname"] = field(cfg.sym_name.symname);
-	doc roles = doc::array();
-	if (cfg.roles & QOR_LPORT_ROLE_FCP_IM)
-		roles.push_back("initiator");
-	if (cfg.roles & QOR_LPORT_ROLE_FCP_TM)
-		roles.push_back("target");
-	if (cfg.roles & QOR_LPORT_ROLE_FCP_IPFC)
-		roles.push_back("ipfc");
-	d["roles"] = roles;
+	d["roles"] = roles_value(cfg.roles);
 	d["fabric_name"] = wwn_value(a.fabric_name);
 	d["loopback"] = a.loopback;
 	d["authfail"] = a.authfail != 0;

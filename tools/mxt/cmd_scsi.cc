@@ -489,7 +489,7 @@ doc scsi_read(call &c)
 	if (cap.block_len == 0 || cap.block_len > 1u << 20)
 		fail(where + " reports a block size of " + std::to_string(cap.block_len) + " bytes, which cannot be read");
 
-	const auto out_path = c.words.find("-o,--output");
+	const auto out_path = c.words.find("--output,-o");
 	std::optional<output_file> file;
 	if (out_path != c.words.end())
 		file.emplace(out_path->second);

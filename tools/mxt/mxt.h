@@ -46,6 +46,8 @@ doc error_doc(const failure &f);
 // Output: a record (object), a list (array of objects) or a plain text, as
 // text or JSON.
 void print(const doc &d);
+// A document as JSON on one line (bytes that are not UTF-8 become U+FFFD).
+std::string one_line(const doc &d);
 
 // Library session: init under an application identity, load, discover.
 // Fails with the driver message when no driver answers.
@@ -70,6 +72,7 @@ doc type_value(uint32_t ioc_type);   // "fc", "fcoe", "eth"
 doc topology_value(uint32_t topo);   // "p2p", "loop", "auto"
 doc pid_value(uint32_t pid);         // the FC address as 6 hex digits; null for 0
 doc cos_value(uint32_t cos);         // "class 3", "class 2 and 3"
+doc roles_value(uint32_t bits);      // ["initiator", "target"]: the words of the known role bits
 // key_gbps (a number) and key (its text, "8G" or "Auto"), null when unknown.
 void put_speed(doc &d, const std::string &key, uint32_t code);
 // "Rx CRC err frames" -> "rx_crc_err_frames".

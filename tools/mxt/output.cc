@@ -117,6 +117,11 @@ void print(const doc &d)
 		std::cout << scalar(d) << "\n";
 }
 
+std::string one_line(const doc &d)
+{
+	return d.dump(-1, ' ', false, replace_invalid);
+}
+
 std::string wwn_text(wwn_t w)
 {
 	char s[QOR_WWN_TEXT_LEN];
@@ -197,6 +202,15 @@ doc cos_value(uint32_t c)
 	default:
 		return nullptr;
 	}
+}
+
+doc roles_value(uint32_t bits)
+{
+	doc words = doc::array();
+	for (uint32_t b = 1; b != 0; b <<= 1)
+		if (const char *w = (bits & b) ? qor_role_word(b) : nullptr)
+			words.push_back(w);
+	return words;
 }
 
 void put_speed(doc &d, const std::string &key, uint32_t code)

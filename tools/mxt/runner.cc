@@ -1,6 +1,7 @@
 // The runner: every command's arguments are read, its session opened, its
 // address resolved, its failure reported and its change written back here,
 // the same way for all.
+#include <algorithm>
 #include <cstdio>
 
 #include "qorl_adapter.h"
@@ -29,15 +30,25 @@ void open_session(qor_aen_app_t app)
 	open = true;
 	qorl_libinit(app);
 	qorl_libload();
+	// So that the last error after the scan is the scan's own.
+	qorl_set_last_error(QOR_STATUS_OK);
 	int n = qorl_adapter_scan();
-	if (n > 0)
-		return;
 	qor_status_t st = qorl_get_last_error();
+	// A host with one of the two drivers only is no fault.
+	if (st == QOR_STATUS_OK || (n > 0 && st == QOR_STATUS_NO_DRIVER))
+		return;
 	if (qorl_ioc_get_num() == 0 && st == QOR_STATUS_NO_DRIVER)
 		fail_status("no adapter driver answers", st,
 			    "load the adapter drivers, or run under qorsim for emulated hardware");
-	if (st != QOR_STATUS_OK)
-		fail_status("adapter discovery failed", st, "check the drivers' state and try again");
+	const std::string hint =
+		st == QOR_STATUS_EIO ? "a driver that reports more than 128 instances (the library's limit per driver) is "
+				       "refused with this status; otherwise a request to a driver failed: check the "
+				       "drivers' state and try again"
+				     : "check the drivers' state and try again";
+	if (n == 0)
+		fail_status("adapter discovery failed", st, hint);
+	fprintf(stderr, "mxt: warning: adapter discovery left a driver's controllers out: %s; %s\n",
+		status_text(st).c_str(), hint.c_str());
 }
 
 std::string call::address() const
@@ -71,13 +82,12 @@ doc call::address_doc() const
 
 doc call::changed(qor_status_t st, const std::string &doing, const std::string &hint)
 {
-	for (qor_status_t a : cmd.already)
-		if (st == a) {
-			already = true;
-			fprintf(stderr, "mxt: note: %s: %s; nothing changed\n", doing.c_str(), status_text(st).c_str());
-			return nullptr;
-		}
-	check(st, doing, hint);
+	const bool listed = std::find(cmd.already.begin(), cmd.already.end(), st) != cmd.already.end();
+	if (!listed)
+		check(st, doing, hint);
+	already = cmd.probe ? was != nullptr : listed;
+	if (already)
+		note = doing + ": " + (was ? was : status_text(st)) + "; nothing changed";
 	return nullptr;
 }
 
@@ -203,9 +213,13 @@ void run(const command &cmd, const std::map<std::string, std::string> &raw, cons
 	if (cmd.opens != session::none)
 		open_session(cmd.opens == session::events ? qor_aen_app_test : qor_aen_app_mxt);
 	resolve(c);
+	if (cmd.probe)
+		c.was = cmd.probe(c);
 	doc out = cmd.run(c);
 	if (cmd.does == effect::sets)
 		write_back();
+	if (!c.note.empty())
+		fprintf(stderr, "mxt: note: %s\n", c.note.c_str());
 	if (out.is_discarded())
 		return;
 	if (!out.is_null())
@@ -220,7 +234,11 @@ doc command_list()
 	for (const command &c : commands()) {
 		doc args = doc::array();
 		for (const param &p : c.params)
-			args.push_back(p.name);
+			args.push_back({{"name", p.name},
+					{"help", p.help},
+					{"required", p.name[0] != '-'},
+					{"choices", p.choices},
+					{"default", p.def ? doc(p.def) : doc()}});
 		rows.push_back({{"path", c.path},
 				{"arguments", args},
 				{"side", side_word(c.needs)},

@@ -54,6 +54,12 @@ constexpr meaning_row meanings[] = {
 	{QOR_STATUS_TRUNK_DISABLED, "trunking is already disabled"},
 	{QOR_STATUS_NO_TOPOLOGY_FOR_CNA,
 	 "converged adapters take no topology setting: their FCoE ports run point-to-point over Ethernet"},
+	{QOR_STATUS_CMD_NOTSUPP_CNA, "converged adapters do not take this setting on their FCoE ports"},
+	{QOR_STATUS_TRUNK_ERROR_TRL_ENABLED, "a port has target rate limiting on, which trunking does not allow"},
+	{QOR_STATUS_NEED_PORTS_DISABLE, "the trunked ports must be disabled first"},
+	{QOR_STATUS_CNFG_FAILED, "the driver refused the configuration"},
+	{QOR_STATUS_IOC_FAILURE, "the controller failed"},
+	{QOR_STATUS_IOC_NON_OP, "the controller is not operational"},
 	{QOR_STATUS_IOPROFILE_OFF, "I/O profiling is off on this port"},
 	{QOR_STATUS_NO_PORT_INSTANCE, "no such port"},
 };

@@ -58,11 +58,18 @@ struct command {
 	effect does = effect::reads;
 	action run = nullptr;
 	session opens = session::tool;
-	// Statuses that mean the object is already as asked: exit 0 with a note.
+	// Statuses that mean the object was already as asked: the command
+	// succeeds, with a note.
 	std::vector<qor_status_t> already = {};
+	// For a change the driver answers with success either way: whether the
+	// object already is as asked, read before the action ("the port is
+	// already enabled"), or null. It then decides the note, not the status.
+	const char *(*probe)(call &) = nullptr;
 };
 
 const std::vector<command> &commands();
+// The maximum frame sizes a port takes.
+inline constexpr char frame_sizes[] = "512, 1024, 2048 or 2112";
 // Help of the command groups ("port": physical ports ...).
 const std::map<std::string, std::string> &groups();
 
@@ -80,7 +87,9 @@ struct call {
 	std::map<std::string, std::string> words; // text and choice arguments
 	std::map<std::string, long> numbers;      // number and alpa (-1: clear)
 	std::map<std::string, bool> flags;
-	bool already = false; // nothing changed: it was so
+	bool already = false;       // nothing changed: it was so
+	const char *was = nullptr;  // what the row's probe found
+	std::string note;           // printed once the command succeeded
 
 	// "port 1/0", "adapter 1", "controller 3".
 	std::string where() const;
@@ -88,9 +97,10 @@ struct call {
 	std::string address() const;
 	// The address as output keys: {"port": "1/0"}, {"adapter": 1}, {"id": 3}.
 	doc address_doc() const;
-	// The result of a change: OK; one of the row's "already" statuses (a note
-	// on stderr, and the command still succeeds); anything else fails. Returns
-	// the action's result: nothing to show.
+	// The result of a change: OK; one of the row's "already" statuses (the
+	// command still succeeds); anything else fails. When the object was
+	// already as asked (the probe's finding, else the status), a note on
+	// stderr will say so. Returns the action's result: nothing to show.
 	doc changed(qor_status_t st, const std::string &doing, const std::string &hint = "");
 };
 
@@ -113,11 +123,14 @@ doc adapter_show(call &);
 doc adapter_name(call &);
 // Enable (true) or disable (false).
 template <bool On> doc adapter_switch(call &);
+const char *adapter_disabled(call &);
 doc config_show(call &);
 doc config_path(call &);
 doc port_list(call &);
 doc port_show(call &);
 template <bool On> doc port_switch(call &);
+// Probe of the port enable/disable rows (FCoE ports too).
+template <bool On> const char *port_is(call &);
 doc port_speed(call &);
 doc port_topology(call &);
 doc port_alpa(call &);
@@ -149,6 +162,14 @@ std::vector<wwn_t> rport_wwns(const call &c, wwn_t lpwwn);
 qorl_t *listed_controller(const qorl_t *copy);
 // A controller as 'ioc list' and 'adapter show' show it.
 doc controller_doc(qorl_t *q);
+// "A/P" of the port a controller (or an adapter's copy of one) serves; null
+// when unknown.
+doc port_of(qorl_t *q);
+// What names a controller unambiguously: driver ("fc" or "eth"), instance
+// and port; all null without one.
+doc controller_key(qorl_t *q);
+// The key as text: "fc instance 1 (port 1/1)", "-" without a controller.
+std::string controller_text(const doc &key);
 // Shows a port's counters, or resets them with --reset.
 template <class Show> doc stats_or_reset(call &c, qor_status_t (*reset)(qorl_t *), const char *what, Show show)
 {

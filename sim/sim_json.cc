@@ -1,0 +1,185 @@
+// Checked reads of the emulator's JSON input.
+#include "sim_json.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "qor/qor_text.h"
+
+namespace qorsim {
+
+void put_text(char *dst, size_t room, std::string_view s)
+{
+	const size_t n = s.size() < room ? s.size() : room - 1;
+	memset(dst, 0, room);
+	memcpy(dst, s.data(), n);
+}
+
+void bad_input(const std::string &place, const std::string &rule)
+{
+	throw BadInput((place.empty() ? std::string("topology") : place) + ": " + rule);
+}
+
+void Field::fail(const std::string &rule) const
+{
+	bad_input(place_, rule);
+}
+
+const Field &Field::object() const
+{
+	if (!j_->is_object())
+		fail("must be an object");
+	return *this;
+}
+
+const Field &Field::object(std::initializer_list<const char *> keys) const
+{
+	object();
+	for (auto it = j_->begin(); it != j_->end(); ++it) {
+		const std::string &k = it.key();
+		if (!k.empty() && k[0] == '_')
+			continue;
+		bool known = false;
+		for (const char *x : keys)
+			known = known || k == x;
+		if (!known)
+			fail("unknown key '" + k + "'");
+	}
+	return *this;
+}
+
+size_t Field::array() const
+{
+	if (!j_->is_array())
+		fail("must be an array");
+	return j_->size();
+}
+
+Field Field::operator[](const char *key) const
+{
+	static const nlohmann::json absent;
+	const nlohmann::json &v = has(key) ? (*j_)[key] : absent;
+	return Field(v, place_.empty() ? std::string(key) : place_ + "." + key);
+}
+
+Field Field::operator[](size_t i) const
+{
+	return Field((*j_)[i], place_ + "[" + std::to_string(i) + "]");
+}
+
+Field Field::need(const char *key, const std::string &needs) const
+{
+	if (!has(key))
+		fail(needs);
+	return (*this)[key];
+}
+
+bool Field::try_integer(int64_t *out) const
+{
+	const nlohmann::json &v = *j_;
+	if (v.is_number_integer()) {
+		if (v.is_number_unsigned() && v.get<uint64_t>() > static_cast<uint64_t>(INT64_MAX))
+			return false;
+		*out = v.get<int64_t>();
+		return true;
+	}
+	if (!v.is_string())
+		return false;
+	const std::string s = v.get<std::string>();
+	char *end = nullptr;
+	errno = 0;
+	const long long x = std::strtoll(s.c_str(), &end, 0);
+	if (s.empty() || *end || errno)
+		return false;
+	*out = x;
+	return true;
+}
+
+int64_t Field::integer(int64_t lo, int64_t hi) const
+{
+	int64_t v = 0;
+	const bool ok = try_integer(&v);
+	if (!ok && j_->is_string())
+		fail("'" + j_->get<std::string>() + "' is not an integer");
+	if (!ok || v < lo || v > hi)
+		fail("must be an integer from " + std::to_string(lo) + " to " + std::to_string(hi));
+	return v;
+}
+
+bool Field::boolean() const
+{
+	if (!j_->is_boolean())
+		fail("must be true or false");
+	return j_->get<bool>();
+}
+
+std::string Field::text(size_t room) const
+{
+	if (!j_->is_string() || j_->get<std::string>().size() >= room)
+		fail("must be text of at most " + std::to_string(room - 1) + " characters");
+	return j_->get<std::string>();
+}
+
+wwn_t Field::wwn() const
+{
+	wwn_t w = 0;
+	if (!j_->is_string() || !qor_wwn_parse(j_->get<std::string>().c_str(), &w))
+		fail("must be a WWN like \"20:00:00:11:22:33:44:55\"");
+	return w;
+}
+
+mac_t Field::mac() const
+{
+	mac_t m{};
+	if (!j_->is_string() || !qor_mac_parse(j_->get<std::string>().c_str(), m.mac))
+		fail("must be a MAC address like \"02:00:00:00:00:01\"");
+	return m;
+}
+
+size_t Field::one_of(std::initializer_list<const char *> words) const
+{
+	std::string listed;
+	size_t i = 0;
+	for (const char *w : words) {
+		if (j_->is_string() && j_->get<std::string>() == w)
+			return i;
+		listed += (i ? (i + 1 == words.size() ? " or " : ", ") : "") + std::string("\"") + w + "\"";
+		i++;
+	}
+	fail("must be " + listed);
+}
+
+bool Field::read(const char *key, bool &out) const
+{
+	if (!has(key))
+		return false;
+	out = (*this)[key].boolean();
+	return true;
+}
+
+bool Field::read(const char *key, std::string &out, size_t room) const
+{
+	if (!has(key))
+		return false;
+	out = (*this)[key].text(room);
+	return true;
+}
+
+bool Field::read_wwn(const char *key, wwn_t &out) const
+{
+	if (!has(key))
+		return false;
+	out = (*this)[key].wwn();
+	return true;
+}
+
+bool Field::read_mac(const char *key, mac_t &out) const
+{
+	if (!has(key))
+		return false;
+	out = (*this)[key].mac();
+	return true;
+}
+
+} // namespace qorsim

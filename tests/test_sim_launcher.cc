@@ -1,0 +1,165 @@
+// The qorsim launcher end to end: the real binary runs programs (a shell,
+// mxt) against the emulator, with HOME and XDG_STATE_HOME pointed into a
+// temporary directory; the host's own configuration file is never touched.
+#include "testutil.h"
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+struct Result {
+	int rc;
+	std::string out, err;
+};
+
+class Launcher : public ::testing::Test {
+protected:
+	void SetUp() override { dir = qt::make_temp_dir(); }
+	void TearDown() override { qt::remove_tree(dir); }
+
+	// A command line through the shell; stdout and stderr kept apart.
+	Result sh(const std::string &cmd)
+	{
+		const std::string errfile = dir + "/stderr";
+		Result r{-1, "", ""};
+		FILE *p = popen((cmd + " 2>" + errfile).c_str(), "r");
+		if (!p)
+			return r;
+		char buf[4096];
+		for (size_t n; (n = fread(buf, 1, sizeof buf, p)) > 0;)
+			r.out.append(buf, n);
+		const int st = pclose(p);
+		r.rc = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+		r.err = qt::read_file(errfile);
+		return r;
+	}
+	// qorsim in the environment `env` gives (`env` arguments).
+	Result qorsim(const std::string &env, const std::string &args)
+	{
+		return sh("env " + env + " " + bin + "/qorsim " + args);
+	}
+	// A home and a state directory of the test's own.
+	std::string home() const { return "HOME=" + dir + "/home"; }
+	std::string homes() const { return home() + " XDG_STATE_HOME=" + dir + "/state"; }
+	std::string mxt() const { return bin + "/mxt"; }
+
+	std::string dir, bin = QORL_BINARY_DIR;
+};
+
+// What the host's file looks like. The path is spelled so that the
+// emulator linked into this test does not redirect it.
+std::string host_file()
+{
+	struct stat st;
+	if (stat("/etc/./qor.conf", &st) != 0)
+		return "absent";
+	return std::to_string(st.st_ino) + ":" + std::to_string(st.st_size) + ":" +
+	       std::to_string(st.st_mtim.tv_sec) + "." + std::to_string(st.st_mtim.tv_nsec);
+}
+
+// The configured speed of `mxt port show --json`: a number of Gbit/s, a
+// text such as "4G", or null or "Auto" (0) for auto.
+int configured_gbps(const std::string &out)
+{
+	const auto j = nlohmann::json::parse(out, nullptr, false);
+	if (!j.is_object())
+		return -1;
+	const auto &cfg = j.contains("pport_cfg") ? j["pport_cfg"] : j;
+	if (!cfg.contains("speed"))
+		return -1;
+	const auto &s = cfg["speed"];
+	if (s.is_null())
+		return 0; // auto
+	if (s.is_number())
+		return s.get<int>();
+	if (s.is_object() && s.contains("gbps"))
+		return s["gbps"].get<int>();
+	return s.is_string() ? std::atoi(s.get<std::string>().c_str()) : -1;
+}
+
+TEST_F(Launcher, ValidatesAndExecs)
+{
+	const std::string bad = dir + "/bad.json";
+	qt::write_file(bad, R"({"adapters": 3})");
+	Result r = qorsim(homes(), "--topology " + bad + " -- true");
+	EXPECT_EQ(r.rc, 2);
+	EXPECT_NE(r.err.find("adapters: must be an array"), std::string::npos) << r.err;
+	EXPECT_EQ(qorsim(homes(), "-- /nonexistent/program").rc, 127);
+	EXPECT_EQ(qorsim(homes(), "--no-such-option -- true").rc, 2);
+	const std::string root = dir + "/r";
+	r = qorsim(homes(), "--root " + root + "/ -- sh -c 'test -d " + root + "/etc && test -n \"$LD_PRELOAD\" && echo \"$QORSIM_ROOT\"'");
+	EXPECT_EQ(r.rc, 0) << r.err;
+	EXPECT_EQ(r.out, root + "\n");
+}
+
+// Without --root a program gets a root of its own, kept between runs: a
+// setting lands there and the next run finds it, never in the host's file.
+TEST_F(Launcher, WithoutRootTheProgramGetsAPrivateOne)
+{
+	const std::string before = host_file();
+	const std::string state_root = dir + "/state/qorsim/root";
+	Result r = qorsim(homes(), "--verbose -- " + mxt() + " port speed 1/0 4");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	EXPECT_NE(r.err.find("qorsim: root " + state_root + "\n"), std::string::npos) << r.err;
+	EXPECT_NE(qt::read_file(state_root + "/etc/qor.conf").find("qor0-port-speed = 4;\n"), std::string::npos);
+	r = qorsim(homes(), "-- " + mxt() + " port show 1/0 --json");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	EXPECT_EQ(configured_gbps(r.out), 4) << r.out;
+
+	// Without a usable XDG_STATE_HOME (unset, or not absolute) the root is under HOME.
+	const std::string home_root = dir + "/home/.local/state/qorsim/root";
+	for (const std::string &env : {"-u XDG_STATE_HOME " + home(), home() + " XDG_STATE_HOME=relative/state"}) {
+		SCOPED_TRACE(env);
+		r = qorsim(env, "-v -- " + mxt() + " port speed 1/1 2");
+		ASSERT_EQ(r.rc, 0) << r.err;
+		EXPECT_NE(r.err.find("qorsim: root " + home_root + "\n"), std::string::npos) << r.err;
+	}
+	EXPECT_NE(qt::read_file(home_root + "/etc/qor.conf").find("qor1-port-speed = 2;\n"), std::string::npos);
+	struct stat st;
+	ASSERT_EQ(stat((dir + "/home/.local/state/qorsim").c_str(), &st), 0);
+	EXPECT_EQ(st.st_mode & 0777, 0700u) << "a private root is the user's alone";
+
+	r = qorsim("-u HOME -u XDG_STATE_HOME", "-- true");
+	EXPECT_EQ(r.rc, 2);
+	EXPECT_NE(r.err.find("--root"), std::string::npos) << r.err;
+	EXPECT_EQ(host_file(), before) << "the host's configuration file changed";
+}
+
+// Only "/" gives the host's files, and the launcher says so.
+TEST_F(Launcher, RootSlashIsTheHost)
+{
+	Result r = qorsim(homes(), "--root / --verbose -- sh -c 'echo \"$QORSIM_ROOT\"'");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	EXPECT_EQ(r.out, "/\n");
+	EXPECT_NE(r.err.find("qorsim: root / (the host's own files)"), std::string::npos) << r.err;
+}
+
+// What `mxt port speed` sets under a root is what `mxt port show` reports
+// in the next run: the drivers take it from the file when they start.
+TEST_F(Launcher, SettingsPersistUnderARoot)
+{
+	const std::string root = " --root " + dir + "/r -- ";
+	Result r = qorsim(homes(), root + mxt() + " port speed 1/0 4");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	r = qorsim(homes(), root + mxt() + " port show 1/0 --json");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	EXPECT_EQ(configured_gbps(r.out), 4) << r.out;
+	r = qorsim(homes(), root + mxt() + " port show 1/1 --json");
+	EXPECT_EQ(configured_gbps(r.out), 0) << "auto: " << r.out;
+
+	// A slot number that does not fit is a line the drivers ignore.
+	const std::string conf = dir + "/r/etc/qor.conf";
+	qt::write_file(conf, qt::read_file(conf) + "qor99999999999-port-name = \"x\";\n");
+	r = qorsim(homes(), root + mxt() + " ioc list --json");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	EXPECT_TRUE(nlohmann::json::parse(r.out, nullptr, false).is_array()) << r.out;
+	EXPECT_EQ(r.err, "");
+}
+
+} // namespace
