@@ -2,11 +2,15 @@
 // REPORT LUNS sizing, what comes back from targets that refuse, lie or fall
 // silent, and the bounded readers of the replies.
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <vector>
 
 #include "protocol/scsi_decode.h"
 #include "protocol/scsi_names.h"
+#include "qorl_adapter.h"
+#include "qorl_ioc.h"
+#include "qorl_rport.h"
 #include "qorl_scsi.h"
 #include "qorsim_scsi.h"
 #include "testutil.h"
@@ -506,6 +510,209 @@ TEST_F(Scsi, ReportLunsAfterCheckConditionDoesNotRetry)
 	EXPECT_EQ(decoded().asc, SCSI_ASC_INVALID_FIELD_IN_CDB);
 	EXPECT_EQ(qt::log_entries(QOR_IOCTL_SCSI).size(), 1u);
 	free(buf);
+}
+
+// ---- the emulated targets of the topology -------------------------------------
+
+// The default hardware's array behind port 1/0, as the topology describes it.
+class DefaultTargets : public qt::ScannedTest {
+protected:
+	qor_status_t send(uint16_t lun, std::initializer_list<uint8_t> cdb_bytes, uint8_t *buf, uint32_t len)
+	{
+		scsi_cdb_t cdb{};
+		std::copy(cdb_bytes.begin(), cdb_bytes.end(), cdb.scsi_cdb);
+		sns_len = sizeof sense;
+		return qorl_scsi_cmnd(fc0, 0, fc0->pwwn, kTgtA, lun_of(lun), &cdb, 0, buf, len, &status, sense, &sns_len);
+	}
+	std::string osname(uint32_t h, uint32_t b, uint32_t t, uint32_t l)
+	{
+		char name[QORL_OSNAME_LEN] = {};
+		char *p = name;
+		uint32_t n;
+		return qorl_get_osname(h, b, t, l, &p, &n) == QOR_STATUS_OK ? name : "";
+	}
+	uint8_t status = 0xEE, sense[64];
+	uint32_t sns_len = 0;
+};
+
+TEST_F(DefaultTargets, ReportLunsInSamEncoding)
+{
+	void *buf = nullptr;
+	scsi_cdb_t cdb{};
+	ASSERT_EQ(qorl_scsi_reportluns(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, &buf, 0, &status, sense, &sns_len),
+		  QOR_STATUS_OK);
+	const auto *b = static_cast<const uint8_t *>(buf);
+	ASSERT_EQ(scsi_report_luns_length(b, 8), 32u);
+	const uint8_t want[4][8] = {{0, 0}, {0, 1}, {0, 2}, {0x41, 0x2C}}; // peripheral below 256, flat above
+	for (int i = 0; i < 4; i++)
+		EXPECT_EQ(memcmp(scsi_report_luns_entry(b, i), want[i], 8), 0) << i;
+	free(buf);
+}
+
+TEST_F(DefaultTargets, ReadCapacityTenOverflowsPastItsReach)
+{
+	uint8_t d[32] = {};
+	ASSERT_EQ(send(1, {SCSI_OP_READ_CAPACITY10}, d, 8), QOR_STATUS_OK);
+	scsi_capacity_t c;
+	ASSERT_TRUE(scsi_capacity10_decode(d, 8, &c));
+	EXPECT_EQ(c.last_lba, 0xFFFFFFFFu) << "3 TiB of 512-byte blocks";
+	ASSERT_EQ(send(1, {SCSI_OP_SERVICE_ACTION_IN16, SCSI_SAI_READ_CAPACITY16, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32},
+		       d, 32),
+		  QOR_STATUS_OK);
+	ASSERT_TRUE(scsi_capacity16_decode(d, 32, &c));
+	EXPECT_EQ(c.last_lba, 6442450943u);
+	EXPECT_EQ(c.block_len, 512u);
+	ASSERT_EQ(send(2, {SCSI_OP_READ_CAPACITY10}, d, 8), QOR_STATUS_OK);
+	ASSERT_TRUE(scsi_capacity10_decode(d, 8, &c));
+	EXPECT_EQ(c.last_lba, 131071u);
+	EXPECT_EQ(c.block_len, 4096u);
+	// The allocation length of READ CAPACITY(16) bounds what comes back.
+	memset(d, 0xAA, sizeof d);
+	ASSERT_EQ(send(1, {SCSI_OP_SERVICE_ACTION_IN16, SCSI_SAI_READ_CAPACITY16, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 8},
+		       d, 32),
+		  QOR_STATUS_OK);
+	EXPECT_EQ(d[7], 0xFF);
+	EXPECT_EQ(d[8], 0xAA);
+}
+
+TEST_F(DefaultTargets, VitalProductDataPages)
+{
+	uint8_t d[255] = {};
+	ASSERT_EQ(send(0, {SCSI_OP_INQUIRY, 1, SCSI_VPD_SUPPORTED_PAGES, 0, 255}, d, sizeof d), QOR_STATUS_OK);
+	uint8_t page;
+	const uint8_t *p;
+	size_t n;
+	ASSERT_TRUE(scsi_vpd_page(d, sizeof d, &page, &p, &n));
+	EXPECT_EQ(std::vector<uint8_t>(p, p + n), (std::vector<uint8_t>{0x00, 0x80, 0x83}));
+	ASSERT_EQ(send(0, {SCSI_OP_INQUIRY, 1, SCSI_VPD_UNIT_SERIAL, 0, 255}, d, sizeof d), QOR_STATUS_OK);
+	ASSERT_TRUE(scsi_vpd_page(d, sizeof d, &page, &p, &n));
+	EXPECT_EQ(std::string((const char *)p, n), "QXA7C0000");
+	ASSERT_EQ(send(0, {SCSI_OP_INQUIRY, 1, SCSI_VPD_DEVICE_ID, 0, 255}, d, sizeof d), QOR_STATUS_OK);
+	ASSERT_TRUE(scsi_vpd_page(d, sizeof d, &page, &p, &n));
+	size_t off = 0;
+	scsi_designator_t desig;
+	bool lu_naa = false, port = false;
+	while (scsi_vpd83_next(p, n, &off, &desig)) {
+		if (desig.association == SCSI_ASSOC_LU && desig.type == SCSI_DESIG_NAA)
+			lu_naa = desig.len == 8 && desig.id[0] >> 4 == 5;
+		if (desig.association == SCSI_ASSOC_TARGET_PORT && desig.type == SCSI_DESIG_NAA)
+			port = desig.piv && desig.protocol == SCSI_PROTO_FCP && memcmp(desig.id, &kTgtA, 8) == 0;
+	}
+	EXPECT_TRUE(lu_naa);
+	EXPECT_TRUE(port) << "the target port's own WWN";
+	EXPECT_EQ(send(0, {SCSI_OP_INQUIRY, 1, 0x89, 0, 255}, d, sizeof d), QOR_STATUS_OK);
+	EXPECT_EQ(status, SCSI_STATUS_CHECK_CONDITION);
+	scsi_sense_info_t s;
+	ASSERT_TRUE(scsi_sense_decode(sense, sns_len, &s));
+	EXPECT_EQ(s.asc, SCSI_ASC_INVALID_FIELD_IN_CDB);
+}
+
+// The SCSI address the driver gives a target leads to its units' device
+// nodes in every layout the topology asks for.
+TEST_F(DefaultTargets, DeviceNodesAtTheDriversScsiAddress)
+{
+	uint32_t h = 0, b = 0, t = 0;
+	ASSERT_EQ(qorl_rport_get_scsi_address(fc0, 0, fc0->pwwn, kTgtA, &h, &b, &t), QOR_STATUS_OK);
+	EXPECT_EQ(osname(h, b, t, 0), "/dev/sda"); // newer layout
+	EXPECT_EQ(osname(h, b, t, 2), "/dev/sdc"); // "block:sdc"
+	EXPECT_EQ(osname(h, b, t, 300), "/dev/sdd"); // link "block"
+	EXPECT_EQ(osname(h, b, t, 3), "") << "no unit";
+	ASSERT_EQ(qorl_rport_get_scsi_address(fc1, 0, fc1->pwwn, qt::wwn("50:01:43:80:02:5b:6e:20"), &h, &b, &t),
+		  QOR_STATUS_OK);
+	EXPECT_EQ(osname(h, b, t, 0), "/dev/st0");
+	const std::string dev = root_path("/sys/class/scsi_device/1:0:0:300/device/block");
+	EXPECT_TRUE(std::filesystem::is_symlink(dev));
+}
+
+// A new set of units replaces the tree of the old one, and nothing else in it.
+TEST_F(DefaultTargets, TheTreeFollowsTheUnits)
+{
+	ASSERT_EQ(osname(1, 0, 0, 2), "/dev/sdc");
+	qt::write_file(root_path("/sys/class/scsi_device/7:0:0:0/device/block:sdx"), "");
+	const qorsim_lun_t one{5, QORSIM_LUN_DISK, 512, 100, nullptr, nullptr, nullptr, nullptr};
+	ASSERT_EQ(qorsim_scsi_set_luns(QORSIM_DRV_FC, fc0->instance, kTgtA, &one, 1), 0);
+	EXPECT_EQ(osname(1, 0, 0, 2), "");
+	EXPECT_EQ(osname(1, 0, 0, 5), "/dev/sda") << "the first disk name is free again";
+	EXPECT_EQ(osname(7, 0, 0, 0), "/dev/sdx") << "not the emulator's";
+	EXPECT_EQ(osname(1, 0, 1, 0), "/dev/sde") << "the other target's units keep theirs";
+}
+
+class ScsiTopology : public qt::SimTest {};
+
+// A LUN the schedule adds is reported once as REPORTED LUNS DATA HAS CHANGED,
+// then listed, and gets a device node.
+TEST_F(ScsiTopology, ScheduledLunRaisesOneUnitAttention)
+{
+	topology(R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
+		{"pwwn":"50:00:00:00:00:00:00:01","luns":[{"lun":0},{"lun":1,"type":"tape","device":null}]}]}}]}],
+		"schedule":[{"at_ms":1000,"action":"add_lun","instance":0,"rpwwn":"50:00:00:00:00:00:00:01",
+		"lun":{"lun":7,"blocks":64,"device":"sdq"}}]})");
+	ASSERT_EQ(qorl_adapter_scan(), 1);
+	qorl_t *q = qorl_ioc_open_idx(0);
+	const wwn_t t = qt::wwn("50:00:00:00:00:00:00:01");
+	scsi_cdb_t cdb{};
+	uint8_t st = 0xEE, sns[32];
+	uint32_t len = sizeof sns;
+	auto tur = [&] {
+		cdb = scsi_cdb_t{};
+		len = sizeof sns;
+		EXPECT_EQ(qorl_scsi_testunitready(q, 0, q->pwwn, t, 0, &cdb, 0, nullptr, 0, &st, sns, &len), QOR_STATUS_OK);
+		return st;
+	};
+	char name[QORL_OSNAME_LEN] = {};
+	char *p = name;
+	uint32_t n;
+	EXPECT_EQ(qorl_get_osname(1, 0, 0, 1, &p, &n), QOR_STATUS_FAILED) << "a unit the OS does not name";
+	EXPECT_EQ(tur(), SCSI_STATUS_GOOD);
+	qorsim_advance_ns(1000000000ull);
+	EXPECT_EQ(tur(), SCSI_STATUS_CHECK_CONDITION);
+	scsi_sense_info_t s;
+	ASSERT_TRUE(scsi_sense_decode(sns, len, &s));
+	EXPECT_EQ(s.key, SCSI_SK_UNIT_ATTENTION);
+	EXPECT_EQ(s.asc, 0x3F);
+	EXPECT_EQ(s.ascq, 0x0E);
+	EXPECT_EQ(tur(), SCSI_STATUS_GOOD) << "once";
+	void *buf = nullptr;
+	cdb = scsi_cdb_t{};
+	ASSERT_EQ(qorl_scsi_reportluns(q, 0, q->pwwn, t, 0, &cdb, 0, &buf, 0, &st, sns, &len), QOR_STATUS_OK);
+	EXPECT_EQ(scsi_report_luns_length(static_cast<uint8_t *>(buf), 8), 24u);
+	free(buf);
+	ASSERT_EQ(qorl_get_osname(1, 0, 0, 7, &p, &n), QOR_STATUS_OK);
+	EXPECT_STREQ(name, "/dev/sdq");
+}
+
+TEST(ScsiTopologyErrors, NameThePlace)
+{
+	auto one = [](const std::string &rport, const std::string &more = "") {
+		return R"({"adapters": [{"functions": [{"type": "fc", "fcport": {"rports": [)" + rport + "]}}]}]" + more +
+		       "}";
+	};
+	const std::string rp = "adapters[0].functions[0].fcport.rports[0]";
+	struct Row {
+		std::string json, says;
+	} rows[] = {
+		{one(R"({"role": "initiator", "luns": []})"), rp + ".luns: only a target has logical units"},
+		{one(R"({"luns": [{"lun": 1}, {"lun": 1}]})"), rp + ".luns[1]: LUN 1 is given twice"},
+		{one(R"({"luns": [{"lun": 16384}]})"), rp + ".luns[0].lun: must be an integer from 0 to 16383"},
+		{one(R"({"luns": [{"type": "cdrom"}]})"), rp + ".luns[0].type: must be \"disk\" or \"tape\""},
+		{one(R"({"luns": [{"block_size": 256}]})"), rp + ".luns[0].block_size: must be an integer from 512"},
+		{one(R"({"luns": [{"vendor": "TOO-LONG-V"}]})"), rp + ".luns[0].vendor: must be text of at most 8"},
+		{one(R"({"luns": [{"device": "../sda"}]})"), rp + ".luns[0].device: must be a device name"},
+		{one(R"({"luns": [{"sysfs": "old"}]})"), rp + ".luns[0].sysfs: must be \"dir\", \"entry\" or \"link\""},
+		{one(R"({"luns": [{"lun": 0}], "lun_count": 16384})"), rp + ".lun_count: a target has at most 16384"},
+		{one(R"({"scsi_fault": {"mode": "slow"}})"), rp + ".scsi_fault.mode: must be"},
+		{one(R"({"pwwn": "50:00:00:00:00:00:00:01"})",
+		     R"(, "schedule": [{"at_ms": 1, "action": "add_lun", "rpwwn": "50:00:00:00:00:00:00:02", "lun": {}}])"),
+		 "schedule[0].rpwwn: no target with this WWN behind that controller"},
+		{one(R"({"pwwn": "50:00:00:00:00:00:00:01"})",
+		     R"(, "schedule": [{"at_ms": 1, "action": "add_lun", "rpwwn": "50:00:00:00:00:00:00:01"}])"),
+		 "schedule[0]: this action needs \"lun\""},
+	};
+	for (const auto &row : rows) {
+		EXPECT_EQ(qorsim_load_topology(row.json.c_str()), -1) << row.json;
+		EXPECT_EQ(std::string(qorsim_error()).rfind(row.says, 0), 0u) << row.json << "\n -> " << qorsim_error();
+	}
+	qorsim_reset();
 }
 
 // ---- the readers -----------------------------------------------------------------
