@@ -1,10 +1,19 @@
 // SCSI commands: INQUIRY through the library against the bare emulated
-// request of the same record (the library's own cost is the difference).
+// request of the same record (the library's own cost is the difference),
+// and 'mxt lun list' over a target with 4,096 LUNs as a whole process.
 #include <benchmark/benchmark.h>
 
+#include <fcntl.h>
+#include <spawn.h>
 #include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "qorl_adapter.h"
 #include "qorl_ioc.h"
@@ -64,8 +73,60 @@ void BM_scsi_inquiry_bare(benchmark::State &st)
 	}
 }
 
+// The emulator under its launcher, mxt and the library together: start-up,
+// discovery, REPORT LUNS, INQUIRY and READ CAPACITY of every unit and its
+// device node, the table printed. The root is kept between runs, as the
+// sysfs tree of a real host stays; the first run writes it.
+struct lun_list_run {
+	std::string dir, topo, root;
+	lun_list_run()
+	{
+		char tmpl[] = "/tmp/qorl-bench-XXXXXX";
+		dir = mkdtemp(tmpl) ? tmpl : "/tmp";
+		topo = dir + "/topology.json";
+		root = dir + "/root";
+		if (FILE *f = fopen(topo.c_str(), "w")) {
+			fputs(R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[)"
+			      R"({"pwwn":"50:00:00:00:00:00:10:00","lun_count":4096}]}}]}]})",
+			      f);
+			fclose(f);
+		}
+	}
+	~lun_list_run() { (void)std::system(("rm -rf '" + dir + "'").c_str()); }
+	int operator()() const
+	{
+		const char *argv[] = {QORL_QORSIM, "--root", root.c_str(), "--topology", topo.c_str(), "--", QORL_MXT,
+				      "lun",       "list",   "1/0",        nullptr};
+		posix_spawn_file_actions_t fa;
+		posix_spawn_file_actions_init(&fa);
+		posix_spawn_file_actions_addopen(&fa, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+		pid_t pid;
+		int rc = posix_spawn(&pid, argv[0], &fa, nullptr, const_cast<char **>(argv), environ);
+		posix_spawn_file_actions_destroy(&fa);
+		int st = 0;
+		if (rc != 0 || waitpid(pid, &st, 0) != pid)
+			return -1;
+		return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+	}
+};
+
+void BM_mxt_lun_list_4096(benchmark::State &st)
+{
+	lun_list_run run;
+	if (run() != 0) {
+		st.SkipWithError("mxt lun list failed");
+		return;
+	}
+	for (auto _ : st)
+		if (run() != 0) {
+			st.SkipWithError("mxt lun list failed");
+			break;
+		}
+}
+
 BENCHMARK(BM_scsi_inquiry_library);
 BENCHMARK(BM_scsi_inquiry_bare);
+BENCHMARK(BM_mxt_lun_list_4096)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(20);
 
 } // namespace
 

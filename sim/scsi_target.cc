@@ -166,13 +166,14 @@ uint8_t pattern_byte(uint64_t lba, uint16_t n, uint32_t i)
 
 const Unit *Target::find(const uint8_t lun[SCSI_LUN_LEN]) const
 {
-	for (const Unit &u : units) {
-		uint8_t enc[SCSI_LUN_LEN];
-		scsi_lun_encode(u.number, enc);
-		if (memcmp(enc, lun, SCSI_LUN_LEN) == 0)
-			return &u;
-	}
-	return nullptr;
+	// Units are kept in LUN order; a LUN names one only in its own encoding.
+	const uint16_t n = scsi_lun_number(lun);
+	uint8_t enc[SCSI_LUN_LEN];
+	scsi_lun_encode(n, enc);
+	if (memcmp(enc, lun, SCSI_LUN_LEN) != 0)
+		return nullptr;
+	auto at = std::lower_bound(units.begin(), units.end(), n, [](const Unit &a, uint16_t v) { return a.number < v; });
+	return at != units.end() && at->number == n ? &*at : nullptr;
 }
 
 void Target::put(Unit u, wwn_t port)
