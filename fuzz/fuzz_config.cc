@@ -1,5 +1,5 @@
-// Fuzzes the configuration reader with whole files, then writes the model
-// back into memory. The model is emptied after every input, so memory stays
+// Fuzzes the configuration reader with whole files (kept lines included),
+// runs setters on what it read, then writes the model back into memory. The model is emptied after every input, so memory stays
 // bounded over any number of runs and each input runs alone.
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -36,6 +36,8 @@ void reset_model()
 	for (int i = 0; i < n_tuning; i++)
 		params.tuning[i] = tuning_keys[i].initial;
 	ad_next = 0;
+	carried.clear();
+	forget_loaded();
 }
 
 int memfd = -1;

@@ -4,11 +4,38 @@
 #ifdef __SANITIZE_ADDRESS__
 #include <sanitizer/lsan_interface.h>
 #endif
+#include <sys/select.h>
+
 #include <atomic>
 #include <thread>
 
 #include "aen_util.h"
 #include "testutil.h"
+
+namespace {
+
+// While set, the reader's waits have no time limit: only a wake-up or an
+// event on a descriptor it watches ends them, so a missed wake-up cannot
+// hide behind the five seconds. g_waits counts the waits begun.
+std::atomic<bool> g_untimed;
+std::mutex g_wait_mu;
+std::condition_variable g_wait_cv;
+int g_waits;
+
+} // namespace
+
+extern "C" int select(int n, fd_set *r, fd_set *w, fd_set *e, struct timeval *tv)
+{
+	static auto next = qt::next_fn<int(int, fd_set *, fd_set *, fd_set *, struct timeval *)>("select");
+	if (!g_untimed || !tv)
+		return next(n, r, w, e, tv);
+	{
+		std::lock_guard lk(g_wait_mu);
+		g_waits++;
+	}
+	g_wait_cv.notify_all();
+	return next(n, r, w, e, nullptr);
+}
 
 namespace {
 
@@ -230,6 +257,28 @@ TEST_P(AenKind, TargetModeAndIpfcCategoriesAreDropped)
 
 INSTANTIATE_TEST_SUITE_P(Kinds, AenKind, ::testing::ValuesIn(kKinds),
 			 [](const auto &p) { return std::string(p.param.name); });
+
+// ---- a subscription made while the reader waits ---------------------------------------
+
+// The reader is waiting and watches no controller; a subscription then made
+// is watched at once, with no event anywhere else to wake the reader.
+TEST_F(Aen, NewSubscriptionIsWatchedWithoutAnEventElsewhere)
+{
+	g_untimed = true;
+	ASSERT_EQ(qorl_aen_init(), QOR_STATUS_OK);
+	{
+		std::unique_lock lk(g_wait_mu);
+		ASSERT_TRUE(g_wait_cv.wait_for(lk, std::chrono::seconds(30), [] { return g_waits > 0; }));
+	}
+	qorl_t *q = qt::controller(FC, 1);
+	Sub a{&rec, 1, {}};
+	qorl_port_aen_cbhandle_t *h;
+	port_sub(q, &a, &h);
+	inject(FC, 1, qt::entry(QOR_AEN_CAT_PORT, QOR_PORT_AEN_ONLINE, port_data(q), 77));
+	EXPECT_TRUE(rec.wait_id(77)) << "the reader never watched the new subscription";
+	EXPECT_EQ(qorl_port_aen_unregister(h), QOR_STATUS_OK);
+	g_untimed = false;
+}
 
 // ---- several subscribers, changes during delivery -------------------------------------
 

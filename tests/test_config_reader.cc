@@ -29,7 +29,7 @@ std::string piece_line()
 }
 
 const read_case read_cases[] = {
-	{"blank_hash_is_no_comment", "  # comment\n", {}},
+	{"blank_hash_is_no_comment", "  # comment\n", {"  # comment"}},
 	{"blank_hash_port_line", "  #qor0-port-speed = 8;\n", {"qor0-port-speed = 8;"}},
 	{"hash_first_is_comment", "#qor0-port-speed = 8;\n\n", {}},
 	{"global_bare", W + "port-speed=8\n", {W0, W1, "port-speed = 8;"}},
@@ -37,52 +37,64 @@ const read_case read_cases[] = {
 	{"global_quoted", W + "port-speed = \"8\";\n", {W0, W1, "port-speed = 8;"}},
 	{"global_before_wwn", "port-speed = 8;\n" + W, {W0, W1, "port-speed = 0;"}},
 	{"inner_blank_kept", "qor3-port-name = \"my port\";\n", {"qor3-port-name = \"my port\";"}},
-	{"adapter_word_in_value", "qor0-port-name = \"adapter-1\";\n",
-	 {"adapter-port-name = \"adapter-1\";"}},
-	{"slot_above_127", "qor200-port-speed = 4;\n", {}},
+	// Read as the classification says, it would name an adapter "port".
+	{"adapter_word_in_value_kept", "qor0-port-name = \"adapter-1\";\n", {"qor0-port-name = \"adapter-1\";"}},
+	{"slot_above_127_kept", "qor200-port-speed = 4;\n", {"qor200-port-speed = 4;"}},
 	{"slot_127", "qor127-port-speed = 4;\n", {"qor127-port-speed = 4;"}},
-	{"comment_after_value", "qor0-port-speed = 8; # fast\n", {"qor0-port-speed = 0;"}},
+	{"comment_after_value_kept", "qor0-port-speed = 8; # fast\n", {"qor0-port-speed = 8; # fast"}},
 	{"hardalpa_0x", "qor0-port-hardalpa = 0x7f;\n", {"qor0-port-hardalpa = 0x7f;"}},
 	{"hardalpa_8_bits", "qor0-port-hardalpa = 1ef;\n", {"qor0-port-hardalpa = 0xef;"}},
 	{"hardalpa_upper", "qor2-port-hardalpa = 7F;\n", {"qor2-port-hardalpa = 0x7f;"}},
 	{"trunk_list", "qor0-port-trunk = 0, 1;\n", {"qor0-port-trunk = 0, 1;"}},
 	{"trunk_list_global", W + "port-trunk = 0, 1;\n", {W0, W1, "port-trunk = 0, 1;"}},
-	{"trunk_mod_32", "qor0-port-trunk = 33,0x10;\n", {"qor0-port-trunk = 1, 10;"}},
-	{"trunk_empty_not_written", "qor0-port-trunk = ,;\n", {}},
+	{"trunk_mod_32", "qor0-port-trunk = 33,16;\n", {"qor0-port-trunk = 1, 16;"}},
+	{"trunk_hex_piece_kept", "qor0-port-trunk = 33,0x10;\n", {"qor0-port-trunk = 33,0x10;"}},
+	{"trunk_empty_kept", "qor0-port-trunk = ,;\n", {"qor0-port-trunk = ,;"}},
 	{"vf_list_16_bits", "qor0-vf-list = 1, 17;\n", {"qor0-vf-list = 1;"}},
-	{"bool_case_sensitive", "qor0-port-enable = \"true\";\n", {}},
+	{"bool_case_sensitive", "qor0-port-enable = \"true\";\n", {"qor0-port-enable = \"true\";"}},
 	{"bool_false", "qor0-port-enable = \"FALSE\";\n", {"qor0-port-enable = \"FALSE\";"}},
-	{"bool_last_wins", "qor0-port-enable = \"FALSE\";\nqor0-port-enable = \"bad\";\n", {}},
-	{"log_unknown_keeps_bit", "qor0-log-level = \"Verbose\";\n", {"qor0-log-level = \"None\";"}},
+	{"bool_bad_word_before_good", "qor0-port-enable = \"bad\";\nqor0-port-enable = \"FALSE\";\n",
+	 {"qor0-port-enable = \"FALSE\";", "qor0-port-enable = \"bad\";"}},
+	{"bool_bad_word_changes_nothing", "qor0-port-enable = \"FALSE\";\nqor0-port-enable = \"bad\";\n",
+	 {"qor0-port-enable = \"FALSE\";", "qor0-port-enable = \"bad\";"}},
+	{"log_unknown_kept", "qor0-log-level = \"Verbose\";\n", {"qor0-log-level = \"Verbose\";"}},
+	{"log_header_spellings",
+	 "qor0-log-level = \"INFO\";\nqor1-log-level = \"WARN\";\nqor2-log-level = \"ERROR\";\n"
+	 "qor3-log-level = \"CRITICAL\";\n",
+	 {"qor0-log-level = \"Info\";", "qor1-log-level = \"Warning\";", "qor2-log-level = \"Error\";",
+	  "qor3-log-level = \"Critical\";"}},
+	{"log_header_spellings_global", W + "log-level = \"WARN\";\n", {W0, W1, "log-level = \"Warning\";"}},
 	{"log_known", "qor0-log-level = \"Warning\";\n", {"qor0-log-level = \"Warning\";"}},
 	{"topology_word", "qor0-port-topology = \"loop\";\n", {"qor0-port-topology = \"loop\";"}},
-	{"topology_case", "qor0-port-topology = \"LOOP\";\n", {}},
+	{"topology_case", "qor0-port-topology = \"LOOP\";\n", {"qor0-port-topology = \"LOOP\";"}},
 	{"adapter_two_slots", "adapter-SN1-name = \"a\";\nadapter-SN1-trunk = \"TRUE\";\n",
 	 {"adapter-SN1-name = \"a\";", "adapter-SN1-trunk = \"TRUE\";"}},
-	{"adapter_no_equals_takes_slot", "adapter-SN1-name\nadapter-SN2-name = \"b\";\n",
-	 {"adapter-SN2-name = \"b\";"}},
-	{"adapter_id_cut_to_11", "adapter-ABCDEFGHIJKLMNOP-name = \"n\";\n",
-	 {"adapter-ABCDEFGHIJK-name = \"n\";"}},
+	{"adapter_no_equals_kept", "adapter-SN1-name\nadapter-SN2-name = \"b\";\n",
+	 {"adapter-SN2-name = \"b\";", "adapter-SN1-name"}},
+	{"adapter_id_too_long_kept", "adapter-ABCDEFGHIJKLMNOP-name = \"n\";\n",
+	 {"adapter-ABCDEFGHIJKLMNOP-name = \"n\";"}},
 	{"empty_value_is_blank", "qor0-port-name = \"\";\n", {"qor0-port-name = \" \";"}},
-	{"split_600", piece_line(),
-	 {"qor0-port-name = \"" + std::string(127, 'A') + "\";", "qor1-port-speed = 8;"}},
+	// The first piece's name does not fit the field: kept, as a line of its own.
+	{"split_600", piece_line(), {"qor1-port-speed = 8;", "qor0-port-name = \"" + std::string(511 - 18, 'A')}},
 	{"padding", "\t qor2-port-speed\t=\t\"16\" ;\n", {"qor2-port-speed = 16;"}},
-	{"key_case", "qor0-Port-Speed = 8;\n", {}},
+	{"key_case", "qor0-Port-Speed = 8;\n", {"qor0-Port-Speed = 8;"}},
 	{"slot_trailing_digits", "xqor12-port-speed = 8;\n", {"qor12-port-speed = 8;"}},
 	{"slot_without_digits", "qor-port-speed = 8;\n", {"qor0-port-speed = 8;"}},
-	{"no_equals", "qor0-port-speed 8;\n", {}},
-	{"crlf_value_ends_in_cr", "qor0-port-speed = 8;\r\n", {"qor0-port-speed = 0;"}},
+	{"no_equals", "qor0-port-speed 8;\n", {"qor0-port-speed 8;"}},
+	{"crlf_value_ends_in_cr", "qor0-port-speed = 8;\r\n", {"qor0-port-speed = 8;\r"}},
 	{"ethernet_keys",
 	 "vek3-port-mac = \"00:11:22:33:44:55\";\nvek3-port-mtu = 9000;\nvek3-port-name = \"eth\";\n",
 	 {"vek3-port-mac = \"00:11:22:33:44:55\";", "vek3-port-name = \"eth\";", "vek3-port-mtu = 9000;"}},
-	{"ethernet_fc_key_ignored", "vek0-port-speed = 8;\n", {}},
-	{"qor_beats_vek", "vek0-port-name = \"qor-x\";\n", {"qor0-port-name = \"qor-x\";"}},
+	{"ethernet_fc_key_kept", "vek0-port-speed = 8;\n", {"vek0-port-speed = 8;"}},
+		// Read as the classification says, it would set the FC name of slot 0.
+	{"qor_in_ethernet_value_kept", "vek0-port-name = \"qor-x\";\n", {"vek0-port-name = \"qor-x\";"}},
 	{"auth_words",
 	 "qor0-auth-policy = \"on\";\nqor0-auth-algo = \"sha1\";\nqor0-auth-group = 2;\n"
 	 "qor0-auth-secretsource = \"RADIUS\";\nqor0-auth-encrypt = \"1,-2,3\";\n",
 	 {"qor0-auth-policy = \"on\";", "qor0-auth-algo = \"sha1\";", "qor0-auth-group = 2;",
 	  "qor0-auth-secretsource = \"RADIUS\";", "qor0-auth-encrypt = \"1,-2,3\";"}},
-	{"auth_bad_words", "qor0-auth-policy = \"ON\";\nqor0-auth-algo = \"sha256\";\n", {}},
+	{"auth_bad_words", "qor0-auth-policy = \"ON\";\nqor0-auth-algo = \"sha256\";\n",
+	 {"qor0-auth-policy = \"ON\";", "qor0-auth-algo = \"sha256\";"}},
 	{"vf_enable_no_semicolon", "qor0-vf-enable = \"TRUE\"\nqor0-vf-default = 5;\n",
 	 {"qor0-vf-enable = \"TRUE\"", "qor0-vf-default = 5;"}},
 	{"vport_line",
@@ -101,12 +113,21 @@ const read_case read_cases[] = {
 	{"power_kept", "power = \"1\";\nadapter-SN9-power = on;\n",
 	 {"power = \"1\";", "adapter-SN9-power = \"on\";"}},
 	{"qdepth_kept", "qor0-qdepth = 64;\n", {"qor0-qdepth = 64;"}},
-	{"global_adapter_key_ignored", "name = x;\nport-wwn = 1;\nport-hardalpa = 1;\n", {}},
-	{"key_too_long", "qor0-" + std::string(70, 'k') + " = 1;\n", {}},
-	{"number_saturates", "qor0-port-speed = 99999999999;\nqor0-port-maxfrsize = 99999999999;\n",
-	 {"qor0-port-speed = 2147483647;", "qor0-port-maxfrsize = 65535;"}},
+	{"global_adapter_key_kept", "name = x;\nport-wwn = 1;\nport-hardalpa = 1;\n",
+	 {"name = x;", "port-wwn = 1;", "port-hardalpa = 1;"}},
+	{"key_too_long", "qor0-" + std::string(70, 'k') + " = 1;\n", {"qor0-" + std::string(70, 'k') + " = 1;"}},
+	{"number_too_big_kept", "qor0-port-speed = 99999999999999999999;\nqor0-port-maxfrsize = 2147483648;\n",
+	 {"qor0-port-speed = 99999999999999999999;", "qor0-port-maxfrsize = 2147483648;"}},
+	{"number_not_decimal_kept", "qor0-port-maxfrsize = abc;\nqor0-port-speed = -4;\nqor0-pathtov = 0x10;\n",
+	 {"qor0-port-maxfrsize = abc;", "qor0-port-speed = -4;", "qor0-pathtov = 0x10;"}},
+	{"number_field_keeps_low_bits", "qor0-port-maxfrsize = 2147483647;\n", {"qor0-port-maxfrsize = 65535;"}},
+	{"hex_not_hex_kept", "qor0-port-hardalpa = 0xg1;\nqor1-port-hardalpa = 1ffffffff;\n",
+	 {"qor0-port-hardalpa = 0xg1;", "qor1-port-hardalpa = 1ffffffff;"}},
+	{"word_and_tuning_kept", "num-ios = many;\nqor0-qos = \"yes\";\n", {"num-ios = many;", "qor0-qos = \"yes\";"}},
+	{"text_that_forges_kept", "qor0-port-name = \"a\\\\b\";\nvek1-port-name = \"x\tqor2-port-speed = 4\";\n",
+	 {"qor0-port-name = \"a\\\\b\";", "vek1-port-name = \"x\tqor2-port-speed = 4\";"}},
 	{"number_leading_zeros", "qor0-port-speed = 000000000000008;\n", {"qor0-port-speed = 8;"}},
-	{"slot_number_too_big", "qor99999999999-port-speed = 1;\n", {}},
+	{"slot_number_too_big", "qor99999999999-port-speed = 1;\n", {"qor99999999999-port-speed = 1;"}},
 	{"nul_in_line", std::string("qor0-port-speed = 4;\0junk\n", 26), {"qor0-port-speed = 4;"}},
 	{"no_newline_at_end", "qor0-port-speed = 4;", {"qor0-port-speed = 4;"}},
 };
@@ -169,7 +190,7 @@ TEST_F(ConfigReader, AdapterCounter)
 	EXPECT_EQ(qorl_config_ad_lookup((char *)"SN1"), 1);
 }
 
-TEST_F(ConfigReader, AdapterLinesBeyondTableDropped)
+TEST_F(ConfigReader, AdapterLinesBeyondTableKept)
 {
 	std::string text;
 	for (int i = 0; i < 130; i++)
@@ -178,7 +199,9 @@ TEST_F(ConfigReader, AdapterLinesBeyondTableDropped)
 	EXPECT_EQ(qorl_config_ad_get_num(), 128);
 	EXPECT_EQ(qorl_config_ad_lookup((char *)"A127"), 127);
 	EXPECT_EQ(qorl_config_ad_lookup((char *)"A128"), -1);
-	EXPECT_EQ(ct::lines().size(), 128u);
+	strings l = ct::lines();
+	ASSERT_EQ(l.size(), 130u);
+	EXPECT_EQ(strings(l.end() - 2, l.end()), (strings{"adapter-A128-name = \"n128\";", "adapter-A129-name = \"n129\";"}));
 }
 
 TEST_F(ConfigReader, SecondLoadAdds)
@@ -186,6 +209,41 @@ TEST_F(ConfigReader, SecondLoadAdds)
 	ct::load_text(root_, "qor0-port-speed = 8;\n");
 	ct::load_text(root_, "qor1-port-speed = 4;\n");
 	EXPECT_EQ(ct::lines(), (strings{"qor0-port-speed = 8;", "qor1-port-speed = 4;"}));
+}
+
+// A line naming a setting whose value cannot be read is reported once, when
+// the file is loaded, with the file and line; other kept lines are not.
+TEST_F(ConfigReader, UnreadableSettingsAreReportedOnce)
+{
+	const std::string p = root_ + "/in.conf";
+	qt::write_file(p, "# my comment\n"
+			  "qor0-port-wwn = \"20:00:00:11:22:33:00:01\";\n"
+			  "qor0-port-maxfrsize = abc;\n"
+			  "some-unknown-key = 1;\n"
+			  "qor0-port-speed = 99999999999999999999;\n"
+			  "qor300-port-speed = 4;\n");
+	testing::internal::CaptureStderr();
+	ASSERT_EQ(qorl_config_load(const_cast<char *>(p.c_str())), QOR_STATUS_OK);
+	const std::string err = testing::internal::GetCapturedStderr();
+	const std::string head = "qorl_config_load: " + p + ":";
+	EXPECT_EQ(err, head + "3: the value of port-maxfrsize cannot be read; the line is kept as it was\n" + head +
+			       "5: the value of port-speed cannot be read; the line is kept as it was\n" + head +
+			       "6: the instance number of port-speed is above 127; the line is kept as it was\n");
+	// Writing the file back and reading it again in another process says it
+	// once more, in that process only.
+	testing::internal::CaptureStderr();
+	EXPECT_EQ(qorl_config_sync(const_cast<char *>(p.c_str())), QOR_STATUS_OK);
+	EXPECT_EQ(ct::dump().find("qor0-port-maxfrsize = abc;"), ct::dump().rfind("qor0-port-maxfrsize"));
+	EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(ConfigReader, SetterReplacesAnUnreadableLine)
+{
+	ct::load_text(root_, W + "qor0-port-maxfrsize = abc;\nqor1-port-maxfrsize = abc;\nport-speed = fast;\n");
+	qorl_t q0 = ct::fc_port("20:00:00:11:22:33:00:01", false);
+	qorl_config_maxfrsz(&q0, 2048);
+	EXPECT_EQ(ct::lines(), (strings{W0, W1, "qor0-port-maxfrsize = 2048;", "qor1-port-maxfrsize = abc;",
+					"port-speed = fast;"}));
 }
 
 TEST_F(ConfigReader, SplitLineWithCommentPiece)

@@ -5,6 +5,7 @@
 
 #include "config_util.h"
 #include "qorl_adapter.h"
+#include "qorl_ioc.h"
 #include "qorl_port.h"
 
 namespace {
@@ -390,5 +391,122 @@ TEST_F(ConfigPersistedByOperations, AdapterNameOnlyWhenBothDriversAccepted)
 	EXPECT_EQ(adapter_lines(2), strings{"name = \"cna-3\";"});
 	EXPECT_EQ(adapter_lines(1), strings{});
 }
+
+// ---- text from callers: checked before it reaches a driver or the file --------------------
+
+enum : unsigned { ON_FC = 1, ON_ETH = 2, ON_ADAPTER = 4, EVERYWHERE = 7 };
+
+struct text_case {
+	const char *name;
+	std::string text;
+	unsigned refused; // where the text is refused
+};
+void PrintTo(const text_case &c, std::ostream *os) { *os << c.name; }
+
+const text_case text_cases[] = {
+	{"newline forging a setting", "x\nqor1-port-enable = \"FALSE\";", EVERYWHERE},
+	{"quote", "a\"b", EVERYWHERE},
+	{"semicolon", "a;b", EVERYWHERE},
+	{"backslash", "a\\b", EVERYWHERE},
+	{"tab", "a\tb", EVERYWHERE},
+	{"carriage return", "a\r", EVERYWHERE},
+	{"delete", "a\x7f", EVERYWHERE},
+	{"C1 control", "a\xc2\x85", EVERYWHERE},
+	{"lone continuation byte", "\x80x", EVERYWHERE},
+	{"overlong slash", "\xc0\xaf", EVERYWHERE},
+	{"surrogate", "\xed\xa0\x80", EVERYWHERE},
+	{"cut character", "ab\xe2\x82", EVERYWHERE},
+	{"above U+10FFFF", "\xf4\x90\x80\x80", EVERYWHERE},
+	{"latin-1", "caf\xe9", EVERYWHERE},
+	// Words that would make the reader take the line for another kind.
+	{"adapter word", "my adapter-1", ON_FC | ON_ETH},
+	{"qor word", "qor-x", ON_ETH},
+	// Accepted everywhere.
+	{"plain", "port 1-a", 0},
+	{"equals and hash", "x=y #z", 0},
+	{"two-byte UTF-8", "caf\xc3\xa9", 0},
+	{"three-byte UTF-8", "\xe6\x97\xa5\xe6\x9c\xac", 0},
+	{"four-byte UTF-8", "\xf0\x9f\x98\x80", 0},
+	{"vek word", "vek-x", 0},
+	{"empty", "", 0},
+};
+
+class CallerText : public ConfigPersistedByOperations, public ::testing::WithParamInterface<text_case> {};
+
+TEST_P(CallerText, IsCheckedBeforeAnythingIsSentOrRecorded)
+{
+	const text_case &c = GetParam();
+	char *t = const_cast<char *>(c.text.c_str());
+	struct {
+		const char *what;
+		unsigned where;
+		std::function<qor_status_t()> op;
+	} ops[] = {
+		{"FC port name", ON_FC, [&] { return qorl_ioc_set_name(fc0, t); }},
+		{"FCoE port name", ON_FC, [&] { return qorl_ioc_set_name(fcoe, t); }},
+		{"Ethernet port name", ON_ETH, [&] { return qorl_ioc_set_name(eth, t); }},
+		{"adapter name", ON_ADAPTER,
+		 [&] {
+			 qorl_adapter_set_name(2, t);
+			 return qorl_get_last_error();
+		 }},
+	};
+	for (const auto &op : ops) {
+		SCOPED_TRACE(op.what);
+		const bool refused = c.refused & op.where;
+		const std::string before = written_config();
+		qorsim_log_clear();
+		EXPECT_EQ(op.op(), refused ? QOR_STATUS_EINVAL : QOR_STATUS_OK);
+		if (refused) {
+			EXPECT_EQ(qorsim_log_count(), 0u) << "sent to a driver";
+			EXPECT_EQ(written_config(), before);
+		}
+	}
+	if (c.refused == 0 && !c.text.empty()) {
+		EXPECT_NE(written_config().find("-name = \"" + c.text + "\";"), std::string::npos);
+	}
+}
+
+// The setters take text from any caller: on text they refuse they change nothing.
+TEST_P(CallerText, SettersChangeNothingOnTextTheyRefuse)
+{
+	const text_case &c = GetParam();
+	char *t = const_cast<char *>(c.text.c_str());
+	qor_lport_cfg_t vp{};
+	vp.pwwn = qt::wwn("20:00:00:11:22:33:00:09");
+	vp.nwwn = qt::wwn("20:00:00:11:22:33:00:0a");
+	vp.roles = QOR_LPORT_ROLE_FCP_IM;
+	ASSERT_LT(c.text.size(), sizeof vp.sym_name.symname);
+	std::strcpy(vp.sym_name.symname, t);
+	std::string record = "20:00:00:11:22:33:00:0b,20:00:00:11:22:33:00:0c," + c.text + ",IM,1";
+	struct {
+		const char *what;
+		unsigned where;
+		std::function<void()> set;
+	} setters[] = {
+		{"qorl_config_ioc_name FC", ON_FC, [&] { qorl_config_ioc_name(fc0, t); }},
+		{"qorl_config_ioc_name Ethernet", ON_ETH, [&] { qorl_config_ioc_name(eth, t); }},
+		{"qorl_config_ad_name", ON_ADAPTER, [&] { qorl_config_ad_name(1, t); }},
+		{"qorl_config_vport_add", ON_FC, [&] { qorl_config_vport_add(fc0, 1, &vp); }},
+		{"qorl_config_set_vportdata", ON_FC, [&] { qorl_config_set_vportdata(0, record.data()); }},
+		{"port name", ON_FC, [&] { qorl_config_set_data(QORL_CFG_PORT_NAME, 0, t); }},
+		{"Ethernet port name", ON_ETH, [&] { qorl_config_set_data(QORL_CFG_ETH_PORT_NAME, 0, t); }},
+		{"adapter name", ON_ADAPTER, [&] { qorl_config_set_data(QORL_CFG_AD_NAME, 0, t); }},
+		{"secret text", ON_FC, [&] { qorl_config_set_data(QORL_CFG_AUTH_ENCRYPT, 0, t); }},
+	};
+	for (const auto &s : setters) {
+		SCOPED_TRACE(s.what);
+		const std::string before = written_config();
+		s.set();
+		if (c.refused & s.where) {
+			EXPECT_EQ(written_config(), before);
+		} else if (!c.text.empty()) {
+			EXPECT_NE(written_config().find(c.text), std::string::npos);
+		}
+	}
+}
+
+INSTANTIATE_TEST_SUITE_P(Config, CallerText, ::testing::ValuesIn(text_cases),
+			 [](const auto &p) { return qt::test_name(p.param.name); });
 
 } // namespace

@@ -218,6 +218,31 @@ TEST_F(DiscoveryCounts, GapInBitmapKeepsPositionsDense)
 	EXPECT_EQ(qt::log_entries(QOR_IOCTL_IOC_GET_INFO).size(), 2u) << "only set bits are asked";
 }
 
+// Bits at or above the reported count are not instances: none is asked for.
+TEST_F(DiscoveryCounts, InstanceBitAtTheCountIsNotWalked)
+{
+	topology(R"({"drivers":{"eth":{"present":false}},
+	  "adapters":[{"functions":[{"type":"fc"},{"type":"fc"},{"type":"fc"}]}]})");
+	// The instance list of either driver (whatever its type byte) reports a
+	// count one below its bits: count 2, bits 0, 1 and 2.
+	qt::ioctl_wrap = [](int fd, unsigned long request, void *arg, qt::ioctl_fn *next) {
+		int rc = next(fd, request, arg);
+		if (rc == 0 && (request & ~0xff00ul) == (QOR_IOCTL_IOC_GET_INST & ~0xff00u))
+			static_cast<qor_ioctl_ioc_get_inst_t *>(arg)->cnt -= 1;
+		return rc;
+	};
+	EXPECT_EQ(qorl_ioc_scan(), 2);
+	qt::ioctl_wrap = nullptr;
+	auto v = snapshot();
+	ASSERT_EQ(v.size(), 2u);
+	EXPECT_EQ(v[0].instance, 0);
+	EXPECT_EQ(v[1].instance, 1);
+	auto asked = qt::log_entries(QOR_IOCTL_IOC_GET_INFO);
+	ASSERT_EQ(asked.size(), 2u);
+	for (const auto &e : asked)
+		EXPECT_NE(e.instance, 2);
+}
+
 TEST_F(DiscoveryCounts, MoreThan128InstancesFailThePass)
 {
 	for (int count : {128, 129}) {

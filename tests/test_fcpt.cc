@@ -1,5 +1,5 @@
 // Fabric pass-through: the GSPN_ID and RLS frames byte for byte, and what
-// malformed or short fabric replies turn into.
+// refused, cut or over-long fabric replies turn into.
 #include <cstring>
 #include <vector>
 
@@ -17,11 +17,47 @@ const wwn_t kTgtA = qt::wwn("50:06:0e:80:10:3a:7c:00");
 const uint8_t kTgtAPid[3] = {0x01, 0x1a, 0x00};
 const uint8_t kOurPid[3] = {0x10, 0x00, 0x00}; // adapter 1 port 0 on its fabric
 
+// A driver that wrote only the first `kept` bytes of a pass-through reply
+// (-1: all it had) and reported `reported` as its size (-1: its own).
+void cut_replies(int kept, int64_t reported)
+{
+	qt::ioctl_wrap = [=](int fd, unsigned long request, void *arg, qt::ioctl_fn *next) {
+		auto *r = (request & 0xffff) == (QOR_IOCTL_FCPT & 0xffff) ? static_cast<qor_ioctl_fcpt_t *>(arg) : nullptr;
+		const uint32_t room = r ? r->rspsz : 0;
+		int rc = next(fd, request, arg);
+		if (r && rc == 0 && kept >= 0 && (uint32_t)kept < room) {
+			memset(reinterpret_cast<uint8_t *>(static_cast<uintptr_t>(r->rspbuf_ptr)) + kept, 0, room - kept);
+			r->rspsz = (uint32_t)kept;
+		}
+		if (r && rc == 0 && reported >= 0)
+			r->rspsz = (uint32_t)reported;
+		return rc;
+	};
+}
+
+// A GSPN_ID query about our own address, for the name server.
+struct own_name_query {
+	fchs_t h;
+	fcgs_gspnid_frame_t req{};
+	own_name_query()
+	{
+		uint8_t ns[3];
+		fc_put_be24(ns, FC_DIRECTORY_SERVER);
+		fc_req_fchdr_build(&h, FC_RCTL_FC4_UNSOL_CTL, ns, kOurPid, FC_TYPE_SERVICES);
+		req.ct.rev_id = CT_GS3_REVISION;
+		req.ct.gs_type = CT_GSTYPE_DIRSERVICE;
+		req.ct.gs_sub_type = CT_GSSUBTYPE_NAMESERVER;
+		fc_put_be16(req.ct.cmd_rsp_code, GS_GSPN_ID);
+		memcpy(req.req.dap, kOurPid, 3);
+	}
+};
+
 class Fcpt : public qt::ScannedTest {
 protected:
 	void TearDown() override
 	{
 		qorsim_san_fabric_fault(QORSIM_SAN_FAULT_NONE);
+		qt::ioctl_wrap = nullptr;
 		qt::ScannedTest::TearDown();
 	}
 	uint32_t pid_of(wwn_t rp)
@@ -118,61 +154,133 @@ TEST_F(Fcpt, OfflineAddressesSendNothing)
 	EXPECT_EQ(qt::log_entries(QOR_IOCTL_FCPT).size(), 0u);
 }
 
-// Fabric replies that are refusals or malformed, and what the caller sees.
-struct BadReply {
+// Fabric replies that are refusals, cut short or over-long, and what the
+// caller sees: a refusal is a status; anything else is read from the
+// library's own cleared buffer, whatever size the driver reported.
+struct Reply {
 	const char *name;
 	int fault;
-	qor_status_t symname, rls;
+	qor_status_t symname;
+	const char *name_read; // nullptr: the caller's buffer untouched
+	qor_status_t rls;
+	uint32_t counters[6];  // as on the wire (big-endian words)
 };
-void PrintTo(const BadReply &c, std::ostream *os) { *os << c.name; }
+void PrintTo(const Reply &c, std::ostream *os) { *os << c.name; }
 
-const BadReply kBad[] = {
-	{"reject", QORSIM_SAN_FAULT_NS_REJECT, QOR_STATUS_FABRIC_RJT, QOR_STATUS_OK},
-	{"name past the reply", QORSIM_SAN_FAULT_NS_BAD_LEN, QOR_STATUS_EPROTOCOL, QOR_STATUS_OK},
-	{"cut in the CT header", QORSIM_SAN_FAULT_NS_SHORT, QOR_STATUS_EPROTOCOL, QOR_STATUS_OK},
-	{"size beyond the room", QORSIM_SAN_FAULT_RSPSZ_OVER, QOR_STATUS_EPROTOCOL, QOR_STATUS_EPROTOCOL},
-	{"LS_RJT", QORSIM_SAN_FAULT_RLS_RJT, QOR_STATUS_OK, QOR_STATUS_FAILED},
-	{"short accept", QORSIM_SAN_FAULT_RLS_SHORT, QOR_STATUS_OK, QOR_STATUS_EPROTOCOL},
+const char *const kNameA = "QX-Array A ctl0 port 0";
+const Reply kReplies[] = {
+	{"reject", QORSIM_SAN_FAULT_NS_REJECT, QOR_STATUS_FABRIC_RJT, nullptr, QOR_STATUS_OK, {1, 2, 0, 0, 7, 3}},
+	// The name length claims 200, 8 characters arrived: the zeros after them end it.
+	{"name past the reply", QORSIM_SAN_FAULT_NS_BAD_LEN, QOR_STATUS_OK, "QX-Array", QOR_STATUS_OK, {1, 2, 0, 0, 7, 3}},
+	// The accept code arrived, the name length did not: it reads 0.
+	{"cut in the CT header", QORSIM_SAN_FAULT_NS_SHORT, QOR_STATUS_OK, nullptr, QOR_STATUS_OK, {1, 2, 0, 0, 7, 3}},
+	{"size beyond the room", QORSIM_SAN_FAULT_RSPSZ_OVER, QOR_STATUS_OK, kNameA, QOR_STATUS_OK, {1, 2, 0, 0, 7, 3}},
+	{"LS_RJT", QORSIM_SAN_FAULT_RLS_RJT, QOR_STATUS_OK, kNameA, QOR_STATUS_FAILED, {}},
+	// 12 bytes of the accept: the first two counters.
+	{"short accept", QORSIM_SAN_FAULT_RLS_SHORT, QOR_STATUS_OK, kNameA, QOR_STATUS_OK, {1, 2, 0, 0, 0, 0}},
 };
 
-class Malformed : public Fcpt, public ::testing::WithParamInterface<BadReply> {};
+class Replies : public Fcpt, public ::testing::WithParamInterface<Reply> {};
 
-TEST_P(Malformed, IsAClearStatus)
+TEST_P(Replies, AreBoundedNotRefused)
 {
-	const BadReply &c = GetParam();
+	const Reply &c = GetParam();
 	const uint32_t pid = pid_of(kTgtA);
 	qorsim_san_fabric_fault(c.fault);
 	qor_rport_symname_t n;
 	memset(&n, 'q', sizeof n);
 	n.symname[254] = 0;
 	EXPECT_EQ(qorl_get_rport_symname(fc0, 0, pid, fc0->pwwn, kTgtA, &n), c.symname);
-	if (c.symname != QOR_STATUS_OK) {
-		EXPECT_EQ(n.symname[0], 'q') << "nothing copied from a bad reply";
-	}
+	if (c.name_read)
+		EXPECT_STREQ(n.symname, c.name_read);
+	else
+		EXPECT_EQ(n.symname[0], 'q') << "the caller's buffer is left alone";
 	qorl_stats_t s[6];
 	memset(s, 0x44, sizeof s);
 	EXPECT_EQ(qorl_rport_get_remote_link_error_status(fc0, fc0->pwwn, kTgtA, s), c.rls);
-	if (c.rls != QOR_STATUS_OK) {
-		EXPECT_EQ(s[0].value, 0x44444444u);
+	for (int i = 0; i < 6; i++)
+		EXPECT_EQ(s[i].value, c.rls == QOR_STATUS_OK ? __builtin_bswap32(c.counters[i]) : 0x44444444u) << i;
+}
+
+INSTANTIATE_TEST_SUITE_P(Fcpt, Replies, ::testing::ValuesIn(kReplies), [](const auto &i) { return qt::test_name(i.param.name); });
+
+// The driver's own size reaches the caller, also above the room it gave.
+TEST_F(Fcpt, PassThroughHandsOnTheDriversSize)
+{
+	qorsim_san_fabric_fault(QORSIM_SAN_FAULT_RSPSZ_OVER);
+	own_name_query q;
+	uint8_t rsp[20];
+	uint32_t room = sizeof rsp;
+	EXPECT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_FALSE, FC_CLASS_3, &q.h, &q.req, sizeof q.req, rsp, &room),
+		  QOR_STATUS_OK);
+	EXPECT_EQ(room, sizeof rsp + 100);
+	// A channel failure leaves the size alone.
+	qorsim_fault_request(QOR_IOCTL_FCPT, -1, EIO, 0, 1);
+	room = sizeof rsp;
+	EXPECT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_FALSE, FC_CLASS_3, &q.h, &q.req, sizeof q.req, rsp, &room),
+		  QOR_STATUS_EIO);
+	EXPECT_EQ(room, sizeof rsp);
+}
+
+// Replies cut anywhere, and sizes that say otherwise than the bytes.
+TEST_F(Fcpt, NameServerReplyReadFromTheClearedBuffer)
+{
+	const uint32_t pid = pid_of(kTgtA);
+	struct {
+		int kept;
+		int64_t reported;
+		qor_status_t st;
+		const char *name; // nullptr: untouched
+	} cases[] = {
+		{0, -1, QOR_STATUS_OK, nullptr},                 // no reply at all
+		{8, -1, QOR_STATUS_FABRIC_RJT, nullptr},         // no accept code
+		{9, -1, QOR_STATUS_FABRIC_RJT, nullptr},         // half of it
+		{20, -1, QOR_STATUS_OK, "QX-"},                  // the name cut after 3
+		{-1, 5, QOR_STATUS_OK, kNameA},                  // all there, 5 reported
+		{-1, 4096, QOR_STATUS_OK, kNameA},               // all there, more reported than the room
+		{8, 512, QOR_STATUS_FABRIC_RJT, nullptr},
+	};
+	for (const auto &c : cases) {
+		SCOPED_TRACE(testing::Message() << "kept " << c.kept << ", reported " << c.reported);
+		cut_replies(c.kept, c.reported);
+		qor_rport_symname_t n;
+		strcpy(n.symname, "before");
+		EXPECT_EQ(qorl_get_rport_symname(fc0, 0, pid, fc0->pwwn, kTgtA, &n), c.st);
+		EXPECT_STREQ(n.symname, c.name ? c.name : "before");
 	}
 }
 
-INSTANTIATE_TEST_SUITE_P(Fcpt, Malformed, ::testing::ValuesIn(kBad), [](const auto &i) { return qt::test_name(i.param.name); });
+TEST_F(Fcpt, RlsAcceptReadFromTheClearedBuffer)
+{
+	struct {
+		int kept;
+		int64_t reported;
+		qor_status_t st;
+		uint32_t counters[6];
+	} cases[] = {
+		{0, -1, QOR_STATUS_FAILED, {}},             // no reply: no accept
+		{1, -1, QOR_STATUS_OK, {0, 0, 0, 0, 0, 0}}, // the reply code alone
+		{8, -1, QOR_STATUS_OK, {1, 0, 0, 0, 0, 0}}, // and one counter
+		{-1, 0, QOR_STATUS_OK, {1, 2, 0, 0, 7, 3}}, // all there, 0 reported
+		{-1, 400, QOR_STATUS_OK, {1, 2, 0, 0, 7, 3}},
+	};
+	for (const auto &c : cases) {
+		SCOPED_TRACE(testing::Message() << "kept " << c.kept << ", reported " << c.reported);
+		cut_replies(c.kept, c.reported);
+		qorl_stats_t s[6];
+		memset(s, 0x44, sizeof s);
+		EXPECT_EQ(qorl_rport_get_remote_link_error_status(fc0, fc0->pwwn, kTgtA, s), c.st);
+		for (int i = 0; i < 6; i++)
+			EXPECT_EQ(s[i].value, c.st == QOR_STATUS_OK ? __builtin_bswap32(c.counters[i]) : 0x44444444u) << i;
+	}
+}
 
 TEST_F(Fcpt, PassThroughFieldsAndRoom)
 {
 	// A fabric-addressed request (no destination port) needs no nexus.
-	fchs_t h;
-	uint8_t ns[3], us[3];
-	fc_put_be24(ns, FC_DIRECTORY_SERVER);
-	memcpy(us, kOurPid, 3);
-	fc_req_fchdr_build(&h, FC_RCTL_FC4_UNSOL_CTL, ns, us, FC_TYPE_SERVICES);
-	fcgs_gspnid_frame_t req{};
-	req.ct.rev_id = CT_GS3_REVISION;
-	req.ct.gs_type = CT_GSTYPE_DIRSERVICE;
-	req.ct.gs_sub_type = CT_GSSUBTYPE_NAMESERVER;
-	fc_put_be16(req.ct.cmd_rsp_code, GS_GSPN_ID);
-	memcpy(req.req.dap, kOurPid, 3);
+	own_name_query q;
+	fchs_t &h = q.h;
+	fcgs_gspnid_frame_t &req = q.req;
 	uint8_t rsp[20];
 	uint32_t room = sizeof rsp;
 	ASSERT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_TRUE, FC_CLASS_3, &h, &req, sizeof req, rsp, &room),

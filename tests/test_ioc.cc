@@ -3,6 +3,8 @@
 #include <cstring>
 
 #include "qorl.h"
+#include "qorl_adapter.h"
+#include "qorl_config.h"
 #include "qorl_ioc.h"
 #include "testutil.h"
 
@@ -264,6 +266,93 @@ TEST_F(Ioc, RefusedEnableDoesNotWait)
 	qorsim_fault_request(QOR_IOCTL_IOC_ENABLE, -1, 0, QOR_STATUS_DEVBUSY, 1);
 	EXPECT_EQ(qorl_ioc_enable(fc), QOR_STATUS_DEVBUSY);
 	EXPECT_EQ(qorsim_sleep_count(), before);
+}
+
+// ---- near twins: keys that differ only in their last byte or in letter case ----------
+
+class Twins : public qt::SimTest {
+protected:
+	void SetUp() override
+	{
+		qt::SimTest::SetUp();
+		topology(R"({"adapters":[
+		  {"name":"Lab","functions":[
+		    {"type":"fc","port":0,"pwwn":"20:00:00:11:22:33:44:00"},
+		    {"type":"fc","port":1,"pwwn":"20:00:00:11:22:33:44:01"},
+		    {"type":"eth","port":0,"mac":"02:00:00:00:00:00","eth_name":"Eth-A"},
+		    {"type":"eth","port":1,"mac":"02:00:00:00:00:01","eth_name":"eth-a"}]},
+		  {"name":"lab","functions":[{"type":"fc","pwwn":"20:00:00:11:22:33:44:02"}]}]})");
+		ASSERT_EQ(qorl_adapter_scan(), 2);
+		for (int i = 0; i < 5; i++)
+			ASSERT_NE(q[i] = qorl_ioc_open_idx(i), nullptr);
+		ASSERT_EQ(q[0]->pwwn, w[0]);
+		ASSERT_EQ(q[1]->pwwn, w[1]);
+		ASSERT_EQ(q[2]->pwwn, w[2]);
+		ASSERT_TRUE(memcmp(&q[3]->mac, &m[0], 6) == 0 && memcmp(&q[4]->mac, &m[1], 6) == 0);
+	}
+	const wwn_t w[3] = {qt::wwn("20:00:00:11:22:33:44:00"), qt::wwn("20:00:00:11:22:33:44:01"),
+			    qt::wwn("20:00:00:11:22:33:44:02")};
+	const mac_t m[2] = {{{2, 0, 0, 0, 0, 0}}, {{2, 0, 0, 0, 0, 1}}};
+	qorl_t *q[5] = {};
+};
+
+TEST_F(Twins, WwnsAndMacsDifferingInTheLastByteAreToldApart)
+{
+	for (int i = 0; i < 3; i++) {
+		SCOPED_TRACE(i);
+		EXPECT_EQ(qorl_ioc_open_pwwn(w[i]), q[i]);
+		EXPECT_EQ(qorl_ioc_get_idx_by_pwwn(w[i]), i);
+		EXPECT_EQ(qorl_ioc_get_inst_num_by_pwwn(w[i]), q[i]->instance);
+		EXPECT_EQ(qorl_adapter_get_by_pwwn(w[i]), i < 2 ? 1u : 2u);
+		EXPECT_EQ(qorl_adapter_open_by_wwn(w[i]), i < 2 ? 1 : 2);
+		EXPECT_EQ(qorl_config_ioc_lookup(w[i]), i) << "each port its own slot";
+	}
+	EXPECT_EQ(qorl_adapter_get_ioc_idx_by_pwwn(1, w[0]), 0);
+	EXPECT_EQ(qorl_adapter_get_ioc_idx_by_pwwn(1, w[1]), 1);
+	EXPECT_EQ(qorl_adapter_get_ioc_idx_by_pwwn(1, w[2]), -1);
+	EXPECT_EQ(qorl_adapter_get_port_by_wwn(1, w[1]), q[1]);
+	EXPECT_EQ(qorl_adapter_get_port_by_wwn(1, w[2]), nullptr);
+	EXPECT_EQ(qorl_adapter_get_pcifn(w[1]), 1);
+	for (int i = 0; i < 2; i++) {
+		SCOPED_TRACE(i);
+		EXPECT_EQ(qorl_ioc_get_idx_by_mac(m[i]), 3 + i);
+		EXPECT_EQ(qorl_ioc_get_inst_num_by_mac(m[i]), q[3 + i]->instance);
+		EXPECT_EQ(qorl_adapter_get_ioc_idx_by_mac(1, m[i]), i);
+		EXPECT_EQ(qorl_config_ethioc_lookup(m[i]), i);
+	}
+	// A setting of one twin is recorded for that twin only.
+	ASSERT_EQ(qorl_ioc_set_name(q[1], (char *)"second"), QOR_STATUS_OK);
+	EXPECT_EQ(qorl_config_get_port_name_exists(1, (char *)"second", 1), QOR_TRUE);
+	EXPECT_EQ(qorl_config_get_port_name_exists(1, (char *)"second", 0), QOR_FALSE);
+}
+
+TEST_F(Twins, NamesDifferingOnlyInLetterCaseAreToldApart)
+{
+	ASSERT_EQ(qorl_ioc_set_name(q[0], (char *)"Port-A"), QOR_STATUS_OK);
+	ASSERT_EQ(qorl_ioc_set_name(q[1], (char *)"port-a"), QOR_STATUS_OK);
+	ASSERT_EQ(qorl_ioc_set_name(q[3], (char *)"Eth-Port"), QOR_STATUS_OK);
+	ASSERT_EQ(qorl_ioc_set_name(q[4], (char *)"eth-port"), QOR_STATUS_OK);
+	EXPECT_EQ(qorl_ioc_get_fc_idx_by_name((char *)"Port-A"), 0);
+	EXPECT_EQ(qorl_ioc_get_fc_idx_by_name((char *)"port-a"), 1);
+	EXPECT_EQ(qorl_ioc_get_fc_idx_by_name((char *)"PORT-A"), -1);
+	EXPECT_EQ(qorl_ioc_get_eth_idx_by_name((char *)"Eth-Port"), 3);
+	EXPECT_EQ(qorl_ioc_get_eth_idx_by_name((char *)"eth-port"), 4);
+	EXPECT_EQ(qorl_ioc_get_by_eth_name((char *)"Eth-A"), q[3]);
+	EXPECT_EQ(qorl_ioc_get_by_eth_name((char *)"eth-a"), q[4]);
+	EXPECT_EQ(qorl_ioc_get_by_eth_name((char *)"ETH-A"), nullptr);
+	EXPECT_EQ(qorl_adapter_get_idx_by_name((char *)"Lab"), 1u);
+	EXPECT_EQ(qorl_adapter_get_idx_by_name((char *)"lab"), 2u);
+	EXPECT_EQ(qorl_adapter_get_idx_by_name((char *)"LAB"), 0u);
+	EXPECT_EQ(qorl_adapter_open_by_name((char *)"lab"), 2);
+	EXPECT_EQ(qorl_ioc_open_name((char *)"lab"), q[2]);
+	EXPECT_EQ(qorl_config_get_port_name_exists(1, (char *)"port-a", 0), QOR_FALSE);
+	EXPECT_EQ(qorl_config_get_port_name_exists(1, (char *)"port-a", 1), QOR_TRUE);
+	// The adapter names as the configuration holds them.
+	qorl_adapter_set_name(1, (char *)"Lab2");
+	qorl_adapter_set_name(2, (char *)"lab2");
+	ASSERT_EQ(qorl_get_last_error(), QOR_STATUS_OK);
+	EXPECT_EQ(qorl_config_get_ad_name_exists(1, (char *)"lab2", nullptr), QOR_FALSE);
+	EXPECT_EQ(qorl_config_get_ad_name_exists(2, (char *)"lab2", nullptr), QOR_TRUE);
 }
 
 } // namespace

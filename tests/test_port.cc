@@ -72,6 +72,29 @@ TEST_F(Port, SettingsTravelAndPersistOnlyWhenAccepted)
 	}
 }
 
+// The settings recorded in a port's FC slot: an Ethernet function has no
+// such slot, and a line recorded for it would later belong to whichever FC
+// port takes the slot number.
+TEST_F(Port, FcSettingsOfAnEthernetPortAreRefusedAndNotRecorded)
+{
+	const std::string before = written_config();
+	for (const Setting &s : kSettings) {
+		SCOPED_TRACE(s.name);
+		qorsim_log_clear();
+		EXPECT_EQ(s.apply(eth), QOR_STATUS_FAILED);
+		EXPECT_EQ(qorsim_log_count(), 0u);
+	}
+	EXPECT_EQ(qorl_port_enable(eth), QOR_STATUS_FAILED);
+	EXPECT_EQ(qorl_port_clr_hardalpa(eth), QOR_STATUS_FAILED);
+	// The setters themselves find no FC slot for it either.
+	qorl_config_enable(eth, QOR_FALSE);
+	qorl_config_speed(eth, QOR_PORT_SPEED_8GBPS);
+	qorl_config_alpa(eth, 0xE8, QOR_TRUE);
+	qorl_config_maxfrsz(eth, 1024);
+	qorl_config_topology(eth, QOR_PORT_TOPOLOGY_LOOP);
+	EXPECT_EQ(written_config(), before);
+}
+
 TEST_F(Port, DriverValidatesValuesAndTheyStick)
 {
 	EXPECT_EQ(qorl_port_cfg_speed(fc0, QOR_PORT_SPEED_16GBPS), QOR_STATUS_UNSUPP_SPEED);

@@ -115,6 +115,13 @@ std::vector<OneSideOp> one_side_ops()
 	static fchs_t fchs;
 	auto pwwn = [](qorl_t *q) { return q->pwwn; };
 	return {
+		{QOR_IOCTL_PORT_ENABLE, [](qorl_t *q) { return qorl_port_enable(q); }},
+		{QOR_IOCTL_PORT_DISABLE, [](qorl_t *q) { return qorl_port_disable(q); }},
+		{QOR_IOCTL_PORT_CFG_TOPO, [](qorl_t *q) { return qorl_port_cfg_topology(q, QOR_PORT_TOPOLOGY_LOOP); }},
+		{QOR_IOCTL_PORT_CFG_SPEED, [](qorl_t *q) { return qorl_port_cfg_speed(q, QOR_PORT_SPEED_4GBPS); }},
+		{QOR_IOCTL_PORT_CFG_ALPA, [](qorl_t *q) { return qorl_port_cfg_hardalpa(q, 0xE8); }},
+		{QOR_IOCTL_PORT_CLR_ALPA, [](qorl_t *q) { return qorl_port_clr_hardalpa(q); }},
+		{QOR_IOCTL_PORT_CFG_MAXFRSZ, [](qorl_t *q) { return qorl_port_cfg_maxfrsize(q, 1024); }},
 		{QOR_IOCTL_IOCFC_GET_ATTR, [](qorl_t *q) { return qorl_iocfc_get_attr(q, &iocfc); }},
 		{QOR_IOCTL_IOCFC_SET_INTR, [](qorl_t *q) { return qorl_iocfc_intr_set(q, QOR_TRUE, 10, 20); }},
 		{QOR_IOCTL_LPORT_GET_ATTR, [=](qorl_t *q) { return qorl_lport_get_attr(q, 0, pwwn(q), &lattr); }},
@@ -174,9 +181,11 @@ TEST_F(Sides, TheOtherSideIsRefusedBeforeAnythingIsSent)
 		ASSERT_NE(op, nullptr) << "no operation listed for this request";
 		const bool fc = r.side == qor::side::FC;
 		for (qorl_t *wrong : fc ? std::vector<qorl_t *>{eth} : std::vector<qorl_t *>{fc0, fcoe}) {
+			const std::string before = written_config();
 			qorsim_log_clear();
 			EXPECT_EQ(op->op(wrong), QOR_STATUS_FAILED);
 			EXPECT_EQ(qorsim_log_count(), 0u);
+			EXPECT_EQ(written_config(), before) << "nothing recorded";
 		}
 		// On its own side the operation is the one that sends it.
 		for (qorl_t *right : fc ? std::vector<qorl_t *>{fc0, fcoe} : std::vector<qorl_t *>{eth}) {

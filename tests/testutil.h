@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <dlfcn.h>
 
 #include <cstdint>
 #include <functional>
@@ -66,5 +67,19 @@ std::string test_name(std::string text);
 
 // A wwn_t from its text "aa:bb:..." (bytes in wire order).
 uint64_t wwn(const char *text);
+
+// The definition of a C function that a suite wraps (a test-local
+// definition of, say, rename or ioctl takes the calls of the library): the
+// next one after the suite's own, the emulator's or the C library's.
+template <class F> F *next_fn(const char *name)
+{
+	return reinterpret_cast<F *>(dlsym(RTLD_NEXT, name));
+}
+
+// Every ioctl of the process goes through this when it is set, with the
+// emulator's entry point to pass the request on to. Set it only while no
+// other thread makes requests; clear it when done.
+using ioctl_fn = int(int fd, unsigned long request, void *arg);
+extern std::function<int(int, unsigned long, void *, ioctl_fn *)> ioctl_wrap;
 
 } // namespace qt

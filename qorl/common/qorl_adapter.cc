@@ -534,7 +534,7 @@ void qorl_adapter_set_name(unsigned int ad_id, char *name)
 		return;
 	}
 	qor_ioctl_ioc_set_adapter_name_t rec{};
-	if (!qorl::put_text(rec.name, name)) {
+	if (!qorl::put_text(rec.name, name) || !qorl::cfg::text_ok(name, qorl::cfg::text_use::adapter)) {
 		qorl_set_last_error(QOR_STATUS_EINVAL);
 		return;
 	}

@@ -24,6 +24,7 @@ void port_set(const qorl_t *q, int code, int64_t value, bool present)
 		clear_bit(config_all, code);
 	put_bit(ioc_config_data[slot].flags, code, present);
 	put_int(s, slot, v);
+	supersede_port(slot, code);
 }
 
 // The same, with the bit set whenever the stored value is not the default.
@@ -53,24 +54,33 @@ bool serial_of(int idx, char (&sn)[12])
 
 } // namespace
 
-void ad_name(const char *serial, const char *name)
-{
-	int slot = ad_slot(serial);
-	if (slot < 0 || !name)
-		return;
-	qorl_ad_config_t &a = ad_config_data[slot];
-	put_bit(a.flags, QORL_CFG_AD_NAME, name[0] != '\0');
-	copy_cut(a.name, sizeof a.name, name);
-}
-
-void ad_trunk(const char *serial, qor_boolean_t mode)
+// The adapter's first slot takes the setting; later slots of the same id
+// (a file that names and trunks an adapter fills two) stop writing it, so
+// the value set is the one the file carries.
+template <class Store> void ad_set(const char *serial, int code, bool present, Store store)
 {
 	int slot = ad_slot(serial);
 	if (slot < 0)
 		return;
 	qorl_ad_config_t &a = ad_config_data[slot];
-	put_bit(a.flags, QORL_CFG_AD_TRUNK, raw(mode) != 0);
-	a.ad_trunk = mode;
+	put_bit(a.flags, code, present);
+	store(a);
+	for (int i = slot + 1; i < QORL_CFG_MAX_AD; i++)
+		if (std::strcmp(ad_config_data[i].id, a.id) == 0)
+			clear_bit(ad_config_data[i].flags, code);
+	supersede_adapter(a.id, code);
+}
+
+void ad_name(const char *serial, const char *name)
+{
+	if (!text_ok(name, text_use::adapter))
+		return;
+	ad_set(serial, QORL_CFG_AD_NAME, name[0] != '\0', [&](qorl_ad_config_t &a) { copy_cut(a.name, sizeof a.name, name); });
+}
+
+void ad_trunk(const char *serial, qor_boolean_t mode)
+{
+	ad_set(serial, QORL_CFG_AD_TRUNK, raw(mode) != 0, [&](qorl_ad_config_t &a) { a.ad_trunk = mode; });
 }
 
 } // namespace qorl::cfg
@@ -121,6 +131,7 @@ void qorl_config_auth_secretstring(qorl_t *q, uint32_t *encrypt_data, int size)
 		clear_bit(config_all, QORL_CFG_AUTH_ENCRYPT);
 	put_bit(p.flags, QORL_CFG_AUTH_ENCRYPT, len != 0);
 	copy_cut(p.authsstring, sizeof p.authsstring, text);
+	supersede_port(slot, QORL_CFG_AUTH_ENCRYPT);
 }
 
 void qorl_config_iocfc_intr(qorl_t *q, qor_boolean_t coalesce, uint16_t delay, uint16_t latency)
@@ -145,6 +156,8 @@ void qorl_config_iocfc_intr(qorl_t *q, qor_boolean_t coalesce, uint16_t delay, u
 		p.delay = delay;
 		p.latency = latency;
 	}
+	for (int code : {QORL_CFG_COALESCE, QORL_CFG_DELAY, QORL_CFG_LATENCY})
+		supersede_port(slot, code);
 }
 
 void qorl_config_ioc_name(qorl_t *q, char *name)
@@ -153,11 +166,13 @@ void qorl_config_ioc_name(qorl_t *q, char *name)
 		return;
 	bool fc_side;
 	int slot = own_slot(q, &fc_side);
-	if (slot < 0)
+	if (slot < 0 || !text_ok(name, fc_side ? text_use::fc : text_use::eth))
 		return;
 	qorl_ioc_config_t &p = ioc_config_data[slot];
-	put_bit(p.flags, fc_side ? QORL_CFG_PORT_NAME : QORL_CFG_ETH_PORT_NAME, name[0] != '\0');
+	const int code = fc_side ? QORL_CFG_PORT_NAME : QORL_CFG_ETH_PORT_NAME;
+	put_bit(p.flags, code, name[0] != '\0');
 	copy_cut(fc_side ? p.name : p.ethname, sizeof p.name, name);
+	supersede_port(slot, code);
 }
 
 // The adapter-number forms find the adapter's serial number and go on as

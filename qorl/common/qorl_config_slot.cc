@@ -45,7 +45,11 @@ void key_from_text(int code, int idx)
 
 int fc_slot(const qorl_t *q)
 {
-	return q ? qorl_config_ioc_lookup(q->pwwn) : -1;
+	// An Ethernet function has no FC slot; its zero WWN would find any slot
+	// without WWN text.
+	if (!q || !is_fc_side(q->ioc_type) || q->pwwn == 0)
+		return -1;
+	return qorl_config_ioc_lookup(q->pwwn);
 }
 
 int own_slot(const qorl_t *q, bool *fc_side)
@@ -132,7 +136,8 @@ int qorl_config_ad_lookup(char *serialnum)
 
 void qorl_config_ad_add(char *serialnum)
 {
-	if (!serialnum)
+	// The id is written inside the adapter lines' keys.
+	if (!text_ok(serialnum, text_use::id))
 		return;
 	for (auto &a : ad_config_data)
 		if (!test_bit(a.flags, QORL_CFG_AD_ID)) {

@@ -75,6 +75,8 @@ constexpr const char *bool_words[] = {"FALSE", "TRUE"};
 constexpr const char *onoff_words[] = {"off", "on"};
 constexpr const char *topo_words[] = {"none", "p2p", "loop", "auto"};
 constexpr const char *log_words[] = {"None", "Critical", "Error", "Warning", "Info", "Info"};
+// The spellings the file's own header gives the levels.
+constexpr const char *log_also[] = {nullptr, "CRITICAL", "ERROR", "WARN", "INFO", nullptr};
 constexpr const char *algo_words[] = {" ", "md5", "sha1", "ms", "sm"};
 constexpr const char *secsrc_words[] = {" ", "LOCAL", "RADIUS", "TACACS"};
 
@@ -82,9 +84,9 @@ constexpr const char *secsrc_words[] = {" ", "LOCAL", "RADIUS", "TACACS"};
 
 const vocab *vocab_of(syn s)
 {
-	static constexpr vocab v_bool{bool_words, 2, 0, false}, v_onoff{onoff_words, 2, 0, false},
-		v_topo{topo_words, 4, 0, false}, v_log{log_words, 6, 1, true},
-		v_algo{algo_words, 5, 1, false}, v_secsrc{secsrc_words, 4, 1, false};
+	static constexpr vocab v_bool{bool_words, 2, 0, false, nullptr}, v_onoff{onoff_words, 2, 0, false, nullptr},
+		v_topo{topo_words, 4, 0, false, nullptr}, v_log{log_words, 6, 1, true, log_also},
+		v_algo{algo_words, 5, 1, false, nullptr}, v_secsrc{secsrc_words, 4, 1, false, nullptr};
 	switch (s) {
 	case syn::boolw: return &v_bool;
 	case syn::onoff: return &v_onoff;
@@ -94,6 +96,14 @@ const vocab *vocab_of(syn s)
 	case syn::secsrc: return &v_secsrc;
 	default: return nullptr;
 	}
+}
+
+int word_value(const vocab &w, const char *word)
+{
+	for (int i = w.first_read; i < w.count; i++)
+		if (std::strcmp(w.words[i], word) == 0 || (w.also && w.also[i] && std::strcmp(w.also[i], word) == 0))
+			return i;
+	return -1;
 }
 
 const char *word_of(const setting &s, int64_t v)

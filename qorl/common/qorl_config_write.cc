@@ -1,11 +1,20 @@
-// The configuration file's writer: the layout the drivers read, and the
-// write-back that replaces the file with it.
+// The configuration file's writer: the layout the drivers read.
+#include <cstring>
+
 #include "qorl_config_int.h"
-#include "qorl_file.h"
 
 namespace qorl::cfg {
 
 namespace {
+
+constexpr const char header[] = "# Syntax for global parameter (applied to all HBA instances):\n"
+				"#   param_name=param_value \n"
+				"#   qor<instance_number>-param_name=param_value \n"
+				"# \n";
+constexpr const char ad_name_heading[] = "\n#\n# Persistent naming of adapter\n# \n";
+constexpr const char ad_trunk_heading[] = "\n#\n# Trunking of adapter\n# \n";
+constexpr const char params_heading[] = "\n#\n# Driver parameters\n#\n";
+constexpr const char carried_heading[] = "\n#\n# Other lines, kept as they were\n#\n";
 
 void write_list(FILE *fd, uint32_t bmp)
 {
@@ -117,7 +126,7 @@ void write_kept(FILE *fd)
 		any = test_bit(ioc_config_data[i].flags, QORL_CFG_PORT_MTU);
 	if (!any)
 		return;
-	std::fputs("\n#\n# Driver parameters\n#\n", fd);
+	std::fputs(params_heading, fd);
 	for (int i = 0; i < n_tuning; i++)
 		if (params.tuning_set & (1u << i))
 			std::fprintf(fd, "%s = %d;\n", tuning_keys[i].key, params.tuning[i]);
@@ -131,7 +140,48 @@ void write_kept(FILE *fd)
 			write_setting(fd, table[QORL_CFG_PORT_MTU], i, "vek", i);
 }
 
+// What the file held that the model does not: verbatim, in the order read.
+void write_carried(FILE *fd)
+{
+	if (!carried.first())
+		return;
+	std::fputs(carried_heading, fd);
+	for (const kept_lines::line *l = carried.first(); l; l = l->next) {
+		std::fwrite(l->text(), 1, l->len, fd);
+		if (!l->len || l->text()[l->len - 1] != '\n')
+			std::fputc('\n', fd);
+	}
+}
+
 } // namespace
+
+bool own_heading(std::string_view line)
+{
+	auto in = [&](std::string_view text) {
+		while (!text.empty()) {
+			size_t nl = text.find('\n');
+			std::string_view l = text.substr(0, nl);
+			if (!l.empty() && l[0] == '#' && l == line)
+				return true;
+			if (nl == std::string_view::npos)
+				break;
+			text.remove_prefix(nl + 1);
+		}
+		return false;
+	};
+	if (in(header) || in(ad_name_heading) || in(ad_trunk_heading) || in(params_heading) || in(carried_heading))
+		return true;
+	for (const group &g : port_groups)
+		if (in(g.heading))
+			return true;
+	return false;
+}
+
+void render(FILE *fd)
+{
+	qorl_config_ad_update(fd);
+	qorl_config_ioc_update(fd);
+}
 
 } // namespace qorl::cfg
 
@@ -154,16 +204,12 @@ qor_status_t qorl_config_ad_update(FILE *fd)
 {
 	if (!fd)
 		return QOR_STATUS_EINVAL;
-	std::fputs("# Syntax for global parameter (applied to all HBA instances):\n"
-		   "#   param_name=param_value \n"
-		   "#   qor<instance_number>-param_name=param_value \n"
-		   "# \n",
-		   fd);
-	std::fputs("\n#\n# Persistent naming of adapter\n# \n", fd);
+	std::fputs(header, fd);
+	std::fputs(ad_name_heading, fd);
 	for (const auto &a : ad_config_data)
 		if (test_bit(a.flags, QORL_CFG_AD_NAME))
 			std::fprintf(fd, "adapter-%s-name = \"%s\";\n", a.id, a.name);
-	std::fputs("\n#\n# Trunking of adapter\n# \n", fd);
+	std::fputs(ad_trunk_heading, fd);
 	for (const auto &a : ad_config_data)
 		if (test_bit(a.flags, QORL_CFG_AD_TRUNK))
 			if (const char *w = word_of(table[QORL_CFG_AD_TRUNK], a.ad_trunk))
@@ -179,18 +225,7 @@ void qorl_config_ioc_update(FILE *fd)
 	for (const group &g : port_groups)
 		write_group(fd, g);
 	write_kept(fd);
+	write_carried(fd);
 }
-
-qor_status_t qorl_config_sync(char *path)
-{
-	qorl::file_replacement out;
-	if (qor_status_t st = out.open(path); st != QOR_STATUS_OK)
-		return st;
-	qorl_config_ad_update(out.stream());
-	qorl_config_ioc_update(out.stream());
-	return out.commit();
-}
-
-void qorl_config_unload(void) {}
 
 } // extern "C"

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <new>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -63,8 +64,11 @@ qor_status_t file_replacement::open(const char *path)
 		return QOR_STATUS_EFOPEN;
 	target_ = path;
 
-	mode_t mode = 0644;
+	// A directory can never be replaced by the new file.
 	struct stat st;
+	if (::lstat(path, &st) == 0 && S_ISDIR(st.st_mode))
+		return QOR_STATUS_EFOPEN;
+	mode_t mode = 0644;
 	bool have_old = ::stat(path, &st) == 0 && S_ISREG(st.st_mode);
 	if (have_old)
 		mode = st.st_mode & 07777;
@@ -111,6 +115,34 @@ qor_status_t file_replacement::commit()
 	}
 	tmp_[0] = '\0';
 	sync_dir(target_);
+	return QOR_STATUS_OK;
+}
+
+file_lock::~file_lock()
+{
+	if (fd_ >= 0) {
+		(void)flock(fd_, LOCK_UN);
+		close(fd_);
+	}
+}
+
+qor_status_t file_lock::take(const char *path)
+{
+	char name[file_replacement::path_room];
+	if (fd_ >= 0 || !path || std::snprintf(name, sizeof name, "%s.lock", path) >= (int)sizeof name)
+		return QOR_STATUS_EFOPEN;
+	fd_ = ::open(name, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+	if (fd_ < 0)
+		return QOR_STATUS_EFOPEN;
+	int rc;
+	do
+		rc = flock(fd_, LOCK_EX);
+	while (rc != 0 && errno == EINTR);
+	if (rc != 0) {
+		close(fd_);
+		fd_ = -1;
+		return QOR_STATUS_EIO;
+	}
 	return QOR_STATUS_OK;
 }
 

@@ -24,8 +24,8 @@ public:
 	file_replacement(const file_replacement &) = delete;
 	file_replacement &operator=(const file_replacement &) = delete;
 
-	// QOR_STATUS_EFOPEN when there is no path or the temporary file cannot
-	// be created.
+	// QOR_STATUS_EFOPEN when there is no path, the path names a directory
+	// or the temporary file cannot be created.
 	qor_status_t open(const char *path);
 	FILE *stream() const { return f_; }
 	// Flushes, syncs and renames over the target, then syncs its directory.
@@ -39,6 +39,25 @@ private:
 	char tmp_[path_room] = {};
 	FILE *f_ = nullptr;
 	std::unique_ptr<char[]> buf_;
+};
+
+// An exclusive advisory lock (flock) on "<path>.lock", held from take() to
+// the object's end. Writers that replace the file at path take it around
+// their read-modify-write, so none of them works from a file another has
+// just replaced. Not shared between threads.
+class file_lock {
+public:
+	file_lock() = default;
+	~file_lock();
+	file_lock(const file_lock &) = delete;
+	file_lock &operator=(const file_lock &) = delete;
+
+	// Waits for the lock. QOR_STATUS_EFOPEN when the lock file cannot be
+	// opened or created, QOR_STATUS_EIO when locking it fails.
+	qor_status_t take(const char *path);
+
+private:
+	int fd_ = -1;
 };
 
 } // namespace qorl

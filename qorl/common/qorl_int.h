@@ -24,6 +24,11 @@ namespace qorl {
 // The application identity under which the drivers queue our events.
 extern qor_aen_app_t application_id;
 
+// The library's message line to standard error, for input that the caller
+// cannot be told about through a result (a line of the configuration file
+// that could not be read). One line per call; a newline is added.
+void report(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+
 inline bool is_fc_side(int ioc_type)
 {
 	return ioc_type == QOR_IOC_TYPE_FC || ioc_type == QOR_IOC_TYPE_FCoE;
@@ -147,6 +152,16 @@ inline qor_status_t pairs(qorl_t *q, Rec &rec, const Body &body, Pair *out, cons
 		else
 			qorl_stats_long_to_nv_pair(c, out, names, n < room ? n : room);
 	});
+}
+
+// Frees a chain of malloc'd records linked through their `next`.
+template <class T> inline void free_chain(T *n)
+{
+	while (n) {
+		T *next = n->next;
+		std::free(n);
+		n = next;
+	}
 }
 
 // Heap block owned for the length of one call.

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "qorl_config.h"
+#include "qorl_config_int.h"
 #include "qorl_int.h"
 #include "qorl_ioc.h"
 
@@ -266,8 +267,12 @@ qor_status_t qorl_iocfc_intr_set(qorl_t *qorl, qor_boolean_t coalesce, uint16_t 
 
 qor_status_t qorl_ioc_set_name(qorl_t *qorl, char *name)
 {
+	// The name is written into the configuration file too: it is checked
+	// before either driver sees it.
+	using qorl::cfg::text_use;
 	qor_ioctl_ioc_set_adapter_name_t rec{};
-	if (!qorl::put_text(rec.name, name))
+	if (!qorl || !qorl::put_text(rec.name, name) ||
+	    !qorl::cfg::text_ok(name, qorl::is_fc_side(qorl->ioc_type) ? text_use::fc : text_use::eth))
 		return QOR_STATUS_EINVAL;
 	return qorl::apply<qorl::req::IOC_SET_NAME>(qorl, rec, [&] {
 		qorl::put_text(qorl->port_name, name);

@@ -1,5 +1,6 @@
 // Request channel, lock wrappers, library lifecycle and time text.
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <ctime>
 #include <pthread.h>
@@ -12,7 +13,19 @@
 
 namespace qorl {
 qor_aen_app_t application_id = qor_aen_app_mxt;
+
+// Standard error: standard output belongs to the program (mxt prints its
+// JSON documents there).
+void report(const char *fmt, ...)
+{
+	char line[1024];
+	va_list ap;
+	va_start(ap, fmt);
+	std::vsnprintf(line, sizeof line, fmt, ap);
+	va_end(ap);
+	std::fprintf(stderr, "%s\n", line);
 }
+} // namespace qorl
 
 namespace {
 

@@ -11,15 +11,6 @@ template <class T> T *tail(T *n)
 	return n;
 }
 
-void free_ioc_list(qorl_t *n)
-{
-	while (n) {
-		qorl_t *next = n->next;
-		std::free(n);
-		n = next;
-	}
-}
-
 } // namespace
 
 extern "C" void list_append(void *head, void *node, ad_ioc e_type)
@@ -49,14 +40,14 @@ extern "C" void *find(void *head, int id, ad_ioc e_type)
 extern "C" void list_free(void *head, ad_ioc e_type)
 {
 	if (e_type == e_ic) {
-		free_ioc_list(static_cast<qorl_t *>(head));
+		qorl::free_chain(static_cast<qorl_t *>(head));
 		return;
 	}
 	auto *a = static_cast<qorl_adapter_t *>(head);
 	while (a) {
 		qorl_adapter_t *next = a->next;
-		free_ioc_list(a->fcioc_list);
-		free_ioc_list(a->ethioc_list);
+		qorl::free_chain(a->fcioc_list);
+		qorl::free_chain(a->ethioc_list);
 		std::free(a);
 		a = next;
 	}

@@ -83,8 +83,9 @@ qor_boolean_t qorl_adapter_is_disabled(uint32_t ad);
 qor_status_t qorl_adapter_enable(uint32_t ad);
 qor_status_t qorl_adapter_disable(uint32_t ad);
 /* Names the adapter on both drivers and in the configuration; the outcome
- * is the last error. A name that does not fit 63 characters gets
- * QOR_STATUS_EINVAL and changes nothing. */
+ * is the last error. A name that does not fit 63 characters, or that the
+ * configuration file cannot carry (control characters, '"', ';', '\',
+ * bytes that are not UTF-8), gets QOR_STATUS_EINVAL and changes nothing. */
 void qorl_adapter_set_name(unsigned int ad_id, char *name);
 
 #ifdef __cplusplus

@@ -123,13 +123,21 @@ typedef struct qorl_ioc_config_s {
 
 /* ---- reader ------------------------------------------------------------ */
 
-/* Reads the file at path into the model, adding to what it holds. Always
- * QOR_STATUS_OK; a file that cannot be opened is an empty configuration. */
+/* Reads the file at path into the model, adding to what it holds, and keeps
+ * a copy of the model as loaded for the write-back. Lines the model does not
+ * hold are kept and written back verbatim; a line naming a setting that
+ * cannot be read is reported once on standard error. Always QOR_STATUS_OK;
+ * a missing file is an empty configuration, one that cannot be read leaves
+ * everything as it was. */
 qor_status_t qorl_config_load(char *path);
-/* Handles one line of the file (newline included); NULL is ignored. */
+/* Handles one line of the file (up to its first newline); a line the model
+ * does not take is kept. NULL is ignored. */
 void qorl_config_parse(char *value);
 /* Stores the text value for setting code type (0-35) in slot idx (0-127)
- * of the adapter table (codes 0-3) or the port table; sets its bit. */
+ * of the adapter table (codes 0-3) or the port table; sets its bit. A text
+ * the configuration cannot carry (control characters, '"', ';', '\', bytes
+ * that are not UTF-8, a word that would change its line's kind) changes
+ * nothing. */
 void qorl_config_set_data(int type, int idx, void *value);
 /* Drops blanks, tabs, quotes, ";" and newlines at both ends of input (in
  * place) and copies the rest to output (strlen(input) + 1 bytes, at
@@ -165,7 +173,8 @@ void qorl_config_ioc_pwwn(uint16_t inst, wwn_t wwn);
 void qorl_config_ethioc_mac(uint16_t inst, mac_t mac);
 /* First adapter slot whose id equals serialnum, or -1. */
 int qorl_config_ad_lookup(char *serialnum);
-/* The first adapter slot without an id gets serialnum (at most 11 characters). */
+/* The first adapter slot without an id gets serialnum (at most 11
+ * characters); a serial number the file cannot carry gets none. */
 void qorl_config_ad_add(char *serialnum);
 /* The host's node name into host (65 bytes). */
 void qorl_get_hostname(char *host);
@@ -174,7 +183,9 @@ wwn_t wwn_convert(char *value);
 /* Every character a hexadecimal digit (others count as 0), modulo 2^32. */
 int xstrtoi(char *hex);
 
-/* ---- setters (changes reach the file at the next write-back) ------------ */
+/* ---- setters (changes reach the file at the next write-back) ------------
+ * Setters that take text change nothing on text the file cannot carry. The
+ * port setters record nothing for an Ethernet-side controller. */
 
 void qorl_config_speed(qorl_t *qorl, qor_port_speed_t speed);
 void qorl_config_topology(qorl_t *qorl, qor_port_topology_t topo);
@@ -223,9 +234,14 @@ void qorl_config_vf_list(qorl_t *qorl, uint16_t vf_id, qor_boolean_t mode);
 
 /* ---- write-back --------------------------------------------------------- */
 
-/* Replaces the file at path atomically with the model's text. QOR_STATUS_EFOPEN
- * when the new file cannot be created, QOR_STATUS_EIO when writing it fails;
- * the old file then stays as it was. */
+/* Replaces the file at path atomically. For the file last loaded: under a
+ * lock on "<path>.lock", the file is read again and what this process
+ * changed since it loaded is applied onto it; the model is then the file
+ * written. Any other path gets the model's text. QOR_STATUS_EFOPEN when the
+ * path is a directory or the file, its lock or the new file cannot be
+ * opened; QOR_STATUS_EIO when reading or writing fails once opened;
+ * QOR_STATUS_ENOMEM. After a failure the file and the model stay as they
+ * were. */
 qor_status_t qorl_config_sync(char *path);
 /* Header and adapter sections; resets the reader's adapter counter. */
 qor_status_t qorl_config_ad_update(FILE *fd);

@@ -80,7 +80,10 @@ qor_status_t qorl_iocfc_get_attr(qorl_t *qorl, qor_iocfc_attr_t *iocfc_attr);
 /* Settings, recorded in the configuration once the driver accepts them.
  * Coalescing: FC side only; delay and latency in microseconds. */
 qor_status_t qorl_iocfc_intr_set(qorl_t *qorl, qor_boolean_t coalesce, uint16_t delay, uint16_t latency);
-/* A name longer than 63 characters gets QOR_STATUS_EINVAL and sends nothing. */
+/* A name longer than 63 characters, or one the configuration file cannot
+ * carry (control characters, '"', ';', '\', bytes that are not UTF-8,
+ * "adapter" in a port name, "qor" in an Ethernet port name), gets
+ * QOR_STATUS_EINVAL and sends nothing. */
 qor_status_t qorl_ioc_set_name(qorl_t *qorl, char *name);
 
 #ifdef __cplusplus

@@ -37,8 +37,9 @@ qor_status_t qorl_rport_set_speed(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, wwn_
  * Sends the frame (header fchs, payload reqbuf of reqsz bytes) from logical
  * port lpwwn to dpwwn (0: a fabric address) and waits up to tsecs seconds.
  * The driver writes the response into rspbuf; *rspsz is its room on entry
- * and the response size on return. A driver that claims more than the room
- * gets QOR_STATUS_EPROTOCOL, with *rspsz cut to the room.
+ * and, when the request reached the driver, the size the driver reports on
+ * return, also one above the room (how much the reply needed). The result
+ * is the driver's status.
  */
 qor_status_t qorl_fcpt(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t dpwwn, uint32_t tsecs, qor_boolean_t cts,
 		       fc_cos_t cos, fchs_t *fchs, void *reqbuf, uint32_t reqsz, void *rspbuf, uint32_t *rspsz);
@@ -46,8 +47,9 @@ qor_status_t qorl_fcpt(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t dpwwn, u
  * The remote port's symbolic name from the fabric name server (GSPN_ID),
  * asked from logical port lpwwn; rport_pid is the remote port's address as
  * its attributes store it. QOR_STATUS_PORT_OFFLINE when the logical port
- * has no address, QOR_STATUS_FABRIC_RJT when the name server does not
- * accept, QOR_STATUS_EPROTOCOL for a malformed reply. An empty name leaves
+ * has no address, QOR_STATUS_FABRIC_RJT when the reply holds no accept.
+ * The reply is read from the library's own cleared buffer whatever size was
+ * reported, so a name ends where the reply did. An empty name leaves
  * symname untouched; otherwise it is terminated.
  */
 qor_status_t qorl_get_rport_symname(qorl_t *qorl, uint16_t vf_id, uint32_t rport_pid, wwn_t lpwwn, wwn_t rpwwn,
@@ -56,8 +58,9 @@ qor_status_t qorl_get_rport_symname(qorl_t *qorl, uint16_t vf_id, uint32_t rport
  * The remote port's link error status block (RLS) as
  * QORL_RPORT_REMOTE_LINK_STATS_COUNT (6) pairs. QOR_STATUS_PORT_OFFLINE or
  * QOR_STATUS_RPORT_OFFLINE when an address is missing (nothing sent),
- * QOR_STATUS_FAILED when the reply is not an accept, QOR_STATUS_EPROTOCOL
- * for a short one.
+ * QOR_STATUS_FAILED when the reply is not an accept. The accept is read from
+ * the library's own cleared 28 bytes whatever size was reported; counters
+ * that did not arrive read 0.
  */
 qor_status_t qorl_rport_get_remote_link_error_status(qorl_t *qorl, wwn_t lpwwn, wwn_t rpwwn, qorl_stats_t *stats);
 
