@@ -146,6 +146,8 @@ struct LogRec {
 	std::vector<uint8_t> in, out;
 };
 
+uint64_t new_units_serial();
+
 struct Model {
 	std::vector<Adapter> adapters;
 	std::vector<Function> fns;
@@ -166,6 +168,9 @@ struct Model {
 	uint64_t flash_write_ns = 0, flash_erase_ns = 0;
 	bool flash_wall = false;
 	int next_flash_fault = 0;
+	// Which set of logical units this is; a change takes a new one, so the
+	// sysfs tree is written again (sim/scsi_model.cc).
+	uint64_t units_serial = new_units_serial();
 
 	Function *fn_at(int drv, int instance);
 };
@@ -235,6 +240,9 @@ void set_root(const char *dir);
 // Where a configuration path (or the emulator's saved state under
 // /var/lib/qorsim) resolves now; false when there is no root.
 bool root_path(const char *path, std::string &out);
+// The root when it is a directory of the emulator's own (not the host's
+// "/"); false otherwise.
+bool root_dir(std::string &out);
 
 // ---- flash (sim/sim_flash.cc) ----------------------------------------------
 // The card's flash, built or loaded on first use.

@@ -240,6 +240,19 @@ const std::vector<invocation> &walk()
 		{"boot inspect", "@PKG@"},
 		{"boot update", "@PKG@ --all"},
 		{"boot update", "@PKG@ 2 --devid 0x17"},
+		{"lun list", "1/0"},
+		{"lun list", "1/1 50:01:43:80:02:5b:6e:20"},
+		{"lun list", "2/0 0x500a098186f71c10"},
+		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 0"},
+		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 300 --page 0x00"},
+		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 1 --page 0x80 --hex"},
+		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 2 --page 131"},
+		{"scsi capacity", "1/0 50:06:0e:80:10:3a:7c:00 0"},
+		{"scsi capacity", "1/0 50:06:0e:80:10:3a:7c:00 1"},
+		{"scsi tur", "1/1 50:01:43:80:02:5b:6e:20 0"},
+		{"scsi tur", "1/0 50:06:0e:80:10:3a:7c:00 7"},
+		{"scsi read", "1/0 50:06:0e:80:10:3a:7c:00 0 0"},
+		{"scsi read", "1/0 50:06:0e:80:10:3a:7c:01 1 41943035 --count 5 --output /dev/null"},
 	};
 	return w;
 }
@@ -654,6 +667,7 @@ TEST_F(Mxt, EveryAddressThatLeadsNowhereIsNamed)
 		{"TEXT", "x"},   {"MODE", "on"},      {"SPEED", "4"},   {"TOPO", "loop"},
 		{"ALPA", "0x01"}, {"BYTES", "2048"}, {"RPWWN", "21:00:00:24:ff:00:00:01"},
 		{"PART", "fw"},   {"FILE", "/nonexistent/part.bin"}, {"PKG", "/nonexistent/pkg.tar"},
+		{"LUN", "0"},    {"LBA", "0"},
 	};
 	struct miss {
 		const char *arg, *value, *says;
@@ -1121,6 +1135,146 @@ TEST_F(Mxt, FlashAndBootRefusals)
 	result r = mxt("flash write 1 fw " + fw);
 	EXPECT_EQ(r.rc, 1);
 	EXPECT_TRUE(has(r.err, "QOR_STATUS_CHECKSUM_FAIL")) << r.err;
+}
+
+// ---- logical units and SCSI commands ----------------------------------------------
+
+const char *const kArrayA = "50:06:0e:80:10:3a:7c:00";
+
+// On the default hardware every target of port 1/0 shows its units, with
+// capacities and the device nodes the emulator's sysfs tree gives them, in
+// each of the tree's layouts.
+TEST_F(Mxt, LunListShowsUnitsCapacitiesAndDevices)
+{
+	result r = mxt("--json lun list 1/0");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	json rows = collect("lun list", "lun list 1/0", r.out);
+	ASSERT_EQ(rows.size(), 6u) << r.out;
+	struct expect {
+		const char *rpwwn;
+		int lun;
+		const char *fcp_lun;
+		uint64_t bytes;
+		const char *capacity, *device;
+	} want[] = {
+		{kArrayA, 0, "0000000000000000", 20971520ull * 512, "10.0 GiB", "/dev/sda"},
+		{kArrayA, 1, "0001000000000000", 6442450944ull * 512, "3.0 TiB", "/dev/sdb"},
+		{kArrayA, 2, "0002000000000000", 131072ull * 4096, "512.0 MiB", "/dev/sdc"}, // "block:sdc" entry
+		{kArrayA, 300, "412c000000000000", 204800ull * 512, "100.0 MiB", "/dev/sdd"}, // "block" link
+		{"50:06:0e:80:10:3a:7c:01", 0, "0000000000000000", 41943040ull * 512, "20.0 GiB", "/dev/sde"},
+		{"50:06:0e:80:10:3a:7c:01", 1, "0001000000000000", 41943040ull * 512, "20.0 GiB", "/dev/sdf"},
+	};
+	for (size_t i = 0; i < rows.size(); i++) {
+		const json &row = rows[i];
+		SCOPED_TRACE(row.dump());
+		EXPECT_EQ(row["port"], "1/0");
+		EXPECT_EQ(row["rpwwn"], want[i].rpwwn);
+		EXPECT_EQ(row["lun"], want[i].lun);
+		EXPECT_EQ(row["fcp_lun"], want[i].fcp_lun);
+		EXPECT_EQ(row["type"], "disk");
+		EXPECT_EQ(row["vendor"], "QOR");
+		EXPECT_EQ(row["product"], "QX-Array A");
+		EXPECT_EQ(row["capacity_bytes"], want[i].bytes);
+		EXPECT_EQ(row["capacity"], want[i].capacity);
+		EXPECT_EQ(row["device"], want[i].device);
+	}
+	result t = mxt("lun list 1/0");
+	ASSERT_EQ(t.rc, 0) << t.err;
+	EXPECT_TRUE(has(t.out, "3.0 TiB")) << t.out;
+	EXPECT_TRUE(has(t.out, "/dev/sdd")) << t.out;
+
+	json tape = json::parse(mxt("--json lun list 1/1").out);
+	ASSERT_EQ(tape.size(), 1u);
+	EXPECT_EQ(tape[0]["type"], "tape");
+	EXPECT_EQ(tape[0]["device"], "/dev/st0");
+	EXPECT_TRUE(tape[0]["capacity_bytes"].is_null());
+	check_schemas();
+}
+
+// The block read is the emulator's documented pattern: the LBA big-endian in
+// bytes 0-7, then (LBA + LUN + i) mod 256.
+TEST_F(Mxt, ScsiReadWritesThePattern)
+{
+	const std::string blk = root + "/blk";
+	result r = mxt(std::string("scsi read 1/0 ") + kArrayA + " 0 0 -o " + blk);
+	ASSERT_EQ(r.rc, 0) << r.err;
+	std::string data = qt::read_file(blk);
+	ASSERT_EQ(data.size(), 512u);
+	for (size_t i = 0; i < data.size(); i++)
+		ASSERT_EQ((uint8_t)data[i], i < 8 ? 0 : (uint8_t)i) << "byte " << i;
+
+	// Twelve blocks across the 8-block commands, from LUN 300, to a pipe.
+	r = mxt(std::string("scsi read 1/0 ") + kArrayA + " 300 1000 --count 12");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	ASSERT_EQ(r.out.size(), 12u * 512);
+	for (uint64_t b = 0; b < 12; b++)
+		for (size_t i = 0; i < 512; i++) {
+			const uint64_t lba = 1000 + b;
+			const uint8_t want = i < 8 ? (uint8_t)(lba >> (56 - 8 * i)) : (uint8_t)(lba + 300 + i);
+			ASSERT_EQ((uint8_t)r.out[b * 512 + i], want) << "block " << lba << " byte " << i;
+		}
+	// The last block of the unit, where an 8-block command would run past the end.
+	json j = json::parse(mxt(std::string("--json scsi read 1/0 ") + kArrayA + " 300 204799").out);
+	std::string hex = j["data"];
+	EXPECT_EQ(hex.substr(0, 16), "0000000000031fff");
+	EXPECT_EQ(j["bytes"], 512);
+}
+
+// What a target refuses comes back with its sense data named: exit 1, the
+// standard names on stderr, the decoded sense in the JSON error.
+TEST_F(Mxt, RefusedScsiCommandsNameTheirSense)
+{
+	result r = mxt("scsi capacity 1/1 50:01:43:80:02:5b:6e:20 0");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_EQ(r.err, "mxt: reading the capacity of LUN 0 of 50:01:43:80:02:5b:6e:20 on port 1/1: CHECK CONDITION: "
+			 "ILLEGAL REQUEST, INVALID COMMAND OPERATION CODE (ASC/ASCQ 20/00)\n");
+	r = mxt(std::string("--json scsi inquiry 1/0 ") + kArrayA + " 9 --page 0x80");
+	EXPECT_EQ(r.rc, 1);
+	json e = collect("error", "inquiry of a missing LUN", r.out);
+	EXPECT_TRUE(e["error"]["status"].is_null());
+	EXPECT_EQ(e["error"]["scsi"]["status"], 2);
+	EXPECT_EQ(e["error"]["scsi"]["status_name"], "CHECK CONDITION");
+	EXPECT_EQ(e["error"]["scsi"]["sense"],
+		  json({{"key", 5}, {"key_name", "ILLEGAL REQUEST"}, {"asc", 0x25}, {"ascq", 0},
+			{"description", "LOGICAL UNIT NOT SUPPORTED"}}));
+
+	// Not ready is an answer, not a failure.
+	r = mxt(std::string("--json scsi tur 1/0 ") + kArrayA + " 9");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	json t = collect("scsi tur", "tur of a missing LUN", r.out);
+	EXPECT_EQ(t["ready"], false);
+	EXPECT_EQ(t["sense"]["asc"], 0x25);
+
+	// Refused before anything is sent to a target.
+	r = mxt(std::string("scsi read 1/0 ") + kArrayA + " 300 204799 --count 2");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_TRUE(has(r.err, "blocks 204799 to 204800 are past the end of LUN 300")) << r.err;
+	EXPECT_TRUE(has(r.err, "which has 204800 blocks")) << r.err;
+	r = mxt("lun list 1/0 21:00:00:24:ff:4c:8e:10");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_TRUE(has(r.err, "is not a SCSI target")) << r.err;
+	check_schemas();
+}
+
+// A target that cannot list its units is one row with the error; the
+// others are still shown.
+TEST_F(Mxt, LunListShowsATargetThatFailsAsARow)
+{
+	std::string topo = root + "/t.json";
+	qt::write_file(topo, R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
+		{"pwwn":"50:00:00:00:00:00:00:01","luns":[{"lun":0}],"scsi_fault":{"mode":"no_answer"}},
+		{"pwwn":"50:00:00:00:00:00:00:02","luns":[{"lun":0,"blocks":8}]}]}}]}]})");
+	result r = mxt("--json lun list 1/0", topo);
+	ASSERT_EQ(r.rc, 0) << r.err;
+	json rows = collect("lun list", "a target that does not answer", r.out);
+	ASSERT_EQ(rows.size(), 2u) << r.out;
+	EXPECT_TRUE(rows[0]["lun"].is_null());
+	EXPECT_EQ(rows[0]["error"]["name"], "QOR_STATUS_ETIMER");
+	EXPECT_EQ(rows[1]["capacity_bytes"], 4096);
+	r = mxt("lun list 1/0 50:00:00:00:00:00:00:01", topo);
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_TRUE(has(r.err, "listing the LUNs of 50:00:00:00:00:00:00:01 on port 1/0: status 5 (QOR_STATUS_ETIMER)"))
+		<< r.err;
 	check_schemas();
 }
 

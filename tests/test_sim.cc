@@ -498,7 +498,16 @@ TEST_F(SimTest, ConfigurationPathsResolveUnderRoot)
 	EXPECT_EQ(access("/etc/hba.conf", F_OK), -1);
 	EXPECT_EQ(remove("/etc/qor.conf"), 0);
 	EXPECT_NE(access(root_path("/etc/qor.conf").c_str(), F_OK), 0);
-	EXPECT_EQ(opendir("/sys/class/scsi_device"), nullptr) << "absent under the root";
+	// The SCSI device tree is the root's: the emulated units' and what else lies there.
+	qt::write_file(root_path("/sys/class/scsi_device/9:0:0:0/device/block:sdz"), "");
+	DIR *d = opendir("/sys/class/scsi_device");
+	ASSERT_NE(d, nullptr);
+	std::set<std::string> names;
+	while (const dirent *e = readdir(d))
+		names.insert(e->d_name);
+	closedir(d);
+	EXPECT_TRUE(names.count("9:0:0:0"));
+	EXPECT_TRUE(names.count("1:0:0:0")) << "the first unit of the default topology";
 }
 
 // ---- topology validation ------------------------------------------------------------------------

@@ -44,12 +44,12 @@ std::string range(long lo, long hi)
 	return "a decimal number from " + std::to_string(lo) + " to " + std::to_string(hi);
 }
 
-int read_decimal(const std::string &name, const std::string &s, long lo, long hi, const char *what)
+long read_number(const std::string &name, const std::string &s, long lo, long hi, bool hex, const char *what)
 {
 	long v = 0;
-	if (!number_in(s, lo, hi, false, &v))
-		refuse(name, s, what, "give " + range(lo, hi));
-	return (int)v;
+	if (!number_in(s, lo, hi, hex, &v))
+		refuse(name, s, what, "give " + range(lo, hi) + (hex ? " (or 0x and hex digits)" : ""));
+	return v;
 }
 
 void read_port_address(const std::string &name, const std::string &s, int *adapter, int *port)
@@ -104,13 +104,13 @@ void read_arg(call &c, const param &p, const std::string &s)
 	long v = 0;
 	switch (p.type) {
 	case arg::adapter:
-		c.adapter = read_decimal(p.name, s, 1, max_adapter, "an adapter number");
+		c.adapter = (int)read_number(p.name, s, 1, max_adapter, false, "an adapter number");
 		break;
 	case arg::port:
 		read_port_address(p.name, s, &c.adapter, &c.port);
 		break;
 	case arg::controller:
-		c.id = read_decimal(p.name, s, 0, max_controller, "a controller id");
+		c.id = (int)read_number(p.name, s, 0, max_controller, false, "a controller id");
 		break;
 	case arg::wwn:
 		c.wwn = read_wwn(p.name, s);
@@ -130,7 +130,7 @@ void read_arg(call &c, const param &p, const std::string &s)
 		refuse(p.name, s, "a valid choice", "use one of " + list);
 	}
 	case arg::number:
-		c.numbers[p.name] = read_decimal(p.name, s, p.lo, p.hi, "a valid number");
+		c.numbers[p.name] = read_number(p.name, s, p.lo, p.hi, p.hex, "a valid number");
 		break;
 	case arg::speed:
 		if (!qor_speed_parse(s.c_str(), &c.speed))

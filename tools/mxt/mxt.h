@@ -32,6 +32,7 @@ struct failure {
 	std::string message;
 	bool has_status = false;
 	qor_status_t status = QOR_STATUS_OK;
+	doc scsi = nullptr; // what a target answered, for a SCSI command it refused
 };
 [[noreturn]] void fail(const std::string &what);
 // "what: status N (NAME): meaning; hint".

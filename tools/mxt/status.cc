@@ -116,6 +116,8 @@ doc error_doc(const failure &f)
 	e["status"] = f.has_status ? doc((unsigned)f.status) : doc();
 	e["name"] = f.has_status ? doc(status_name(f.status)) : doc();
 	e["message"] = f.message;
+	if (!f.scsi.is_null())
+		e["scsi"] = f.scsi;
 	return {{"error", e}};
 }
 

@@ -41,6 +41,7 @@ struct param {
 	long lo = 0, hi = 0;       // number range
 	const char *def = nullptr; // value of an option that is not given
 	bool optional = false;     // a positional that may be left out
+	bool hex = false;          // a number may also be given as 0x and hex digits
 };
 
 struct call;
@@ -157,9 +158,16 @@ doc flash_erase(call &);
 doc flash_optrom(call &);
 doc boot_inspect(call &);
 doc boot_update(call &);
+doc lun_list(call &);
+doc scsi_inquiry(call &);
+doc scsi_capacity(call &);
+doc scsi_tur(call &);
+doc scsi_read(call &);
 
 // The attributes of the port the call names.
 qor_port_attr_t read_port_attr(const call &c);
+// Every remote port WWN of the logical port lpwwn of the call's port.
+std::vector<wwn_t> rport_wwns(const call &c, wwn_t lpwwn);
 // The controller record of the list for a copy kept by an adapter.
 qorl_t *listed_controller(const qorl_t *copy);
 // A controller as 'ioc list' and 'adapter show' show it.

@@ -14,6 +14,7 @@
 #include "qor_ioctl_rport.h"
 #include "qor_ioctl_itnim.h"
 #include "qor_ioctl_fcpt.h"
+#include "qor_ioctl_scsi.h"
 #include "qor_ioctl_ethport.h"
 #include "qor_ioctl_flash.h"
 #include "qor_requests.h"
@@ -61,6 +62,8 @@ typedef union qorl_ioctl_u {
 	qor_ioctl_itnim_reset_stats_t itnim_reset_stats;
 	/* fabric pass-through */
 	qor_ioctl_fcpt_t fcpt;
+	/* SCSI command */
+	qor_ioctl_scsi_t scsi;
 	/* Ethernet port and FCoE */
 	qor_ioctl_ethport_stats_t ethport_stats;
 	qor_ioctl_ethport_attr_t ethport_attr;

@@ -15,6 +15,7 @@
 #include "qor_ioctl_rport.h"
 #include "qor_ioctl_itnim.h"
 #include "qor_ioctl_fcpt.h"
+#include "qor_ioctl_scsi.h"
 #include "qor_ioctl_ethport.h"
 #include "qor_ioctl_flash.h"
 
