@@ -204,5 +204,5 @@ int main(int argc, char **argv)
 		rc = 1;
 	}
 	qorl_libexit();
-	return rc;
+	return rc ? rc : opts().exit_code;
 }

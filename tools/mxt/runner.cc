@@ -111,8 +111,8 @@ const char *side_noun(side s)
 }
 
 // Names of the argument kinds, in the order of enum arg.
-constexpr const char *arg_words[] = {"adapter", "port",   "controller", "wwn",  "text", "choice",
-				     "number",  "speed",  "topology",   "alpa", "flag", "ports"};
+constexpr const char *arg_words[] = {"adapter", "port",     "controller", "wwn",  "text", "choice", "number",
+				     "speed",   "topology", "alpa",       "partition", "flag", "ports"};
 static_assert(sizeof arg_words / sizeof *arg_words == (size_t)arg::ports + 1);
 
 const char *effect_word(effect e)
