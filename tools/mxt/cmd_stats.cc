@@ -7,6 +7,7 @@
 #include <charconv>
 #include <csignal>
 #include <ctime>
+#include <deque>
 #include <iostream>
 #include <map>
 #include <unordered_map>
@@ -169,33 +170,50 @@ doc snap_doc(const port_snap &s)
 
 // ---- the Prometheus text format -------------------------------------------------
 
-// Metric families in order of first use; the samples of each family stay
-// together, as the format asks.
+// Metric families in order of first use; the samples of each family are
+// written together, as the format asks. A sample is a label set (kept once)
+// and a value; the HELP text is made only for a new family, so that
+// thousands of remote ports cost one lookup a sample and no text is copied
+// until it is written.
 class exposition {
 public:
-	void add(const std::string &name, const char *type, const std::string &help, const std::string &labels,
-		 uint64_t value)
+	// A label set: `a="1",b="2"`; its id for add().
+	size_t labels(std::string set)
+	{
+		sets_.push_back(std::move(set));
+		return sets_.size() - 1;
+	}
+	void add(const std::string &name, const char *type, std::string_view help, std::string_view detail,
+		 size_t set, uint64_t value)
 	{
 		auto [it, fresh] = at_.try_emplace(name, fams_.size());
 		if (fresh)
-			fams_.push_back({name, type, help, {}});
-		std::string &out = fams_[it->second].samples;
-		out += name;
-		if (!labels.empty())
-			out += "{" + labels + "}";
-		out += ' ';
-		char num[24];
-		auto r = std::to_chars(num, num + sizeof num, value);
-		out.append(num, r.ptr);
-		out += '\n';
+			fams_.push_back({name, type, escaped(std::string(help).append(detail), false), {}});
+		fams_[it->second].samples.push_back({set, value});
 	}
-	std::string text() const
+	// Writes the text in pieces of about 64 KiB to out.
+	void write(const std::function<void(std::string_view)> &out) const
 	{
-		std::string t;
-		for (const family &f : fams_)
-			t += "# HELP " + f.name + " " + escaped(f.help, false) + "\n# TYPE " + f.name + " " + f.type +
-			     "\n" + f.samples;
-		return t;
+		std::string buf;
+		buf.reserve(1 << 17);
+		char num[24];
+		for (const family &f : fams_) {
+			buf.append("# HELP ").append(f.name).append(" ").append(f.help);
+			buf.append("\n# TYPE ").append(f.name).append(" ").append(f.type).append("\n");
+			for (const auto &[set, value] : f.samples) {
+				buf.append(f.name);
+				if (!sets_[set].empty())
+					buf.append("{").append(sets_[set]).append("}");
+				buf += ' ';
+				buf.append(num, std::to_chars(num, num + sizeof num, value).ptr);
+				buf += '\n';
+				if (buf.size() >= (1 << 16)) {
+					out(buf);
+					buf.clear();
+				}
+			}
+		}
+		out(buf);
 	}
 	// A label value with backslash, newline (and in labels the double quote) escaped.
 	static std::string escaped(const std::string &v, bool label = true)
@@ -218,10 +236,12 @@ private:
 	struct family {
 		std::string name;
 		const char *type;
-		std::string help, samples;
+		std::string help;
+		std::vector<std::pair<size_t, uint64_t>> samples;
 	};
 	std::vector<family> fams_;
 	std::unordered_map<std::string, size_t> at_;
+	std::deque<std::string> sets_;
 };
 
 // What each counter group counts, for HELP lines.
@@ -247,15 +267,18 @@ bool is_age(const counter &c)
 	return c.key.rfind("seconds_since", 0) == 0;
 }
 
-void add_counters(exposition &x, const std::string &group, const counter_list &values, const std::string &labels)
+void add_counters(exposition &x, const std::string &group, const counter_list &values, size_t labels)
 {
+	const std::string noun = group_noun(group);
+	const std::string age = "Seconds since the " + noun + " counters were reset", each = noun + " counter: ";
+	std::string name;
 	for (const counter &c : values) {
 		if (is_age(c))
-			x.add("qorl_" + group + "_since_reset_seconds", "gauge",
-			      std::string("Seconds since the ") + group_noun(group) + " counters were reset", labels, c.value);
+			x.add(name.assign("qorl_").append(group).append("_since_reset_seconds"), "gauge", age, "", labels,
+			      c.value);
 		else
-			x.add("qorl_" + group + "_" + c.key + "_total", "counter",
-			      std::string(group_noun(group)) + " counter: " + c.label, labels, c.value);
+			x.add(name.assign("qorl_").append(group).append("_").append(c.key).append("_total"), "counter", each,
+			      c.label, labels, c.value);
 	}
 }
 
@@ -264,36 +287,37 @@ std::string label(const char *name, const std::string &value)
 	return std::string(name) + "=\"" + exposition::escaped(value) + "\"";
 }
 
-std::string prometheus(const std::vector<port_snap> &snaps)
+exposition prometheus(const std::vector<port_snap> &snaps)
 {
 	exposition x;
 	uint64_t failed = 0;
 	for (const port_snap &s : snaps) {
-		std::string labels = label("adapter", std::to_string(s.adapter)) + "," + label("port", std::to_string(s.port));
+		std::string text = label("adapter", std::to_string(s.adapter)) + "," + label("port", std::to_string(s.port));
 		if (s.fc_side())
-			labels += "," + label("port_wwn", wwn_text(s.q->pwwn));
+			text += "," + label("port_wwn", wwn_text(s.q->pwwn));
 		if (s.q->ioc_type != QOR_IOC_TYPE_FC)
-			labels += "," + label("mac", mac_text(s.q->mac));
+			text += "," + label("mac", mac_text(s.q->mac));
+		const size_t labels = x.labels(text);
 		const std::string k = s.kind;
 		if (s.have_attr) {
 			const doc state = state_of(s);
-			x.add("qorl_" + k + "_up", "gauge", "1 when the port's link is up, else 0", labels,
+			x.add("qorl_" + k + "_up", "gauge", "1 when the port's link is up, else 0", "", labels,
 			      s.attr.port_state == QOR_PORT_ST_LINKUP ? 1 : 0);
 			const unsigned gbps = qor_speed_gbps(s.attr.speed);
 			if (gbps)
-				x.add("qorl_" + k + "_speed_bytes", "gauge", "Link speed in bytes per second", labels,
+				x.add("qorl_" + k + "_speed_bytes", "gauge", "Link speed in bytes per second", "", labels,
 				      (uint64_t)gbps * 125000000u);
-			x.add("qorl_" + k + "_info", "gauge", "The port's state, in the library's words", 
-			      labels + "," + label("state", state.is_null() ? "unknown" : state.get<std::string>()), 1);
+			x.add("qorl_" + k + "_info", "gauge", "The port's state, in the library's words", "",
+			      x.labels(text + "," + label("state", state.is_null() ? "unknown" : state.get<std::string>())), 1);
 		}
 		for (const counter_group &g : s.groups)
 			add_counters(x, g.name, g.values, labels);
 		for (const auto &[w, c] : s.rports)
-			add_counters(x, "fc_rport", c, labels + "," + label("rport_wwn", wwn_text(w)));
+			add_counters(x, "fc_rport", c, x.labels(text + "," + label("rport_wwn", wwn_text(w))));
 		failed += s.errors.size();
 	}
-	x.add("qorl_stats_read_errors", "gauge", "Reads of counters that failed in this run", "", failed);
-	return x.text();
+	x.add("qorl_stats_read_errors", "gauge", "Reads of counters that failed in this run", "", x.labels(""), failed);
+	return x;
 }
 
 // ---- --watch ---------------------------------------------------------------------------
@@ -477,11 +501,16 @@ doc stats(call &c)
 	const std::vector<port_snap> snaps = snapshot(ports, rports);
 	warn_errors(snaps);
 	if (prom) {
-		const std::string text = prometheus(snaps);
-		if (output.empty())
-			std::cout << text << std::flush;
-		else
-			replace_file(output, text);
+		const exposition x = prometheus(snaps);
+		if (output.empty()) {
+			std::cout.flush();
+			x.write([](std::string_view piece) { fwrite(piece.data(), 1, piece.size(), stdout); });
+			fflush(stdout);
+		} else {
+			replace_file_with(output, [&](int fd) {
+				x.write([&](std::string_view piece) { write_all(fd, piece, output); });
+			});
+		}
 		return printed();
 	}
 	doc rows = doc::array();

@@ -67,18 +67,16 @@ void replace_file_with(const std::string &path, const std::function<void(int fd)
 	}
 }
 
-void replace_file(const std::string &path, const std::string &content)
+void write_all(int fd, std::string_view data, const std::string &path)
 {
-	replace_file_with(path, [&](int fd) {
-		for (size_t at = 0; at < content.size();) {
-			ssize_t n = ::write(fd, content.data() + at, content.size() - at);
-			if (n < 0 && errno == EINTR)
-				continue;
-			if (n <= 0)
-				fail_errno("writing " + path, errno, "check the space left on its file system");
-			at += (size_t)n;
-		}
-	});
+	for (size_t at = 0; at < data.size();) {
+		ssize_t n = ::write(fd, data.data() + at, data.size() - at);
+		if (n < 0 && errno == EINTR)
+			continue;
+		if (n <= 0)
+			fail_errno("writing " + path, errno, "check the space left on its file system");
+		at += (size_t)n;
+	}
 }
 
 } // namespace mxt

@@ -57,7 +57,8 @@ std::string scalar_text(const doc &v);
 // is synced and renamed over it. A target that exists and is not a regular
 // file is refused; a failure leaves the old file and no temporary.
 void replace_file_with(const std::string &path, const std::function<void(int fd)> &write);
-void replace_file(const std::string &path, const std::string &content);
+// Writes all of data to fd; fails naming path.
+void write_all(int fd, std::string_view data, const std::string &path);
 
 // Library session: init under an application identity, load, discover.
 // Fails with the driver message when no driver answers.
