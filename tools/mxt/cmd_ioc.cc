@@ -81,10 +81,7 @@ doc attributes(const qor_ioc_attr_t &a)
 	x["is_mezz"] = ad.is_mezz != 0;
 	x["trunk_capable"] = ad.trunk_capable != 0;
 	d["adapter_attr"] = x;
-	const qor_ioc_driver_attr_t &dr = a.driver_attr;
-	d["driver_attr"] = {{"driver", field(dr.driver)},   {"driver_ver", field(dr.driver_ver)},
-			    {"fw_ver", field(dr.fw_ver)},   {"bios_ver", field(dr.bios_ver)},
-			    {"efi_ver", field(dr.efi_ver)}, {"ob_ver", field(dr.ob_ver)}};
+	d["driver_attr"] = driver_doc(a.driver_attr);
 	const qor_ioc_pci_attr_t &p = a.pci_attr;
 	d["pci_attr"] = {{"vendor_id", hex16(p.vendor_id)},
 			 {"device_id", hex16(p.device_id)},
@@ -119,6 +116,12 @@ doc statistics(const qor_ioc_stats_t &s)
 }
 
 } // namespace
+
+doc driver_doc(const qor_ioc_driver_attr_t &dr)
+{
+	return {{"driver", field(dr.driver)},   {"driver_ver", field(dr.driver_ver)}, {"fw_ver", field(dr.fw_ver)},
+		{"bios_ver", field(dr.bios_ver)}, {"efi_ver", field(dr.efi_ver)},       {"ob_ver", field(dr.ob_ver)}};
+}
 
 doc port_of(qorl_t *q)
 {

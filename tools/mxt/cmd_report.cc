@@ -259,15 +259,10 @@ doc versions(time_t now)
 		qor_ioc_attr_t a;
 		if (!q || qorl_ioc_get_attr(q, &a) != QOR_STATUS_OK)
 			continue;
-		const qor_ioc_driver_attr_t &d = a.driver_attr;
-		drivers.push_back({{"id", i},
-				   {"driver", field(d.driver)},
-				   {"driver_ver", field(d.driver_ver)},
-				   {"fw_ver", field(d.fw_ver)},
-				   {"bios_ver", field(d.bios_ver)},
-				   {"efi_ver", field(d.efi_ver)},
-				   {"ob_ver", field(d.ob_ver)},
-				   {"optrom_ver", field(a.adapter_attr.optrom_ver)}});
+		doc d = {{"id", i}};
+		d.update(driver_doc(a.driver_attr));
+		d["optrom_ver"] = field(a.adapter_attr.optrom_ver);
+		drivers.push_back(d);
 	}
 	v["controllers"] = drivers;
 	const char *root = getenv("QORSIM_ROOT"), *topo = getenv("QORSIM_TOPOLOGY");

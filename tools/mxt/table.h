@@ -188,6 +188,8 @@ qor_port_attr_t read_port_attr(const call &c);
 std::vector<wwn_t> rport_wwns(const call &c, wwn_t lpwwn);
 // The controller record of the list for a copy kept by an adapter.
 qorl_t *listed_controller(const qorl_t *copy);
+// The driver, firmware and boot code versions of a controller's attributes.
+doc driver_doc(const qor_ioc_driver_attr_t &dr);
 // A controller as 'ioc list' and 'adapter show' show it.
 doc controller_doc(qorl_t *q);
 // "A/P" of the port a controller (or an adapter's copy of one) serves; null
