@@ -20,6 +20,7 @@ extern "C" {
 #define QORSIM_SAN_FAULT_RSPSZ_OVER 4  /* reply size above the caller's room */
 #define QORSIM_SAN_FAULT_RLS_RJT 5     /* RLS answered with LS_RJT */
 #define QORSIM_SAN_FAULT_RLS_SHORT 6   /* RLS accept cut short */
+#define QORSIM_SAN_FAULT_RNID_SHORT 7  /* RNID accept cut inside its port name */
 
 /* Every later pass-through reply gets this fault until it is set back to 0. */
 void qorsim_san_fabric_fault(int mode);

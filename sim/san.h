@@ -151,6 +151,7 @@ enum Fault : int {
 	FAULT_RSPSZ_OVER = 4,  // response size claims more than the room
 	FAULT_RLS_RJT = 5,     // RLS answered with LS_RJT
 	FAULT_RLS_SHORT = 6,   // RLS accept cut short
+	FAULT_RNID_SHORT = 7,  // RNID accept cut inside its port name
 };
 Fault fabric_fault();
 

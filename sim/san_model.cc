@@ -741,6 +741,8 @@ std::vector<uint8_t> link_service(const RPort &dst, const std::vector<uint8_t> &
 			fc_put_be32(acc.specific, dst.target ? 0x0a : 0x07); // storage subsystem or host
 			fc_put_be32(acc.specific + 8, 1);                    // attached nodes
 		}
+		if (g_fabric_fault == FAULT_RNID_SHORT)
+			return bytes_of(acc, 12);
 		return bytes_of(acc, topo ? sizeof acc : offsetof(fc_rnid_acc_t, specific));
 	}
 	case FC_ELS_LIRR:
