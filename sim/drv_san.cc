@@ -328,11 +328,14 @@ int h_fcpt(Req &r)
 			v.status = route(*r.fn, v, l, dst, req, out);
 		if (v.status != QOR_STATUS_OK)
 			return 0;
+		// The size of the whole reply, also when it did not fit the room.
+		uint32_t size = (uint32_t)out.size();
+		if (!canned_reply(&out, &size) && fabric_fault() == FAULT_RSPSZ_OVER)
+			size = room + 100;
 		const size_t n = out.size() < room ? out.size() : room;
 		if (int e = copy_to_user(v.rspbuf_ptr, out.data(), n))
 			return e;
-		// The size of the whole reply, also when it did not fit the room.
-		v.rspsz = fabric_fault() == FAULT_RSPSZ_OVER ? room + 100 : (uint32_t)out.size();
+		v.rspsz = size;
 		return 0;
 	});
 }

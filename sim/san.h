@@ -154,6 +154,9 @@ enum Fault : int {
 	FAULT_RNID_SHORT = 7,  // RNID accept cut inside its port name
 };
 Fault fabric_fault();
+// A reply set through qorsim_san_fabric_reply: true with it in *out and its
+// claimed size in *claimed.
+bool canned_reply(std::vector<uint8_t> *out, uint32_t *claimed);
 
 } // namespace san
 } // namespace qorsim

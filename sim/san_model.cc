@@ -546,6 +546,9 @@ bool set_rport_online(Function &f, wwn_t rpwwn, bool online)
 namespace {
 
 Fault g_fabric_fault;                 // under Sim::mu
+bool g_canned;                        // under Sim::mu
+std::vector<uint8_t> g_canned_bytes;  // under Sim::mu
+uint32_t g_canned_claimed;            // under Sim::mu
 std::vector<uint8_t> g_last_payload; // under Sim::mu
 
 template <class T> std::vector<uint8_t> bytes_of(const T &rec, size_t n = sizeof(T))
@@ -559,6 +562,15 @@ template <class T> std::vector<uint8_t> bytes_of(const T &rec, size_t n = sizeof
 Fault fabric_fault()
 {
 	return g_fabric_fault;
+}
+
+bool canned_reply(std::vector<uint8_t> *out, uint32_t *claimed)
+{
+	if (!g_canned)
+		return false;
+	*out = g_canned_bytes;
+	*claimed = g_canned_claimed ? g_canned_claimed : (uint32_t)g_canned_bytes.size();
+	return true;
 }
 
 void note_payload(const std::vector<uint8_t> &req)
@@ -770,6 +782,15 @@ extern "C" __attribute__((visibility("default"))) void qorsim_san_fabric_fault(i
 {
 	std::lock_guard lk(sim().mu);
 	san::g_fabric_fault = static_cast<san::Fault>(mode);
+}
+
+extern "C" __attribute__((visibility("default"))) void qorsim_san_fabric_reply(const uint8_t *bytes, size_t n,
+										 uint32_t claimed)
+{
+	std::lock_guard lk(sim().mu);
+	san::g_canned = bytes != nullptr;
+	san::g_canned_bytes.assign(bytes, bytes ? bytes + n : bytes);
+	san::g_canned_claimed = claimed;
 }
 
 extern "C" __attribute__((visibility("default"))) size_t qorsim_san_last_payload(uint8_t *buf, size_t room)

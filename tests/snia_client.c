@@ -345,8 +345,15 @@ static void requests(void)
 static void events(void)
 {
 	HBA_HANDLE h = open_first();
-	struct events port = EVENTS_INIT, target = EVENTS_INIT, added = EVENTS_INIT, adapter = EVENTS_INIT,
-		      none = EVENTS_INIT;
+	/* Static: the subscriptions left for the free outlive this function. */
+	static struct events port = EVENTS_INIT, target = EVENTS_INIT, added = EVENTS_INIT, adapter = EVENTS_INIT,
+			     none = EVENTS_INIT;
+	struct events *all[] = {&port, &target, &added, &adapter, &none};
+	for (size_t i = 0; i < sizeof all / sizeof all[0]; i++) {
+		pthread_mutex_lock(&all[i]->mu);
+		all[i]->n = 0;
+		pthread_mutex_unlock(&all[i]->mu);
+	}
 	HBA_CALLBACKHANDLE hp = NULL, ht = NULL, ha = NULL, had = NULL, hx = NULL;
 	CHECK_EQ(HBA_RegisterForAdapterPortEvents(on_port, &port, h, wwn(kPort0), &hp), HBA_STATUS_OK);
 	CHECK_EQ(HBA_RegisterForTargetEvents(on_target, &target, h, wwn(kPort0), wwn(kTgtA), &ht, 0), HBA_STATUS_OK);

@@ -719,6 +719,9 @@ TEST_F(Snia, AdapterEventsOfAnAdapter)
 	ASSERT_EQ(qorsim_adapter_event(0, QOR_ADAPTER_AEN_ADD), 0);
 	ASSERT_TRUE(watch.wait(1));
 	EXPECT_EQ(watch.all()[0].type, (HBA_UINT32)HBA_EVENT_ADAPTER_ADD);
+	// Removed before the recorders go: a call still running is waited for.
+	EXPECT_EQ(t.RemoveCallbackHandler(h), HBA_STATUS_OK);
+	EXPECT_EQ(t.RemoveCallbackHandler(hw2), HBA_STATUS_OK);
 }
 
 TEST_F(Snia, DirectDeliveryReachesSniaSubscribers)
@@ -733,6 +736,7 @@ TEST_F(Snia, DirectDeliveryReachesSniaSubscribers)
 	ASSERT_EQ(ev.all().size(), 1u) << "called on this thread, before the delivery returned";
 	EXPECT_EQ(ev.all()[0].type, (HBA_UINT32)HBA_EVENT_PORT_ONLINE);
 	EXPECT_EQ(ev.all()[0].fcid, 0x100000u);
+	EXPECT_EQ(t.RemoveCallbackHandler(h), HBA_STATUS_OK);
 }
 
 // Two callbacks on two threads, each removing the other's subscription while
