@@ -102,7 +102,11 @@ TEST_F(HbaapiList, VersionUsageAndAConfigurationOfItsOwn)
 	qt::write_file(dir + "/root/etc/hba.conf", conf);
 	r = run("");
 	EXPECT_EQ(qt::read_file(dir + "/root/etc/hba.conf"), conf);
-	EXPECT_EQ(r.out, "0 adapters\n") << r.err;
+	// The wrapper loaded no library: said, with where to look.
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_EQ(r.out, "");
+	EXPECT_NE(r.err.find("did not load"), std::string::npos) << r.err;
+	EXPECT_NE(r.err.find("/etc/hba.conf"), std::string::npos) << r.err;
 }
 
 } // namespace

@@ -33,13 +33,6 @@ HBA_WWN hw(const char *text)
 	return w;
 }
 
-HBA_WWN hw(wwn_t v)
-{
-	HBA_WWN w;
-	std::memcpy(w.wwn, &v, 8);
-	return w;
-}
-
 const HBA_WWN kPort0 = hw("20:00:02:5a:31:0a:f0:00"), kNode1 = hw("10:00:02:5a:31:0a:f0:01"),
 	      kFcoe0 = hw("20:00:02:5a:31:0c:c0:00"), kTgtA = hw("50:06:0e:80:10:3a:7c:00"),
 	      kInit = hw("21:00:00:24:ff:4c:8e:10"), kFabric = hw("10:00:00:05:1e:fa:b0:01"),
