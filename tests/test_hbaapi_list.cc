@@ -18,33 +18,17 @@ protected:
 	void SetUp() override { dir = qt::make_temp_dir(); }
 	void TearDown() override { qt::remove_tree(dir); }
 
-	struct Result {
-		int rc;
-		std::string out, err;
-	};
-	Result run(const std::string &args)
+	qt::Run run(const std::string &args)
 	{
-		const std::string errfile = dir + "/stderr";
-		const std::string cmd = bin + "/qorsim --root " + dir + "/root -- " + bin + "/hbaapi-list " + args +
-					" 2>" + errfile;
-		Result r{-1, "", ""};
-		FILE *p = popen(cmd.c_str(), "r");
-		if (!p)
-			return r;
-		char buf[4096];
-		for (size_t n; (n = fread(buf, 1, sizeof buf, p)) > 0;)
-			r.out.append(buf, n);
-		const int st = pclose(p);
-		r.rc = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-		r.err = qt::read_file(errfile);
-		return r;
+		return qt::run_command(bin + "/qorsim --root " + dir + "/root -- " + bin + "/hbaapi-list " + args,
+				       dir + "/stderr");
 	}
 	std::string dir, bin = QORL_BINARY_DIR;
 };
 
 TEST_F(HbaapiList, BothDefaultAdaptersWithPortsAndDiscoveredPorts)
 {
-	Result r = run("--json");
+	qt::Run r = run("--json");
 	ASSERT_EQ(r.rc, 0) << r.err;
 	EXPECT_NE(qt::read_file(dir + "/root/etc/hba.conf").find(bin + "/libqorl.so"), std::string::npos)
 		<< "the launcher named the built library";
@@ -89,7 +73,7 @@ TEST_F(HbaapiList, BothDefaultAdaptersWithPortsAndDiscoveredPorts)
 
 TEST_F(HbaapiList, VersionUsageAndAConfigurationOfItsOwn)
 {
-	Result r = run("--version");
+	qt::Run r = run("--version");
 	EXPECT_EQ(r.rc, 0);
 	EXPECT_EQ(r.out, std::string("hbaapi-list ") + QORL_PROJECT_VERSION + "\n");
 	r = run("--bogus");

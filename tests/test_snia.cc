@@ -459,20 +459,15 @@ TEST_F(Snia, RnidV2ChecksTheNameItGetsBack)
 
 	// A buffer too short for the name: refused before sending.
 	qorsim_log_clear();
-	struct {
-		uint8_t rsp[15];
-		uint8_t after[8];
-	} small;
-	std::memset(&small, 0x77, sizeof small);
-	n = sizeof small.rsp;
-	EXPECT_EQ(t.SendRNIDV2Handler(1, kPort0, kTgtA, 0x011a00, 0xDF, small.rsp, &n), HBA_STATUS_ERROR);
+	qt::Guarded<15> small;
+	n = sizeof small.buf;
+	EXPECT_EQ(t.SendRNIDV2Handler(1, kPort0, kTgtA, 0x011a00, 0xDF, small.buf, &n), HBA_STATUS_ERROR);
 	EXPECT_EQ(frames().size(), 0u);
-	n = sizeof small.rsp;
-	EXPECT_EQ(t.SendRNIDV2Handler(1, kPort0, kTgtA, 0, 0xDF, small.rsp, &n), HBA_STATUS_OK)
+	n = sizeof small.buf;
+	EXPECT_EQ(t.SendRNIDV2Handler(1, kPort0, kTgtA, 0, 0xDF, small.buf, &n), HBA_STATUS_OK)
 		<< "no address, no check: the room is filled and the size reported";
 	EXPECT_EQ(n, sizeof(fc_rnid_acc_t));
-	for (uint8_t b : small.after)
-		ASSERT_EQ(b, 0x77) << "nothing written past the room";
+	EXPECT_TRUE(small.intact()) << "nothing written past the room";
 
 	// A response cut short: nothing past it is compared.
 	qorsim_san_fabric_fault(QORSIM_SAN_FAULT_RNID_SHORT);
@@ -511,18 +506,14 @@ TEST_F(Snia, CtPassThroughToTheManagementServer)
 	EXPECT_EQ(fc_get_be24(rsp + 29), 0x011c00u);
 
 	// A reply larger than the room: what fits, and the full size.
-	struct {
-		uint8_t rsp[20];
-		uint8_t after[8];
-	} small;
-	std::memset(&small, 0x77, sizeof small);
-	n = sizeof small.rsp;
-	EXPECT_EQ(t.SendCTPassThruV2Handler(1, kPort0, req, sizeof req, small.rsp, &n), HBA_STATUS_OK);
+	qt::Guarded<20> small;
+	n = sizeof small.buf;
+	EXPECT_EQ(t.SendCTPassThruV2Handler(1, kPort0, req, sizeof req, small.buf, &n), HBA_STATUS_OK);
 	EXPECT_EQ(n, 32u);
-	EXPECT_EQ(std::memcmp(small.rsp, rsp, sizeof small.rsp), 0);
-	for (uint8_t b : small.after)
-		ASSERT_EQ(b, 0x77);
-	EXPECT_EQ(t.SendCTPassThruHandler(1, req, sizeof req, small.rsp, sizeof small.rsp), HBA_STATUS_OK);
+	EXPECT_EQ(std::memcmp(small.buf, rsp, sizeof small.buf), 0);
+	EXPECT_TRUE(small.intact());
+	EXPECT_EQ(t.SendCTPassThruHandler(1, req, sizeof req, small.buf, sizeof small.buf), HBA_STATUS_OK);
+	EXPECT_TRUE(small.intact());
 
 	// Port name and features of an address.
 	fc_put_be16(ct->cmd_rsp_code, GS_GPN_ID);

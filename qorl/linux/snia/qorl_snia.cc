@@ -193,22 +193,30 @@ HBA_STATUS read_ioc_attr(qorl_t *q, qor_ioc_attr_t &ia)
 	return HBA_STATUS_OK;
 }
 
-// The port itself, by index (with its device path) or by WWN.
-HBA_STATUS port_attributes(qorl_t *q, HBA_PORTATTRIBUTES *pa)
+// A port found (or not) for a record to fill (or not), and its attributes.
+HBA_STATUS read_port_attr(qorl_t *q, const void *out, qor_port_attr_t &attr)
 {
 	if (!q)
 		return HBA_STATUS_ERROR_ILLEGAL_INDEX;
-	if (!pa)
+	if (!out)
 		return HBA_STATUS_ERROR_ARG;
-	qor_port_attr_t attr;
 	qor_status_t st = qorl_port_get_attr(q, &attr);
 	if (st != QOR_STATUS_OK) {
 		say("qorl_port_get_attr status %d \n", st);
 		return HBA_STATUS_ERROR;
 	}
+	return HBA_STATUS_OK;
+}
+
+// The port itself, by index or by WWN.
+HBA_STATUS port_attributes(qorl_t *q, HBA_PORTATTRIBUTES *pa)
+{
+	qor_port_attr_t attr;
+	if (HBA_STATUS s = read_port_attr(q, pa, attr))
+		return s;
 	qor_lport_attr_t lattr;
 	wwn_t fabric = 0;
-	st = qorl_lport_get_attr(q, kVf, attr.pwwn, &lattr);
+	qor_status_t st = qorl_lport_get_attr(q, kVf, attr.pwwn, &lattr);
 	if (st != QOR_STATUS_OK)
 		say("qorl_lport_get_attr status %d \n", st);
 	else
@@ -573,18 +581,11 @@ HBA_STATUS qorl_rport_get_attributes(HBA_HANDLE handle, unsigned int portindex, 
 				     HBA_PORTATTRIBUTES *portattributes)
 {
 	qorl_t *q = port_by_index(handle, portindex);
-	if (!q)
-		return HBA_STATUS_ERROR_ILLEGAL_INDEX;
-	if (!portattributes)
-		return HBA_STATUS_ERROR_ARG;
 	qor_port_attr_t attr;
-	qor_status_t st = qorl_port_get_attr(q, &attr);
-	if (st != QOR_STATUS_OK) {
-		say("qorl_port_get_attr status %d \n", st);
-		return HBA_STATUS_ERROR;
-	}
+	if (HBA_STATUS s = read_port_attr(q, portattributes, attr))
+		return s;
 	rport_list rl;
-	st = get_rports(q, attr.pwwn, rl);
+	qor_status_t st = get_rports(q, attr.pwwn, rl);
 	if (st != QOR_STATUS_OK) {
 		say("qorl_lport_get_rports status %d \n", st);
 		return HBA_STATUS_ERROR;
