@@ -120,6 +120,15 @@ qorl_t *first_ioc(HBA_HANDLE h)
 	return ad ? qorl_adapter_get_port(ad) : nullptr;
 }
 
+// The adapter's first controller for a record to fill; why not, when not.
+HBA_STATUS first_for(HBA_HANDLE h, const void *out, qorl_t *&q)
+{
+	q = first_ioc(h);
+	if (!q)
+		return HBA_STATUS_ERROR_INVALID_HANDLE;
+	return out ? HBA_STATUS_OK : HBA_STATUS_ERROR_ARG;
+}
+
 qorl_t *port_by_index(HBA_HANDLE h, unsigned int portindex)
 {
 	const int ad = ad_of(h);
@@ -555,11 +564,9 @@ HBA_UINT32 qorl_vendor_lib_get_attributes(HBA_LIBRARYATTRIBUTES *attributes)
 
 HBA_STATUS qorl_adapter_get_attributes(HBA_HANDLE handle, PHBA_ADAPTERATTRIBUTES hbaattributes)
 {
-	qorl_t *q = first_ioc(handle);
-	if (!q)
-		return HBA_STATUS_ERROR_INVALID_HANDLE;
-	if (!hbaattributes)
-		return HBA_STATUS_ERROR_ARG;
+	qorl_t *q;
+	if (HBA_STATUS s = first_for(handle, hbaattributes, q))
+		return s;
 	qor_ioc_attr_t ia;
 	if (HBA_STATUS s = read_ioc_attr(q, ia))
 		return s;
@@ -921,11 +928,9 @@ HBA_STATUS qorl_send_ct_passthru_v2(HBA_HANDLE handle, HBA_WWN hbaPortWWN, void 
 
 HBA_STATUS qorl_get_rnid_mgmt_info(HBA_HANDLE handle, HBA_MGMTINFO *pInfo)
 {
-	qorl_t *q = first_ioc(handle);
-	if (!q)
-		return HBA_STATUS_ERROR_INVALID_HANDLE;
-	if (!pInfo)
-		return HBA_STATUS_ERROR_ARG;
+	qorl_t *q;
+	if (HBA_STATUS s = first_for(handle, pInfo, q))
+		return s;
 	qor_port_attr_t pa;
 	qor_status_t st = qorl_port_get_attr(q, &pa);
 	if (st != QOR_STATUS_OK) {
@@ -945,11 +950,9 @@ HBA_STATUS qorl_get_rnid_mgmt_info(HBA_HANDLE handle, HBA_MGMTINFO *pInfo)
 
 HBA_STATUS qorl_set_rnid_mgmt_info(HBA_HANDLE handle, HBA_MGMTINFO *pInfo)
 {
-	qorl_t *q = first_ioc(handle);
-	if (!q)
-		return HBA_STATUS_ERROR_INVALID_HANDLE;
-	if (!pInfo)
-		return HBA_STATUS_ERROR_ARG;
+	qorl_t *q;
+	if (HBA_STATUS s = first_for(handle, pInfo, q))
+		return s;
 	qor_port_rnid_t r{};
 	r.wwn = wwn_of(pInfo->wwn);
 	r.unittype = pInfo->unittype;
@@ -1081,11 +1084,9 @@ HBA_STATUS qorl_get_event_buffer(HBA_HANDLE handle, PHBA_EVENTINFO EventBuffer, 
 
 HBA_STATUS qorl_ioc_get_attributes(HBA_HANDLE handle, CPQFC_ADAPTERATTRIBUTES *hbaattributes)
 {
-	qorl_t *q = first_ioc(handle);
-	if (!q)
-		return HBA_STATUS_ERROR_INVALID_HANDLE;
-	if (!hbaattributes)
-		return HBA_STATUS_ERROR_ARG;
+	qorl_t *q;
+	if (HBA_STATUS s = first_for(handle, hbaattributes, q))
+		return s;
 	unsigned domain = 0, bus = 0, dev = 0, fn = 0;
 	char hw[sizeof q->ioc_hwpath + 1] = {};
 	std::memcpy(hw, q->ioc_hwpath, sizeof q->ioc_hwpath);
