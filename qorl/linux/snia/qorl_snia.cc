@@ -310,11 +310,29 @@ constexpr HBA_INT64 PS::*kEthZeroed[] = {
 	&PS::InvalidCRCCount,
 };
 
+// Which row, if any, each pair of a statistics table feeds: the pairs come
+// in the order of the library's name table, so the names are compared once.
+struct stat_map {
+	const stat_row *row[QORL_PORT_ETH_STATS_COUNT] = {};
+};
+
+template <size_t N> stat_map map_rows(const char *const *names, int count, const stat_row (&rows)[N])
+{
+	stat_map m;
+	for (int i = 0; i < count; i++)
+		for (const stat_row &r : rows)
+			if (std::strcmp(names[i], r.name) == 0)
+				m.row[i] = &r;
+	return m;
+}
+
 // The port's counters as SNIA statistics; false (with the message) when
 // they cannot be read.
 bool read_port_stats(qorl_t *q, PS &out, const char *fail_fmt)
 {
-	qorl_stats_long_t pairs[QORL_PORT_ETH_STATS_COUNT] = {};
+	static const stat_map fc_map = map_rows(qorl_port_fc_stats, QORL_PORT_FC_STATS_COUNT, kFcStats);
+	static const stat_map eth_map = map_rows(qorl_port_eth_stats, QORL_PORT_ETH_STATS_COUNT, kEthStats);
+	qorl_stats_long_t pairs[QORL_PORT_ETH_STATS_COUNT];
 	qor_status_t st = qorl_port_get_stats(q, pairs);
 	if (st != QOR_STATUS_OK) {
 		say(fail_fmt, st);
@@ -322,20 +340,16 @@ bool read_port_stats(qorl_t *q, PS &out, const char *fail_fmt)
 	}
 	const bool fc = q->ioc_type == QOR_IOC_TYPE_FC;
 	const int n = fc ? QORL_PORT_FC_STATS_COUNT : QORL_PORT_ETH_STATS_COUNT;
+	const stat_map &m = fc ? fc_map : eth_map;
 	if (!fc)
 		for (auto f : kEthZeroed)
 			out.*f = 0;
 	for (int i = 0; i < n; i++) {
-		auto apply = [&](const stat_row &r) {
-			if (std::strcmp(pairs[i].name, r.name) != 0)
-				return;
-			const auto v = static_cast<HBA_INT64>(pairs[i].value >> r.shift);
-			out.*r.field = r.add ? out.*r.field + v : v;
-		};
-		if (fc)
-			std::for_each(std::begin(kFcStats), std::end(kFcStats), apply);
-		else
-			std::for_each(std::begin(kEthStats), std::end(kEthStats), apply);
+		const stat_row *r = m.row[i];
+		if (!r)
+			continue;
+		const auto v = static_cast<HBA_INT64>(pairs[i].value >> r->shift);
+		out.*r->field = r->add ? out.*r->field + v : v;
 	}
 	return true;
 }
