@@ -145,6 +145,40 @@ TEST_F(Snia, FreeRemovesCallbacksAndRemovalAfterItIsHarmless)
 		<< "nothing is subscribed while not loaded";
 }
 
+TEST(SniaConvert, TypesStatesAndSpeeds)
+{
+	struct {
+		uint32_t in, type, state, speed;
+	} const rows[] = {
+		// library value: port type, port or remote-port state, speed
+		{0, HBA_PORTTYPE_UNKNOWN, HBA_PORTSTATE_UNKNOWN, HBA_PORTSPEED_UNKNOWN},
+		{1, HBA_PORTTYPE_UNKNOWN, HBA_PORTSTATE_OFFLINE, HBA_PORTSPEED_1GBIT},
+		{2, HBA_PORTTYPE_UNKNOWN, HBA_PORTSTATE_UNKNOWN, HBA_PORTSPEED_2GBIT},
+		{3, HBA_PORTTYPE_UNKNOWN, HBA_PORTSTATE_ONLINE, HBA_PORTSPEED_UNKNOWN},
+		{4, HBA_PORTTYPE_UNKNOWN, HBA_PORTSTATE_LINKDOWN, 8},
+		{5, HBA_PORTTYPE_NPORT, HBA_PORTSTATE_ONLINE, HBA_PORTSPEED_UNKNOWN},
+		{6, HBA_PORTTYPE_NLPORT, HBA_PORTSTATE_UNKNOWN, HBA_PORTSPEED_UNKNOWN},
+		{8, HBA_PORTTYPE_UNKNOWN, HBA_PORTSTATE_OFFLINE, 16},
+		{10, HBA_PORTTYPE_UNKNOWN, HBA_PORTSTATE_UNKNOWN, HBA_PORTSPEED_10GBIT},
+		{15, HBA_PORTTYPE_UNKNOWN, HBA_PORTSTATE_UNKNOWN, HBA_PORTSPEED_UNKNOWN},
+		{16, HBA_PORTTYPE_UNKNOWN, HBA_PORTSTATE_UNKNOWN, HBA_PORTSPEED_UNKNOWN},
+		{20, HBA_PORTTYPE_LPORT, HBA_PORTSTATE_UNKNOWN, HBA_PORTSPEED_UNKNOWN},
+		{21, HBA_PORTTYPE_PTP, HBA_PORTSTATE_UNKNOWN, HBA_PORTSPEED_UNKNOWN},
+		{22, HBA_PORTTYPE_OTHER, HBA_PORTSTATE_UNKNOWN, HBA_PORTSPEED_UNKNOWN},
+	};
+	for (const auto &r : rows) {
+		EXPECT_EQ(qorl_port_type_convert(static_cast<qor_port_type_t>(r.in)), r.type) << r.in;
+		EXPECT_EQ(qorl_port_state_convert(r.in), r.state) << r.in;
+		EXPECT_EQ(qorl_port_speed_convert(r.in), r.speed) << r.in;
+	}
+	uint8_t bits[32];
+	std::memset(bits, 0x80, sizeof bits);
+	qorl_port_set_fc4type(reinterpret_cast<uint32_t *>(bits));
+	EXPECT_EQ(bits[1], 0x81) << "FC-4 type 8: bit 0 of byte 1";
+	EXPECT_EQ(bits[0], 0x80);
+	EXPECT_EQ(bits[2], 0x80);
+}
+
 // ---- handles, names, library attributes ----------------------------------------------
 
 TEST_F(Snia, NamesAndOpening)
