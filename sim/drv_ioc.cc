@@ -110,6 +110,7 @@ int h_get_attr(Req &r)
 	at.pci_attr = a.pci;
 	at.pci_attr.device_id = f.device_id;
 	at.pci_attr.pcifn = f.pcifn;
+	flash_attr(r.m, r.m.adapters[f.adapter], at);
 	at.port_id = static_cast<uint8_t>(f.port);
 	f.fwstats.ioc_stats.get_attr_reqs++;
 	f.stats.fw_stats.get_attr_reqs++;

@@ -1,6 +1,7 @@
 // Logical port, remote port, IT nexus and fabric pass-through requests,
 // answered from the SAN model (sim/san_model.cc).
 #include "san.h"
+#include "scsi_model.h"
 
 #include <cerrno>
 #include <cstring>
@@ -180,18 +181,39 @@ int h_rport_attr(Req &r)
 	});
 }
 
-int h_rport_scsi(Req &r)
+// A nexus whose remote port is logged in now.
+template <class Rec, class Fn> int on_live_itnim(Req &r, Fn fn)
 {
-	return on_itnim<qor_ioctl_rport_scsi_addr_t>(r, [&](auto &v, LPort &, RPort &rp, Target &t) {
+	return on_itnim<Rec>(r, [&](Rec &v, LPort &l, RPort &rp, Target &t) {
 		if (!rport_up(*r.fn, rp)) {
 			v.status = QOR_STATUS_RPORT_OFFLINE;
 			return 0;
 		}
+		return fn(v, l, rp, t);
+	});
+}
+
+int h_rport_scsi(Req &r)
+{
+	return on_live_itnim<qor_ioctl_rport_scsi_addr_t>(r, [](auto &v, LPort &, RPort &, Target &t) {
 		v.host = t.host;
 		v.bus = t.bus;
 		v.target = t.id;
 		v.lun = 0;
 		return 0;
+	});
+}
+
+// A command to a logical unit: sense length and SCSI status say nothing
+// until the target has answered.
+int h_scsi(Req &r)
+{
+	auto &rec = r.as<qor_ioctl_scsi_t>();
+	const uint32_t sense_room = rec.snssz;
+	rec.snssz = 0;
+	rec.scsi_status = SCSI_STATUS_GOOD;
+	return on_live_itnim<qor_ioctl_scsi_t>(r, [&](auto &v, LPort &, RPort &rp, Target &t) {
+		return scsi::exchange(t.lus, rp.pwwn, v, sense_room);
 	});
 }
 
@@ -358,6 +380,7 @@ QORSIM_HANDLER(RPORT_RESET_STATS,   h_rport_reset);
 QORSIM_HANDLER(RPORT_GET_ATTR,      h_rport_attr);
 QORSIM_HANDLER(RPORT_GET_SCSI_ADDR, h_rport_scsi);
 QORSIM_HANDLER(RPORT_SET_SPEED,     h_rport_speed);
+QORSIM_HANDLER(SCSI,                h_scsi);
 QORSIM_HANDLER(FCPT,                h_fcpt);
 QORSIM_HANDLER(ITNIM_GET_ATTR,      h_itnim_attr);
 QORSIM_HANDLER(ITNIM_GET_IOSTATS,   h_itnim_iostats);

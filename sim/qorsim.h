@@ -177,6 +177,52 @@ int qorsim_audit_event(int drv, int instance, int type, int32_t partition_inst, 
  * loaded (every overflow, reported or not); -1 for none such. */
 int64_t qorsim_event_dropped(int drv, int instance, int app);
 
+/*
+ * Flash. Each adapter (topology order, from 0) has its own flash with the
+ * partition table of docs/topology.md; its contents survive across requests
+ * and, under a root, across runs (root/var/lib/qorsim/flash-SERIAL.bin).
+ * Return 0 (or the value described), or -1 with the reason in qorsim_error().
+ *
+ * Latency: every partition write takes write_ns and every erase erase_ns,
+ * on the virtual clock; with wall nonzero the request really takes that
+ * long, waited after the emulator's lock is released so that requests to
+ * several adapters overlap.
+ */
+void qorsim_set_flash_latency(uint64_t write_ns, uint64_t erase_ns, int wall);
+
+/*
+ * Flash faults, matching requests on partition `type` (0: any) and
+ * `instance` (-1: any) of one adapter, `count` times (QORSIM_ALWAYS: every
+ * time). Returns a fault id >= 0.
+ *   QORSIM_FLASH_WRITE_FAIL       a write answers `status` (QOR_STATUS_FAILED
+ *                                 when 0) and changes nothing
+ *   QORSIM_FLASH_READBACK_DIFFERS a write is accepted but stores one byte wrong
+ *   QORSIM_FLASH_ERASE_TIMEOUT    an erase takes its time, then answers
+ *                                 QOR_STATUS_ETIMER and erases nothing
+ */
+#define QORSIM_FLASH_WRITE_FAIL 1
+#define QORSIM_FLASH_READBACK_DIFFERS 2
+#define QORSIM_FLASH_ERASE_TIMEOUT 3
+int qorsim_flash_fault(int adapter, int kind, uint32_t type, int instance, uint32_t status, int count);
+/* How many requests flash fault `id` of the adapter has hit. */
+unsigned qorsim_flash_fault_hits(int adapter, int id);
+/* The room of a partition, in bytes; a write of a larger image answers
+ * QOR_STATUS_FLASH_BAD_LEN and changes nothing. */
+int qorsim_flash_set_part_size(int adapter, uint32_t type, int instance, uint32_t size);
+/* Copies up to n bytes of a partition's contents to buf; returns the bytes
+ * it holds, or -1 when there is no such partition. */
+long qorsim_flash_get(int adapter, uint32_t type, int instance, void *buf, size_t n);
+/* Sets a partition's contents (no latency, no faults). */
+int qorsim_flash_put(int adapter, uint32_t type, int instance, const void *buf, size_t n);
+/* Holds every flash write (of any adapter) until released: the request has
+ * changed the flash, and its caller waits outside the emulator's lock, so a
+ * test can act while writes are in flight. Releasing lets them all return. */
+void qorsim_flash_hold(int on);
+/* Flash writes waiting at the hold. */
+int qorsim_flash_held(void);
+/* 1 when the adapter's option ROM is enabled, 0 when not, -1 for no adapter. */
+int qorsim_flash_optrom_enabled(int adapter);
+
 #ifdef __cplusplus
 }
 #endif

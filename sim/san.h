@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "scsi_target.h"
 #include "sim.h"
 #include "qor/ioctl/qor_ioctl_all.h"
 
@@ -25,6 +26,7 @@ struct Target {
 	qor_itnim_stats_t itn{};
 	qor_itnim_iostats_t io{};
 	qor_itnim_ioprofile_t prof{};
+	scsi::Target lus; // its logical units
 };
 
 // A remote port logged in (or not) to a logical port.

@@ -2,6 +2,7 @@
 // "ethport" keys, answering what is up and who is behind whom, and changed
 // by link and login events.
 #include "san.h"
+#include "scsi_model.h"
 #include "sim_json.h"
 
 #include <cstring>
@@ -88,18 +89,20 @@ void parse_profile(const Field &j, qor_itnim_ioprofile_t &p)
 }
 
 // The target side of a remote port as the topology gives it.
-Target parse_target(const Field &j, uint32_t idx)
+Target parse_target(const Field &j, uint32_t idx, wwn_t pwwn)
 {
 	Target t;
 	default_profile(t.prof, idx);
 	if (j.has("ioprofile"))
 		parse_profile(j["ioprofile"], t.prof);
+	scsi::parse_units(j, pwwn, t.lus);
 	return t;
 }
 
 RPort parse_rport(const Field &j, uint32_t idx, uint32_t def_pid, uint32_t seed)
 {
-	j.object({"pwwn", "nwwn", "pid", "role", "symname", "online", "registered", "df_sz", "lesb", "ioprofile"});
+	j.object({"pwwn", "nwwn", "pid", "role", "symname", "online", "registered", "df_sz", "lesb", "ioprofile",
+		  QORSIM_SCSI_RPORT_KEYS});
 	RPort r;
 	r.pwwn = make_wwn(0x21, 0x00, seed * 4096 + idx);
 	r.nwwn = make_wwn(0x20, 0x00, seed * 4096 + idx);
@@ -127,9 +130,12 @@ RPort parse_rport(const Field &j, uint32_t idx, uint32_t def_pid, uint32_t seed)
 	if (!target) {
 		if (j.has("ioprofile"))
 			j["ioprofile"].fail("only a target has an I/O profile");
+		for (const char *k : {QORSIM_SCSI_RPORT_KEYS})
+			if (j.has(k))
+				j[k].fail("only a target has logical units");
 		return r;
 	}
-	r.target = parse_target(j, idx);
+	r.target = parse_target(j, idx, r.pwwn);
 	qor_itnim_stats_t &itn = r.target->itn;
 	itn.onlines = r.online ? 1 : 0;
 	itn.prli_sent = itn.prli_rsp_acc = itn.onlines;
@@ -276,6 +282,7 @@ void build_all(Model &m)
 			f.san = std::move(p);
 		}
 	}
+	scsi::name_units(m);
 }
 
 Port &port_of(Function &f)

@@ -68,6 +68,34 @@ struct Function {
 	std::shared_ptr<san::Port> san; // built from port_cfg / eth_cfg (sim/san_model.cc)
 };
 
+// One flash partition of a card (sim/sim_flash.cc).
+struct FlashPart {
+	uint32_t type = 0, instance = 0, off = 0, size = 0;
+	std::vector<uint8_t> data; // bytes in use
+};
+
+// A fault of a card's flash: matches requests on a partition type (0: any)
+// and instance (-1: any).
+struct FlashFault {
+	int id = 0;
+	int kind = 0; // QORSIM_FLASH_*
+	uint32_t type = 0;
+	int instance = -1;
+	uint32_t status = 0;
+	int remaining = 1; // QORSIM_ALWAYS for no limit
+	unsigned hits = 0;
+};
+
+// A card's flash: built on first use, from the file under the root when one
+// was saved, else with the contents of a fresh card.
+struct Flash {
+	bool ready = false;
+	bool optrom_on = true;
+	std::vector<FlashPart> parts;
+	std::map<uint32_t, uint32_t> room; // partition type -> size, from the topology
+	std::vector<FlashFault> faults;
+};
+
 // One card. What it answers about itself is kept in the drivers' record
 // forms, filled when the topology is read.
 struct Adapter {
@@ -77,6 +105,7 @@ struct Adapter {
 	qor_ioc_driver_attr_t driver[kDrivers]{};
 	qor_ioc_pci_attr_t pci{}; // its device_id and pcifn are the function's
 	std::vector<int> fns;     // indices into Model::fns
+	Flash flash;
 };
 
 struct Driver {
@@ -98,6 +127,15 @@ struct Fault {
 	unsigned hits = 0;
 };
 
+// A fault (request or flash) that matched: one use of its count, one hit.
+template <class F> F *fault_hit(F &f)
+{
+	if (f.remaining > 0)
+		f.remaining--;
+	f.hits++;
+	return &f;
+}
+
 struct LogRec {
 	uint32_t code = 0;
 	int8_t drv = 0;
@@ -107,6 +145,8 @@ struct LogRec {
 	uint32_t len = 0;
 	std::vector<uint8_t> in, out;
 };
+
+uint64_t new_units_serial();
 
 struct Model {
 	std::vector<Adapter> adapters;
@@ -124,6 +164,13 @@ struct Model {
 	// Scheduled model changes by virtual due time (ties in insertion order).
 	std::multimap<uint64_t, std::function<void(Model &)>> sched;
 	nlohmann::json schedule_cfg; // the topology's "schedule", read by build_schedule
+	// Time a flash write and an erase take; virtual unless `wall`.
+	uint64_t flash_write_ns = 0, flash_erase_ns = 0;
+	bool flash_wall = false;
+	int next_flash_fault = 0;
+	// Which set of logical units this is; a change takes a new one, so the
+	// sysfs tree is written again (sim/scsi_model.cc).
+	uint64_t units_serial = new_units_serial();
 
 	Function *fn_at(int drv, int instance);
 };
@@ -182,13 +229,38 @@ bool read_text_file(const char *path, std::string &out, std::string &err);
 // The settings the root's configuration file holds, taken as the drivers
 // take them when they load (sim/sim_persist.cc); nothing without a root.
 void apply_config(Model &m);
+// A file's bytes (stopping past max) with raw system calls: usable before the
+// interposed entry points and under the model's lock. "" when unreadable.
+std::string read_raw(const std::string &path, size_t max);
 
 // ---- configuration root (sim/sim_interpose.cc) ------------------------------
 // The root for the configuration paths: a directory, "/" for the host's own
 // files, or nullptr / "" for none (those paths then cannot be opened).
 void set_root(const char *dir);
-// Where a configuration path resolves now; false when there is no root.
+// Where a configuration path (or the emulator's saved state under
+// /var/lib/qorsim) resolves now; false when there is no root.
 bool root_path(const char *path, std::string &out);
+// The root when it is a directory of the emulator's own (not the host's
+// "/"); false otherwise.
+bool root_dir(std::string &out);
+
+// ---- flash (sim/sim_flash.cc) ----------------------------------------------
+// The card's flash, built or loaded on first use.
+Flash &flash_of(Model &m, Adapter &a);
+FlashPart *flash_part(Flash &f, uint32_t type, uint32_t instance);
+// Saves the card's flash under the root (root_path of
+// /var/lib/qorsim/flash-SERIAL.bin, replaced whole); nothing without a root.
+void flash_save(const Adapter &a);
+// What the card's flash says about it in a controller's attributes: the
+// versions its firmware and option ROM images carry and a whole VPD image;
+// the topology's values stay where the flash holds none.
+void flash_attr(Model &m, Adapter &a, qor_ioc_attr_t &at);
+// A partition type by its display name ("optrom", "fw", "cfg", ...).
+bool flash_type_by_name(const std::string &name, uint32_t &type);
+// Waits while flash writes are held (outside the model's lock).
+void flash_hold_wait();
+// The first fault of `kind` matching the partition, counted as hit.
+FlashFault *flash_fault(Flash &f, int kind, uint32_t type, uint32_t instance);
 
 // ---- request dispatch -----------------------------------------------------
 enum : uint8_t { DRV_FC_BIT = 1, DRV_ETH_BIT = 2, DRV_BOTH = 3 };
@@ -222,6 +294,8 @@ struct Req {
 	uint8_t *rec;    // row.size bytes, copied in from the caller
 	uintptr_t user;  // the caller's record address
 	Function *fn;    // the target controller, when the row names one
+	uint64_t wall_ns = 0; // real time the request takes, waited after the model is released
+	bool held = false;    // a flash write: waits at the hold (qorsim_flash_hold) once released
 	template <class T> T &as() { return *reinterpret_cast<T *>(rec); }
 };
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <algorithm>
 
 using namespace qorsim;
 
@@ -29,6 +30,25 @@ void install(Model &&m, bool log_on)
 }
 
 bool valid_drv(int drv) { return drv == QORSIM_DRV_FC || drv == QORSIM_DRV_ETH; }
+
+// A card's flash under the model's lock; nullptr (error set) for no such card.
+Flash *card_flash(Model &m, int adapter)
+{
+	if (adapter < 0 || static_cast<size_t>(adapter) >= m.adapters.size()) {
+		set_error("no adapter " + std::to_string(adapter));
+		return nullptr;
+	}
+	return &flash_of(m, m.adapters[static_cast<size_t>(adapter)]);
+}
+
+FlashPart *card_part(Model &m, int adapter, uint32_t type, int instance)
+{
+	Flash *f = card_flash(m, adapter);
+	FlashPart *p = f && instance >= 0 ? flash_part(*f, type, static_cast<uint32_t>(instance)) : nullptr;
+	if (f && !p)
+		set_error("the adapter has no such partition");
+	return p;
+}
 
 } // namespace
 
@@ -86,6 +106,7 @@ void qorsim_reset(void)
 		abort();
 	}
 	install(std::move(m), true);
+	qorsim_flash_hold(0);
 }
 
 const char *qorsim_default_topology(void) { return default_topology_text(); }
@@ -271,6 +292,88 @@ int qorsim_set_ioc_state(int drv, int instance, uint32_t state)
 	f->state = state;
 	f->gen++; // any pending transition is void
 	return 0;
+}
+
+void qorsim_set_flash_latency(uint64_t write_ns, uint64_t erase_ns, int wall)
+{
+	std::lock_guard lk(sim().mu);
+	sim().m.flash_write_ns = write_ns;
+	sim().m.flash_erase_ns = erase_ns;
+	sim().m.flash_wall = wall != 0;
+}
+
+int qorsim_flash_fault(int adapter, int kind, uint32_t type, int instance, uint32_t status, int count)
+{
+	if (kind < QORSIM_FLASH_WRITE_FAIL || kind > QORSIM_FLASH_ERASE_TIMEOUT)
+		return set_error("unknown flash fault kind");
+	if (count == 0 || count < QORSIM_ALWAYS)
+		return set_error("fault count must be positive or QORSIM_ALWAYS");
+	std::lock_guard lk(sim().mu);
+	Flash *f = card_flash(sim().m, adapter);
+	if (!f)
+		return -1;
+	FlashFault x;
+	x.id = sim().m.next_flash_fault++;
+	x.kind = kind;
+	x.type = type;
+	x.instance = instance < 0 ? -1 : instance;
+	x.status = status;
+	x.remaining = count;
+	f->faults.push_back(x);
+	return x.id;
+}
+
+unsigned qorsim_flash_fault_hits(int adapter, int id)
+{
+	std::lock_guard lk(sim().mu);
+	Flash *f = card_flash(sim().m, adapter);
+	if (f)
+		for (const auto &x : f->faults)
+			if (x.id == id)
+				return x.hits;
+	return 0;
+}
+
+int qorsim_flash_set_part_size(int adapter, uint32_t type, int instance, uint32_t size)
+{
+	std::lock_guard lk(sim().mu);
+	FlashPart *p = card_part(sim().m, adapter, type, instance);
+	if (!p)
+		return -1;
+	p->size = size;
+	return 0;
+}
+
+long qorsim_flash_get(int adapter, uint32_t type, int instance, void *buf, size_t n)
+{
+	std::lock_guard lk(sim().mu);
+	FlashPart *p = card_part(sim().m, adapter, type, instance);
+	if (!p)
+		return -1;
+	if (buf && !p->data.empty())
+		memcpy(buf, p->data.data(), std::min(n, p->data.size()));
+	return static_cast<long>(p->data.size());
+}
+
+int qorsim_flash_put(int adapter, uint32_t type, int instance, const void *buf, size_t n)
+{
+	std::lock_guard lk(sim().mu);
+	FlashPart *p = card_part(sim().m, adapter, type, instance);
+	if (!p)
+		return -1;
+	if (n > p->size || (n && !buf))
+		return set_error("the contents do not fit the partition");
+	const auto *b = static_cast<const uint8_t *>(buf);
+	p->data.assign(b, b + n);
+	flash_save(sim().m.adapters[static_cast<size_t>(adapter)]);
+	return 0;
+}
+
+int qorsim_flash_optrom_enabled(int adapter)
+{
+	std::lock_guard lk(sim().mu);
+	Flash *f = card_flash(sim().m, adapter);
+	return f ? (f->optrom_on ? 1 : 0) : -1;
 }
 
 } // extern "C"

@@ -7,11 +7,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <new>
 #include <sstream>
 
 #include <pthread.h>
+#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -397,10 +399,7 @@ Fault *match_fault(Model &m, uint32_t key, int instance)
 			continue;
 		if (f.instance >= 0 && f.instance != instance)
 			continue;
-		if (f.remaining > 0)
-			f.remaining--;
-		f.hits++;
-		return &f;
+		return fault_hit(f);
 	}
 	return nullptr;
 }
@@ -420,6 +419,14 @@ void log_push(Model &m, LogRec &&r)
 	if (m.log.size() >= kLogMax)
 		m.log.pop_front();
 	m.log.push_back(std::move(r));
+}
+
+// Real time passing, whatever the program's sleeps are made to do.
+void wall_wait(uint64_t ns)
+{
+	timespec t{static_cast<time_t>(ns / 1000000000u), static_cast<long>(ns % 1000000000u)};
+	while (syscall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &t, &t) != 0 && errno == EINTR) {
+	}
 }
 
 int run_handler(Req &r)
@@ -448,8 +455,10 @@ int dispatch(int fd, Node node, unsigned long request, void *arg)
 		row = find_row(drv, code);
 	int err = !row ? ENOTTY : size != row->size ? EINVAL : 0;
 
-	std::lock_guard lk(s.mu);
+	std::unique_lock lk(s.mu);
 	Model &m = s.m;
+	uint64_t wall_ns = 0;
+	bool held = false;
 	if (!err && !m.drv[drv].present)
 		err = ENODEV;
 
@@ -498,6 +507,8 @@ int dispatch(int fd, Node node, unsigned long request, void *arg)
 		if (!refused) {
 			Req r{m, drv, node == NODE_IPFC, fd, code, *row, rec, user, f};
 			err = run_handler(r);
+			wall_ns = r.wall_ns;
+			held = r.held;
 		}
 		if (!err && fault && row->status_off >= 0)
 			memcpy(rec + row->status_off, &fault->status, 4);
@@ -511,6 +522,12 @@ int dispatch(int fd, Node node, unsigned long request, void *arg)
 		log_push(m, std::move(lr));
 	}
 	refresh_ready(m);
+	lk.unlock();
+	// A request that takes real time (a flash write) lets others run meanwhile.
+	if (wall_ns)
+		wall_wait(wall_ns);
+	if (held)
+		flash_hold_wait();
 	if (err) {
 		errno = err;
 		return -1;

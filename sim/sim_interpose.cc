@@ -6,6 +6,7 @@
 // functions through dlsym(RTLD_NEXT).
 #undef _FORTIFY_SOURCE
 #include "sim.h"
+#include "scsi_model.h"
 
 #include <atomic>
 #include <cerrno>
@@ -85,9 +86,16 @@ void root_env_locked()
 
 bool starts(const char *s, const char *prefix) { return strncmp(s, prefix, strlen(prefix)) == 0; }
 
+bool scsi_tree(const char *p)
+{
+	constexpr const char kScsi[] = "/sys/class/scsi_device";
+	return starts(p, kScsi) && (p[sizeof kScsi - 1] == '\0' || p[sizeof kScsi - 1] == '/');
+}
+
 // Paths that resolve under the root: the configuration files and anything
 // beside them that starts with their names, "/etc" itself (fsync after a
-// rename) and the SCSI device tree.
+// rename), the SCSI device tree and the emulator's own saved state (the
+// cards' flash).
 bool redirected(const char *p)
 {
 	if (!p || p[0] != '/')
@@ -96,8 +104,9 @@ bool redirected(const char *p)
 		return true;
 	if (strcmp(p, "/etc") == 0 || strcmp(p, "/etc/") == 0)
 		return true;
-	constexpr const char kScsi[] = "/sys/class/scsi_device";
-	return starts(p, kScsi) && (p[sizeof kScsi - 1] == '\0' || p[sizeof kScsi - 1] == '/');
+	if (starts(p, "/var/lib/qorsim/"))
+		return true;
+	return scsi_tree(p);
 }
 
 // Returns the path to use: `p` itself, or the redirected one in `buf`;
@@ -121,7 +130,11 @@ const char *map_path(const char *p, char (&buf)[PATH_MAX])
 		memcpy(buf + a, p, b + 1);
 		out = buf;
 	}
+	const bool emulated_tree = out == buf && scsi_tree(p);
 	pthread_mutex_unlock(&g_root_mu);
+	// The emulated units' tree is there before anyone looks into it.
+	if (emulated_tree)
+		scsi::ensure_sysfs();
 	return out;
 }
 
@@ -278,6 +291,17 @@ void set_root(const char *dir)
 	pthread_mutex_lock(&g_root_mu);
 	set_root_locked(dir);
 	pthread_mutex_unlock(&g_root_mu);
+}
+
+bool root_dir(std::string &out)
+{
+	pthread_mutex_lock(&g_root_mu);
+	root_env_locked();
+	const bool dir = g_root_mode == Root::dir;
+	if (dir)
+		out = g_root;
+	pthread_mutex_unlock(&g_root_mu);
+	return dir;
 }
 
 bool root_path(const char *path, std::string &out)

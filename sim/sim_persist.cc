@@ -21,13 +21,9 @@
 
 namespace qorsim {
 
-namespace {
-
-constexpr int kSlots = 128; // port slots of the file ("qor<N>-", "vek<N>-")
-
 // Read with raw system calls: this runs while the emulator starts, before the
-// interposed entry points may be used.
-std::string read_raw(const std::string &path)
+// interposed entry points may be used, and under the model's lock.
+std::string read_raw(const std::string &path, size_t max)
 {
 	std::string text;
 	int fd = (int)syscall(SYS_openat, AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -36,13 +32,17 @@ std::string read_raw(const std::string &path)
 	char buf[4096];
 	for (;;) {
 		long n = syscall(SYS_read, fd, buf, sizeof buf);
-		if (n <= 0 || text.size() > (1u << 20))
+		if (n <= 0 || text.size() > max)
 			break;
 		text.append(buf, (size_t)n);
 	}
 	syscall(SYS_close, fd);
 	return text;
 }
+
+namespace {
+
+constexpr int kSlots = 128; // port slots of the file ("qor<N>-", "vek<N>-")
 
 using Values = std::map<std::string, std::string, std::less<>>; // key -> value text
 
@@ -229,7 +229,7 @@ void apply_config(Model &m)
 	if (!root_path("/etc/qor.conf", path))
 		return;
 	Conf c;
-	const std::string text = read_raw(path);
+	const std::string text = read_raw(path, 1u << 20);
 	for (size_t pos = 0; pos < text.size();) {
 		size_t end = text.find('\n', pos);
 		if (end == std::string::npos)

@@ -7,6 +7,7 @@
 
 #include "qor/qor_text.h"
 #include "san.h"
+#include "scsi_model.h"
 #include "sim_events.h"
 #include "sim_json.h"
 
@@ -104,6 +105,18 @@ Run raw_event(Model &m, const Field &e)
 	});
 }
 
+// A target gets a logical unit; it reports REPORTED LUNS DATA HAS CHANGED once.
+Run add_lun(Model &m, const Field &e)
+{
+	const Target t = controller_of(m, e);
+	const Field rp = e.need("rpwwn", "this action needs \"rpwwn\"");
+	const wwn_t rpwwn = rp.wwn();
+	if (!scsi::for_target(*m.fn_at(t.drv, t.instance), rpwwn, [](san::Target &) {}))
+		rp.fail("no target with this WWN behind that controller");
+	const scsi::Unit u = scsi::parse_unit(e.need("lun", "this action needs \"lun\" (a unit as in \"luns\")"), 0);
+	return on_controller(m, e, [rpwwn, u](Model &mm, Function &f) { scsi::add_unit(mm, f, rpwwn, u); });
+}
+
 // An action: the keys it takes besides the common ones, and how it is
 // prepared (validated) into something to run at its time.
 struct Action {
@@ -132,6 +145,7 @@ const std::vector<Action> &actions()
 		{"adapter_remove", {"adapter"}, with<adapter_event, QOR_ADAPTER_AEN_REMOVE>},
 		{"audit", {"driver", "instance", "type", "partition_inst", "partition_type"}, audit},
 		{"event", {"driver", "instance", "event", "count"}, raw_event},
+		{"add_lun", {"driver", "instance", "rpwwn", "lun"}, add_lun},
 	};
 	return v;
 }

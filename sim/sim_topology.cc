@@ -4,6 +4,8 @@
 #include "san.h"
 #include "sim_json.h"
 
+#include "defs/qor_defs_card.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -64,6 +66,89 @@ constexpr Named kStatuses[] = {QOR_STATUS_LIST(QORSIM_STATUS_ROW)};
 int get_errno(const Field &f)
 {
 	return static_cast<int>(named(f, kErrnos, std::size(kErrnos), 0, 4095, "errno name"));
+}
+
+uint32_t get_status(const Field &f)
+{
+	return static_cast<uint32_t>(named(f, kStatuses, std::size(kStatuses), 0, UINT32_MAX, "status"));
+}
+
+// A fault's "count": a number, "once" (the default) or "always".
+int get_count(const Field &jf)
+{
+	static constexpr Named kCounts[] = {{"once", 1}, {"always", QORSIM_ALWAYS}};
+	return jf.has("count") ? static_cast<int>(named(jf["count"], kCounts, std::size(kCounts), 1, INT32_MAX, "count"))
+			       : 1;
+}
+
+// This family's models (include/defs/qor_defs_card.h): a known card type
+// names its model and description.
+struct CardModel {
+	uint32_t code;
+	const char *model;
+	const char *descr;
+};
+#define QORSIM_CARD_ROW(code, model, ports, speed, cna, descr) {code, model, descr},
+constexpr CardModel kCards[] = {QOR_CARD_TYPE_LIST(QORSIM_CARD_ROW)};
+#undef QORSIM_CARD_ROW
+
+const CardModel *card_model(uint32_t code)
+{
+	for (const auto &c : kCards)
+		if (c.code == code)
+			return &c;
+	return nullptr;
+}
+
+// A partition by its name ("optrom", "fw", ...) or type number.
+uint32_t get_part_type(const Field &f)
+{
+	uint32_t t = 0;
+	if (f.is_text() && flash_type_by_name(f.json().get<std::string>(), t))
+		return t;
+	const std::string s = f.is_text() ? f.json().get<std::string>() : "";
+	if (f.is_text() && (s.empty() || !isdigit(static_cast<unsigned char>(s[0]))))
+		f.fail("unknown partition '" + s + "' (optrom, fw, cfg, vpd, bootovl, pxeovl, ...)");
+	return static_cast<uint32_t>(f.integer(1, 15));
+}
+
+// A card's "flash": partition sizes and the option ROM switch.
+void parse_flash(const Field &j, Adapter &a)
+{
+	j.object({"part_size", "optrom_enabled"});
+	if (j.has("part_size")) {
+		const Field ps = j["part_size"];
+		ps.object();
+		for (auto it = ps.json().begin(); it != ps.json().end(); ++it) {
+			const json name = it.key();
+			const Field key(name, ps.place() + "." + it.key());
+			a.flash.room[get_part_type(key)] = static_cast<uint32_t>(ps[it.key().c_str()].integer(0, 64 << 20));
+		}
+	}
+	j.read("optrom_enabled", a.flash.optrom_on);
+}
+
+// {"flash": "write_fail" | "readback_differs" | "erase_timeout", "adapter": N,
+//  "part": name, "instance": N, "status": S, "count": N}
+void parse_flash_fault(const Field &jf, Model &m)
+{
+	jf.object({"flash", "adapter", "part", "instance", "status", "count"});
+	static constexpr Named kKinds[] = {{"write_fail", QORSIM_FLASH_WRITE_FAIL},
+					   {"readback_differs", QORSIM_FLASH_READBACK_DIFFERS},
+					   {"erase_timeout", QORSIM_FLASH_ERASE_TIMEOUT}};
+	FlashFault x;
+	x.kind = static_cast<int>(named(jf["flash"], kKinds, std::size(kKinds), QORSIM_FLASH_WRITE_FAIL,
+					QORSIM_FLASH_ERASE_TIMEOUT, "flash fault (write_fail, readback_differs, erase_timeout)"));
+	const size_t ai = static_cast<size_t>(jf.need("adapter", "a \"flash\" fault needs \"adapter\"")
+						  .integer(0, static_cast<int64_t>(m.adapters.size()) - 1));
+	if (jf.has("part"))
+		x.type = get_part_type(jf["part"]);
+	jf.read("instance", x.instance, -1, 255);
+	if (jf.has("status"))
+		x.status = get_status(jf["status"]);
+	x.remaining = get_count(jf);
+	x.id = m.next_flash_fault++;
+	m.adapters[ai].flash.faults.push_back(x);
 }
 
 // Stable derived addresses: a locally administered MAC per adapter from a
@@ -221,7 +306,7 @@ void parse_adapter(const Field &ja, Model &m, size_t ai, std::vector<int> &expli
 	ja.object({"serial", "model", "model_descr", "manufacturer", "hwpath", "name", "node_symname", "hw_ver",
 		   "fw_ver", "optrom_ver", "os_type", "bios_ver", "efi_ver", "ob_ver", "chip_rev", "driver_ver",
 		   "card_type", "max_speed", "prototype", "asic_rev", "pcie_gen", "pcie_lanes", "pcie_lanes_orig",
-		   "cna_capable", "trunk_capable", "is_mezz", "pci", "functions", "trunk"});
+		   "cna_capable", "trunk_capable", "is_mezz", "pci", "functions", "trunk", "flash"});
 	const Field jfs = ja.need("functions", "needs \"functions\": an array of PCI functions");
 	const size_t nfns = jfs.array();
 	bool converged = false;
@@ -243,9 +328,10 @@ void parse_adapter(const Field &ja, Model &m, size_t ai, std::vector<int> &expli
 	at.cna_capable = flag;
 	at.max_speed = flag ? 10 : 8;
 	ja.read("max_speed", at.max_speed, 0, 255);
-	at.card_type = flag ? 1020 : 825;
+	at.card_type = flag ? 632 : 612;
 	ja.read("card_type", at.card_type, 0, UINT32_MAX);
-	put_text(at.model, "QX-" + std::to_string(at.card_type));
+	const CardModel *known = card_model(at.card_type);
+	put_text(at.model, known ? known->model : "QX-" + std::to_string(at.card_type));
 	ja.read("model", at.model);
 	put_text(at.manufacturer, "QOR Inc");
 	ja.read("manufacturer", at.manufacturer);
@@ -273,10 +359,11 @@ void parse_adapter(const Field &ja, Model &m, size_t ai, std::vector<int> &expli
 	put_text(a.driver[1].driver, "vek");
 	put_text(at.node_symname, std::string(at.model) + " | " + dr.driver_ver + " | qorhost");
 	ja.read("node_symname", at.node_symname);
-	put_text(at.model_descr, std::string(at.model) + " " + std::to_string(at.max_speed) + "Gbps " +
-					 std::to_string(nfns) +
-					 (at.cna_capable ? "-function converged network adapter"
-							 : "-port Fibre Channel host bus adapter"));
+	put_text(at.model_descr, known ? std::string(known->descr)
+				       : std::string(at.model) + " " + std::to_string(at.max_speed) + "Gbps " +
+						 std::to_string(nfns) +
+						 (at.cna_capable ? "-function converged network adapter"
+								 : "-port Fibre Channel host bus adapter"));
 	ja.read("model_descr", at.model_descr);
 	ja.read("prototype", at.prototype, 0, 255);
 	at.asic_rev = 'C';
@@ -316,6 +403,8 @@ void parse_adapter(const Field &ja, Model &m, size_t ai, std::vector<int> &expli
 		jp.read("ssvid", pci.ssvid, 0, 0xffff);
 		jp.read("ssid", pci.ssid, 0, 0xffff);
 	}
+	if (ja.has("flash"))
+		parse_flash(ja["flash"], a);
 	if (ja.has("trunk"))
 		ja["trunk"].object(); // reserved
 	std::set<int> ports;
@@ -328,6 +417,10 @@ void parse_adapter(const Field &ja, Model &m, size_t ai, std::vector<int> &expli
 
 void parse_fault(const Field &jf, Model &m)
 {
+	if (jf.has("flash")) {
+		parse_flash_fault(jf, m);
+		return;
+	}
 	jf.object({"code", "instance", "errno", "status", "count", "open", "driver", "version"});
 	if (jf.has("open")) {
 		jf.object({"open", "errno"});
@@ -355,13 +448,8 @@ void parse_fault(const Field &jf, Model &m)
 	if (jf.has("errno"))
 		f.err = get_errno(jf["errno"]);
 	if (jf.has("status"))
-		f.status = static_cast<uint32_t>(
-			named(jf["status"], kStatuses, std::size(kStatuses), 0, UINT32_MAX, "status"));
-	f.remaining = 1;
-	if (jf.has("count")) {
-		static constexpr Named kCounts[] = {{"once", 1}, {"always", QORSIM_ALWAYS}};
-		f.remaining = static_cast<int>(named(jf["count"], kCounts, std::size(kCounts), 1, INT32_MAX, "count"));
-	}
+		f.status = get_status(jf["status"]);
+	f.remaining = get_count(jf);
 	m.faults.push_back(f);
 }
 
@@ -414,7 +502,17 @@ void number_instances(Model &m, int d, const std::vector<int> &explicit_inst, in
 
 void build(const Field &j, Model &m)
 {
-	j.object({"drivers", "transition_ms", "adapters", "faults", "schedule", "clock"});
+	j.object({"drivers", "transition_ms", "adapters", "faults", "schedule", "clock", "flash_latency"});
+	if (j.has("flash_latency")) {
+		const Field fl = j["flash_latency"];
+		fl.object({"write_ms", "erase_ms", "wall"});
+		uint64_t w = 0, e = 0;
+		fl.read("write_ms", w, 0, 3600000);
+		fl.read("erase_ms", e, 0, 3600000);
+		m.flash_write_ns = w * 1000000u;
+		m.flash_erase_ns = e * 1000000u;
+		fl.read("wall", m.flash_wall);
+	}
 	int counts[kDrivers] = {-1, -1};
 	if (j.read("transition_ms", m.drv[0].transition_ms, -1, INT64_MAX / 1000000))
 		m.drv[1].transition_ms = m.drv[0].transition_ms;

@@ -135,10 +135,30 @@ protected:
 		} else if (*i.setup) {
 			qt::write_file(r + "/etc/qor.conf", i.setup);
 		}
-		result out = mxt((as_json ? "--json " : "") + i.text(), topo, r);
+		result out = mxt((as_json ? "--json " : "") + expand(i.text(), r), topo, r);
 		if (written)
 			*written = qt::read_file(r + "/etc/qor.conf");
 		return out;
+	}
+	// A boot image package for the default hardware, built once per test by
+	// the repository's script, with the version its images carry.
+	std::string package(const std::string &version = "3.3.0.0")
+	{
+		std::string pkg = root + "/pkg-" + version + ".tar";
+		if (qt::read_file(pkg).empty()) {
+			result r = sh("/usr/bin/python3 " QORL_SOURCE_DIR "/scripts/make-boot-package.py -o " + pkg +
+				      " --version " + version);
+			EXPECT_EQ(r.rc, 0) << r.err;
+		}
+		return pkg;
+	}
+	// Arguments with @ROOT@ (the run's root) and @PKG@ (the package) filled in.
+	std::string expand(std::string args, const std::string &run_root)
+	{
+		for (auto [mark, value] : {std::pair<std::string, std::string>{"@ROOT@", run_root}, {"@PKG@", ""}})
+			for (size_t at; (at = args.find(mark)) != std::string::npos;)
+				args.replace(at, mark.size(), mark == "@PKG@" ? package() : value);
+		return args;
 	}
 	std::string root, bin;
 	int runs = 0;
@@ -212,6 +232,27 @@ const std::vector<invocation> &walk()
 		{"fcoe disable", "2/1", "", {"qor3-port-enable = \"FALSE\";"}},
 		{"events"},
 		{"events", "--kind rport"},
+		{"flash list", "1"},
+		{"flash read", "2 fw @ROOT@/fw.bin"},
+		{"flash write", "1 optrom2 @PKG@"},
+		{"flash erase", "1 cfg:1 --yes"},
+		{"flash optrom", "2 off"},
+		{"boot inspect", "@PKG@"},
+		{"boot update", "@PKG@ --all"},
+		{"boot update", "@PKG@ 2 --devid 0x17"},
+		{"lun list", "1/0"},
+		{"lun list", "1/1 50:01:43:80:02:5b:6e:20"},
+		{"lun list", "2/0 0x500a098186f71c10"},
+		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 0"},
+		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 300 --page 0x00"},
+		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 1 --page 0x80 --hex"},
+		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 2 --page 131"},
+		{"scsi capacity", "1/0 50:06:0e:80:10:3a:7c:00 0"},
+		{"scsi capacity", "1/0 50:06:0e:80:10:3a:7c:00 1"},
+		{"scsi tur", "1/1 50:01:43:80:02:5b:6e:20 0"},
+		{"scsi tur", "1/0 50:06:0e:80:10:3a:7c:00 7"},
+		{"scsi read", "1/0 50:06:0e:80:10:3a:7c:00 0 0"},
+		{"scsi read", "1/0 50:06:0e:80:10:3a:7c:01 1 41943035 --count 5 --output /dev/null"},
 	};
 	return w;
 }
@@ -357,7 +398,9 @@ TEST_F(Mxt, EveryCommandRunsInTextAndJson)
 			std::string c;
 			result out = run(i, as_json, &c);
 			ASSERT_EQ(out.rc, 0) << what << (as_json ? " (JSON)" : "") << ": " << out.err;
-			const bool shows = listed[i.path] == "reads" && !has(i.args, "--reset");
+			// The boot update acts, and still shows each adapter's result.
+			const bool shows = (listed[i.path] == "reads" || std::string(i.path) == "boot update") &&
+					   !has(i.args, "--reset");
 			if (as_json) {
 				collect(i.path, what, out.out);
 			} else if (shows && std::string(i.path) != "events") {
@@ -623,6 +666,8 @@ TEST_F(Mxt, EveryAddressThatLeadsNowhereIsNamed)
 		{"N", "1"},      {"A/P", "1/0"},      {"ID", "0"},
 		{"TEXT", "x"},   {"MODE", "on"},      {"SPEED", "4"},   {"TOPO", "loop"},
 		{"ALPA", "0x01"}, {"BYTES", "2048"}, {"RPWWN", "21:00:00:24:ff:00:00:01"},
+		{"PART", "fw"},   {"FILE", "/nonexistent/part.bin"}, {"PKG", "/nonexistent/pkg.tar"},
+		{"LUN", "0"},    {"LBA", "0"},
 	};
 	struct miss {
 		const char *arg, *value, *says;
@@ -958,6 +1003,279 @@ TEST_F(Mxt, UsageErrorsExitOne)
 	EXPECT_EQ(mxt("ioc frobnicate").rc, 1);
 	EXPECT_EQ(mxt("--help").rc, 0);
 	EXPECT_EQ(mxt("port --help").rc, 0);
+}
+
+// ---- flash and boot update ---------------------------------------------------------
+
+json flash_row(const json &rows, const std::string &partition)
+{
+	for (auto &r : rows)
+		if (r["partition"] == partition && r["instance"] == 0)
+			return r;
+	return json();
+}
+
+// The update of every adapter, and in the next run under the same root the
+// flash shows the package's versions.
+TEST_F(Mxt, BootUpdateIsThereInTheNextRun)
+{
+	for (const char *a : {"1", "2"}) {
+		json before = json::parse(mxt(std::string("--json flash list ") + a).out);
+		EXPECT_EQ(flash_row(before, "fw")["version"], "3.2.1.0") << a;
+	}
+	result r = mxt("boot update " + package("3.4.0.1") + " --all");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	EXPECT_TRUE(has(r.out, "adapter 2: wrote pxeovl:0\n")) << r.out;
+	EXPECT_TRUE(has(r.out, "success")) << r.out;
+	EXPECT_EQ(r.err, "");
+	for (const char *a : {"1", "2"}) {
+		json after = json::parse(mxt(std::string("--json flash list ") + a).out);
+		EXPECT_EQ(flash_row(after, "fw")["version"], "3.4.0.1") << a;
+		EXPECT_EQ(flash_row(after, "optrom")["version"], "3.4.0.1") << a;
+		EXPECT_EQ(flash_row(after, "fw")["state"], "good") << a;
+	}
+	json ioc = json::parse(mxt("--json ioc show 0").out);
+	EXPECT_TRUE(has(ioc.dump(), "3.4.0.1")) << ioc.dump();
+}
+
+const char *const failing_cfg1 = R"({"adapters": [
+	{"serial": "QXF0000001", "card_type": 612, "functions": [{"type": "fc"}, {"type": "fc"}]},
+	{"serial": "QXF0000002", "card_type": 611, "functions": [{"type": "fc"}]}],
+ "faults": [{"flash": "write_fail", "adapter": 0, "part": "cfg", "instance": 1, "count": "always"}]})";
+
+// A failed partition write: the table has every adapter's result, the
+// failure says what was written and what to do, and the exit status is 1.
+TEST_F(Mxt, FailedPartitionWriteSaysWhatWasWritten)
+{
+	std::string topo = root + "/failing.json";
+	qt::write_file(topo, failing_cfg1);
+	result r = mxt("boot update " + package() + " --all", topo);
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_EQ(r.err, "mxt: adapter 1: writing cfg:1 failed: status 1 (QOR_STATUS_FAILED): the operation failed; "
+			 "written: fw:0, optrom:0, bootovl:0, cfg:0; the boot code stays off: update adapter 1 again "
+			 "before it is restarted\n");
+	r = mxt("--json boot update " + package() + " --all", topo);
+	EXPECT_EQ(r.rc, 1);
+	json rows = collect("boot update", "failing write", r.out);
+	ASSERT_EQ(rows.size(), 2u);
+	EXPECT_EQ(rows[0]["status"], 1);
+	EXPECT_EQ(rows[0]["failed_partition"], "cfg:1");
+	EXPECT_EQ(rows[0]["written"], json({"fw:0", "optrom:0", "bootovl:0", "cfg:0"}));
+	EXPECT_EQ(rows[1]["status"], 0);
+	EXPECT_TRUE(rows[1]["failed_partition"].is_null());
+	check_schemas();
+}
+
+// Run with a terminal as standard input and output (util-linux script).
+result on_terminal(const std::string &cmd)
+{
+	return sh("script -qec '" + cmd + "' /dev/null </dev/null");
+}
+
+TEST_F(Mxt, TerminalEraseNeedsYesAndUpdateDrawsBars)
+{
+	if (sh("command -v script").rc != 0)
+		GTEST_SKIP() << "no script(1) to give mxt a terminal";
+	const std::string m = bin + "/qorsim --root " + root + " -- " + bin + "/mxt ";
+	result r = on_terminal(m + "flash erase 1 cfg:1");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_TRUE(has(r.out, "erasing cfg:1 of adapter 1 cannot be undone; repeat the command with --yes")) << r.out;
+	json rows = json::parse(mxt("--json flash list 1").out);
+	EXPECT_NE(rows[3]["used"], 0);
+	r = on_terminal(m + "flash erase 1 cfg:1 --yes");
+	EXPECT_EQ(r.rc, 0) << r.out;
+	rows = json::parse(mxt("--json flash list 1").out);
+	EXPECT_EQ(rows[3]["partition"], "cfg");
+	EXPECT_EQ(rows[3]["instance"], 1);
+	EXPECT_EQ(rows[3]["used"], 0);
+	r = on_terminal(m + "boot update " + package() + " 1");
+	EXPECT_EQ(r.rc, 0) << r.out;
+	EXPECT_TRUE(has(r.out, "\033[2Kadapter 1 [")) << r.out;
+	EXPECT_TRUE(has(r.out, "done")) << r.out;
+	EXPECT_FALSE(has(r.out, "wrote fw:0")) << "bars, not lines";
+}
+
+TEST_F(Mxt, FlashAndBootRefusals)
+{
+	const std::string pkg = package();
+	struct refusal {
+		std::string args, message;
+	};
+	const refusal cases_[] = {
+		{"flash read 1 nosuch x", "argument PART: 'nosuch' is not a partition"},
+		{"flash read 1 cfg:x x", "argument PART: 'cfg:x' is not a partition"},
+		{"flash read 1 cfg:256 x", "argument PART: 'cfg:256' is not a partition"},
+		{"flash read 1 cfg:7 " + root + "/x", "adapter 1 has no partition cfg:7; 'mxt flash list 1' shows"},
+		{"flash read 3 fw x", "no adapter 3; 'mxt adapter list' shows the adapters"},
+		{"flash write 1 fw /nonexistent/fw.bin", "cannot read image file /nonexistent/fw.bin: No such file"},
+		{"flash write 1 fw " + root, "image file " + root + " is not a regular file"},
+		{"flash optrom 1 maybe", "argument MODE: 'maybe' is not a valid choice; use one of on, off"},
+		{"boot inspect /nonexistent/pkg.tar", "cannot read package /nonexistent/pkg.tar: No such file"},
+		{"boot update " + pkg, "name one adapter or give --all"},
+		{"boot update " + pkg + " 1 --all", "name one adapter or give --all"},
+		{"boot update " + pkg + " --all --devid 0x15", "argument --devid: '0x15' is not a valid choice"},
+		{"boot update " + pkg + " 0", "argument N: '0' is not an adapter number"},
+	};
+	for (const refusal &r : cases_)
+		refused(r.args, r.message);
+	// With a library status: the package is not one.
+	const std::string bad = root + "/bad.tar";
+	qt::write_file(bad, std::string(2048, 'x'));
+	for (const char *cmd : {"boot inspect ", "boot update "}) {
+		result r = mxt(std::string(cmd) + bad + (cmd[5] == 'u' ? " --all" : ""));
+		EXPECT_EQ(r.rc, 1);
+		EXPECT_TRUE(has(r.err, "status 79 (QOR_STATUS_BAD_FILE)")) << r.err;
+		r = mxt(std::string("--json ") + cmd + bad + (cmd[5] == 'u' ? " --all" : ""));
+		json e = collect("error", cmd, r.out);
+		EXPECT_EQ(e["error"]["status"], 79);
+	}
+	// A firmware image whose checksum fails is refused before anything is sent.
+	const std::string fw = root + "/fw.bin";
+	qt::write_file(fw, std::string(4100, 'f')); // an odd number of equal words: XOR not 0
+	result r = mxt("flash write 1 fw " + fw);
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_TRUE(has(r.err, "QOR_STATUS_CHECKSUM_FAIL")) << r.err;
+}
+
+// ---- logical units and SCSI commands ----------------------------------------------
+
+const char *const kArrayA = "50:06:0e:80:10:3a:7c:00";
+
+// On the default hardware every target of port 1/0 shows its units, with
+// capacities and the device nodes the emulator's sysfs tree gives them, in
+// each of the tree's layouts.
+TEST_F(Mxt, LunListShowsUnitsCapacitiesAndDevices)
+{
+	result r = mxt("--json lun list 1/0");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	json rows = collect("lun list", "lun list 1/0", r.out);
+	ASSERT_EQ(rows.size(), 6u) << r.out;
+	struct expect {
+		const char *rpwwn;
+		int lun;
+		const char *fcp_lun;
+		uint64_t bytes;
+		const char *capacity, *device;
+	} want[] = {
+		{kArrayA, 0, "0000000000000000", 20971520ull * 512, "10.0 GiB", "/dev/sda"},
+		{kArrayA, 1, "0001000000000000", 6442450944ull * 512, "3.0 TiB", "/dev/sdb"},
+		{kArrayA, 2, "0002000000000000", 131072ull * 4096, "512.0 MiB", "/dev/sdc"}, // "block:sdc" entry
+		{kArrayA, 300, "412c000000000000", 204800ull * 512, "100.0 MiB", "/dev/sdd"}, // "block" link
+		{"50:06:0e:80:10:3a:7c:01", 0, "0000000000000000", 41943040ull * 512, "20.0 GiB", "/dev/sde"},
+		{"50:06:0e:80:10:3a:7c:01", 1, "0001000000000000", 41943040ull * 512, "20.0 GiB", "/dev/sdf"},
+	};
+	for (size_t i = 0; i < rows.size(); i++) {
+		const json &row = rows[i];
+		SCOPED_TRACE(row.dump());
+		EXPECT_EQ(row["port"], "1/0");
+		EXPECT_EQ(row["rpwwn"], want[i].rpwwn);
+		EXPECT_EQ(row["lun"], want[i].lun);
+		EXPECT_EQ(row["fcp_lun"], want[i].fcp_lun);
+		EXPECT_EQ(row["type"], "disk");
+		EXPECT_EQ(row["vendor"], "QOR");
+		EXPECT_EQ(row["product"], "QX-Array A");
+		EXPECT_EQ(row["capacity_bytes"], want[i].bytes);
+		EXPECT_EQ(row["capacity"], want[i].capacity);
+		EXPECT_EQ(row["device"], want[i].device);
+	}
+	result t = mxt("lun list 1/0");
+	ASSERT_EQ(t.rc, 0) << t.err;
+	EXPECT_TRUE(has(t.out, "3.0 TiB")) << t.out;
+	EXPECT_TRUE(has(t.out, "/dev/sdd")) << t.out;
+
+	json tape = json::parse(mxt("--json lun list 1/1").out);
+	ASSERT_EQ(tape.size(), 1u);
+	EXPECT_EQ(tape[0]["type"], "tape");
+	EXPECT_EQ(tape[0]["device"], "/dev/st0");
+	EXPECT_TRUE(tape[0]["capacity_bytes"].is_null());
+	check_schemas();
+}
+
+// The block read is the emulator's documented pattern: the LBA big-endian in
+// bytes 0-7, then (LBA + LUN + i) mod 256.
+TEST_F(Mxt, ScsiReadWritesThePattern)
+{
+	const std::string blk = root + "/blk";
+	result r = mxt(std::string("scsi read 1/0 ") + kArrayA + " 0 0 -o " + blk);
+	ASSERT_EQ(r.rc, 0) << r.err;
+	std::string data = qt::read_file(blk);
+	ASSERT_EQ(data.size(), 512u);
+	for (size_t i = 0; i < data.size(); i++)
+		ASSERT_EQ((uint8_t)data[i], i < 8 ? 0 : (uint8_t)i) << "byte " << i;
+
+	// Twelve blocks across the 8-block commands, from LUN 300, to a pipe.
+	r = mxt(std::string("scsi read 1/0 ") + kArrayA + " 300 1000 --count 12");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	ASSERT_EQ(r.out.size(), 12u * 512);
+	for (uint64_t b = 0; b < 12; b++)
+		for (size_t i = 0; i < 512; i++) {
+			const uint64_t lba = 1000 + b;
+			const uint8_t want = i < 8 ? (uint8_t)(lba >> (56 - 8 * i)) : (uint8_t)(lba + 300 + i);
+			ASSERT_EQ((uint8_t)r.out[b * 512 + i], want) << "block " << lba << " byte " << i;
+		}
+	// The last block of the unit, where an 8-block command would run past the end.
+	json j = json::parse(mxt(std::string("--json scsi read 1/0 ") + kArrayA + " 300 204799").out);
+	std::string hex = j["data"];
+	EXPECT_EQ(hex.substr(0, 16), "0000000000031fff");
+	EXPECT_EQ(j["bytes"], 512);
+}
+
+// What a target refuses comes back with its sense data named: exit 1, the
+// standard names on stderr, the decoded sense in the JSON error.
+TEST_F(Mxt, RefusedScsiCommandsNameTheirSense)
+{
+	result r = mxt("scsi capacity 1/1 50:01:43:80:02:5b:6e:20 0");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_EQ(r.err, "mxt: reading the capacity of LUN 0 of 50:01:43:80:02:5b:6e:20 on port 1/1: CHECK CONDITION: "
+			 "ILLEGAL REQUEST, INVALID COMMAND OPERATION CODE (ASC/ASCQ 20/00)\n");
+	r = mxt(std::string("--json scsi inquiry 1/0 ") + kArrayA + " 9 --page 0x80");
+	EXPECT_EQ(r.rc, 1);
+	json e = collect("error", "inquiry of a missing LUN", r.out);
+	EXPECT_TRUE(e["error"]["status"].is_null());
+	EXPECT_EQ(e["error"]["scsi"]["status"], 2);
+	EXPECT_EQ(e["error"]["scsi"]["status_name"], "CHECK CONDITION");
+	EXPECT_EQ(e["error"]["scsi"]["sense"],
+		  json({{"key", 5}, {"key_name", "ILLEGAL REQUEST"}, {"asc", 0x25}, {"ascq", 0},
+			{"description", "LOGICAL UNIT NOT SUPPORTED"}}));
+
+	// Not ready is an answer, not a failure.
+	r = mxt(std::string("--json scsi tur 1/0 ") + kArrayA + " 9");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	json t = collect("scsi tur", "tur of a missing LUN", r.out);
+	EXPECT_EQ(t["ready"], false);
+	EXPECT_EQ(t["sense"]["asc"], 0x25);
+
+	// Refused before anything is sent to a target.
+	r = mxt(std::string("scsi read 1/0 ") + kArrayA + " 300 204799 --count 2");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_TRUE(has(r.err, "blocks 204799 to 204800 are past the end of LUN 300")) << r.err;
+	EXPECT_TRUE(has(r.err, "which has 204800 blocks")) << r.err;
+	r = mxt("lun list 1/0 21:00:00:24:ff:4c:8e:10");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_TRUE(has(r.err, "is not a SCSI target")) << r.err;
+	check_schemas();
+}
+
+// A target that cannot list its units is one row with the error; the
+// others are still shown.
+TEST_F(Mxt, LunListShowsATargetThatFailsAsARow)
+{
+	std::string topo = root + "/t.json";
+	qt::write_file(topo, R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
+		{"pwwn":"50:00:00:00:00:00:00:01","luns":[{"lun":0}],"scsi_fault":{"mode":"no_answer"}},
+		{"pwwn":"50:00:00:00:00:00:00:02","luns":[{"lun":0,"blocks":8}]}]}}]}]})");
+	result r = mxt("--json lun list 1/0", topo);
+	ASSERT_EQ(r.rc, 0) << r.err;
+	json rows = collect("lun list", "a target that does not answer", r.out);
+	ASSERT_EQ(rows.size(), 2u) << r.out;
+	EXPECT_TRUE(rows[0]["lun"].is_null());
+	EXPECT_EQ(rows[0]["error"]["name"], "QOR_STATUS_ETIMER");
+	EXPECT_EQ(rows[1]["capacity_bytes"], 4096);
+	r = mxt("lun list 1/0 50:00:00:00:00:00:00:01", topo);
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_TRUE(has(r.err, "listing the LUNs of 50:00:00:00:00:00:00:01 on port 1/0: status 5 (QOR_STATUS_ETIMER)"))
+		<< r.err;
+	check_schemas();
 }
 
 } // namespace

@@ -13,6 +13,7 @@
 #include "qorl_lport.h"
 #include "qorl_port.h"
 #include "qorl_rport.h"
+#include "qorl_scsi.h"
 #include "testutil.h"
 
 namespace {

@@ -498,7 +498,16 @@ TEST_F(SimTest, ConfigurationPathsResolveUnderRoot)
 	EXPECT_EQ(access("/etc/hba.conf", F_OK), -1);
 	EXPECT_EQ(remove("/etc/qor.conf"), 0);
 	EXPECT_NE(access(root_path("/etc/qor.conf").c_str(), F_OK), 0);
-	EXPECT_EQ(opendir("/sys/class/scsi_device"), nullptr) << "absent under the root";
+	// The SCSI device tree is the root's: the emulated units' and what else lies there.
+	qt::write_file(root_path("/sys/class/scsi_device/9:0:0:0/device/block:sdz"), "");
+	DIR *d = opendir("/sys/class/scsi_device");
+	ASSERT_NE(d, nullptr);
+	std::set<std::string> names;
+	while (const dirent *e = readdir(d))
+		names.insert(e->d_name);
+	closedir(d);
+	EXPECT_TRUE(names.count("9:0:0:0"));
+	EXPECT_TRUE(names.count("1:0:0:0")) << "the first unit of the default topology";
 }
 
 // ---- topology validation ------------------------------------------------------------------------
@@ -582,6 +591,20 @@ TEST(SimTopology, ErrorsNameThePlace)
 		{R"({"adapters": [{"functions": [)" + fc + R"(]}], "schedule": [{"at_ms": 1, "action": "event",
 		   "event": {"category": "port", "kind": 1}}]})",
 		 "schedule[0].event: unknown key 'kind'"},
+		{R"({"adapters": [{"flash": {"part_size": {"firmware": 1024}}, "functions": []}]})",
+		 "adapters[0].flash.part_size.firmware: unknown partition 'firmware'"},
+		{R"({"adapters": [{"flash": {"part_size": {"fw": -1}}, "functions": []}]})",
+		 "adapters[0].flash.part_size.fw: must be an integer from 0 to 67108864"},
+		{R"({"adapters": [{"flash": {"optrom": true}, "functions": []}]})", "adapters[0].flash: unknown key 'optrom'"},
+		{R"({"adapters": [{"functions": []}], "faults": [{"flash": "write_fail"}]})",
+		 "faults[0]: a \"flash\" fault needs \"adapter\""},
+		{R"({"adapters": [{"functions": []}], "faults": [{"flash": "write_fail", "adapter": 1}]})",
+		 "faults[0].adapter: must be an integer from 0 to 0"},
+		{R"({"adapters": [{"functions": []}], "faults": [{"flash": "burn", "adapter": 0}]})",
+		 "faults[0].flash: unknown flash fault"},
+		{R"({"adapters": [{"functions": []}], "faults": [{"flash": "erase_timeout", "adapter": 0, "part": "xx"}]})",
+		 "faults[0].part: unknown partition 'xx'"},
+		{R"({"flash_latency": {"write_ms": 1, "wall": 1}})", "flash_latency.wall: must be true or false"},
 	};
 	for (const auto &row : rows) {
 		EXPECT_EQ(qorsim_load_topology(row.json.c_str()), -1) << row.json;

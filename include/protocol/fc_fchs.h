@@ -46,6 +46,15 @@ static inline uint32_t fc_get_be32(const uint8_t *p)
 {
 	return ((uint32_t)p[0] << 24) | ((uint32_t)p[1] << 16) | ((uint32_t)p[2] << 8) | p[3];
 }
+static inline void fc_put_be64(uint8_t *p, uint64_t v)
+{
+	fc_put_be32(p, (uint32_t)(v >> 32));
+	fc_put_be32(p + 4, (uint32_t)v);
+}
+static inline uint64_t fc_get_be64(const uint8_t *p)
+{
+	return ((uint64_t)fc_get_be32(p) << 32) | fc_get_be32(p + 4);
+}
 
 /*
  * A port address as the drivers store it in a 32-bit attribute word: its

@@ -5,6 +5,7 @@
 
 #include "qor/qor_text.h"
 #include "qorl_config.h"
+#include "qorl_state.h"
 #include "table.h"
 
 namespace mxt {
@@ -43,12 +44,12 @@ std::string range(long lo, long hi)
 	return "a decimal number from " + std::to_string(lo) + " to " + std::to_string(hi);
 }
 
-int read_decimal(const std::string &name, const std::string &s, long lo, long hi, const char *what)
+long read_number(const std::string &name, const std::string &s, long lo, long hi, bool hex, const char *what)
 {
 	long v = 0;
-	if (!number_in(s, lo, hi, false, &v))
-		refuse(name, s, what, "give " + range(lo, hi));
-	return (int)v;
+	if (!number_in(s, lo, hi, hex, &v))
+		refuse(name, s, what, "give " + range(lo, hi) + (hex ? " (or 0x and hex digits)" : ""));
+	return v;
 }
 
 void read_port_address(const std::string &name, const std::string &s, int *adapter, int *port)
@@ -63,6 +64,27 @@ void read_port_address(const std::string &name, const std::string &s, int *adapt
 		refuse(name, s, "a port address", hint);
 	*adapter = (int)a;
 	*port = (int)p;
+}
+
+// "fw", "cfg:1": a partition type by its display name, and an instance.
+void read_partition(const std::string &name, const std::string &s, call &c)
+{
+	std::string hint = "write a partition name and optionally :INSTANCE (0 to 255), e.g. fw or cfg:1; names: ";
+	for (int t = QOR_FLASH_PART_OPTROM; t <= QOR_FLASH_PART_PORTCFG; t++)
+		hint += std::string(t == QOR_FLASH_PART_OPTROM ? "" : ", ") +
+			qorl_flash_part_type_to_string((qor_flash_part_type_t)t);
+	const size_t colon = s.find(':');
+	const std::string word = s.substr(0, colon);
+	long inst = 0;
+	if (colon != std::string::npos && !number_in(std::string_view(s).substr(colon + 1), 0, 255, false, &inst))
+		refuse(name, s, "a partition", hint);
+	for (int t = QOR_FLASH_PART_OPTROM; t <= QOR_FLASH_PART_PORTCFG; t++)
+		if (word == qorl_flash_part_type_to_string((qor_flash_part_type_t)t)) {
+			c.part = (qor_flash_part_type_t)t;
+			c.part_instance = (uint8_t)inst;
+			return;
+		}
+	refuse(name, s, "a partition", hint);
 }
 
 wwn_t read_wwn(const std::string &name, const std::string &s)
@@ -82,13 +104,13 @@ void read_arg(call &c, const param &p, const std::string &s)
 	long v = 0;
 	switch (p.type) {
 	case arg::adapter:
-		c.adapter = read_decimal(p.name, s, 1, max_adapter, "an adapter number");
+		c.adapter = (int)read_number(p.name, s, 1, max_adapter, false, "an adapter number");
 		break;
 	case arg::port:
 		read_port_address(p.name, s, &c.adapter, &c.port);
 		break;
 	case arg::controller:
-		c.id = read_decimal(p.name, s, 0, max_controller, "a controller id");
+		c.id = (int)read_number(p.name, s, 0, max_controller, false, "a controller id");
 		break;
 	case arg::wwn:
 		c.wwn = read_wwn(p.name, s);
@@ -108,7 +130,7 @@ void read_arg(call &c, const param &p, const std::string &s)
 		refuse(p.name, s, "a valid choice", "use one of " + list);
 	}
 	case arg::number:
-		c.numbers[p.name] = read_decimal(p.name, s, p.lo, p.hi, "a valid number");
+		c.numbers[p.name] = read_number(p.name, s, p.lo, p.hi, p.hex, "a valid number");
 		break;
 	case arg::speed:
 		if (!qor_speed_parse(s.c_str(), &c.speed))
@@ -126,6 +148,9 @@ void read_arg(call &c, const param &p, const std::string &s)
 			c.numbers[p.name] = v;
 		else
 			refuse(p.name, s, "a loop address", "give 0x01 to 0xef, or 'clear'");
+		break;
+	case arg::partition:
+		read_partition(p.name, s, c);
 		break;
 	case arg::flag:
 		break;

@@ -47,25 +47,6 @@ doc lport_doc(const call &c, const qor_lport_attr_t &a)
 	return d;
 }
 
-// Every remote port WWN of a logical port; grows the room when the driver
-// reports more than fitted.
-std::vector<wwn_t> rport_wwns(const call &c, wwn_t lpwwn)
-{
-	std::vector<wwn_t> v(64);
-	for (int tries = 0; tries < 4; tries++) {
-		uint32_t n = (uint32_t)v.size();
-		qor_status_t st = qorl_lport_get_rports(c.q, 0, lpwwn, v.data(), &n);
-		if (n > v.size()) {
-			v.resize(n);
-			continue;
-		}
-		check(st, "listing the remote ports of " + c.where());
-		v.resize(n);
-		return v;
-	}
-	fail("the remote ports of " + c.where() + " keep changing; try again");
-}
-
 // A remote port; only its WWN and the error when its attributes cannot be read.
 doc rport_doc(wwn_t rw, const qor_rport_attr_t *a, qor_status_t st)
 {
@@ -108,6 +89,24 @@ doc link_error_doc(qorl_stats_t *lesb)
 }
 
 } // namespace
+
+// Grows the room when the driver reports more than fitted.
+std::vector<wwn_t> rport_wwns(const call &c, wwn_t lpwwn)
+{
+	std::vector<wwn_t> v(64);
+	for (int tries = 0; tries < 4; tries++) {
+		uint32_t n = (uint32_t)v.size();
+		qor_status_t st = qorl_lport_get_rports(c.q, 0, lpwwn, v.data(), &n);
+		if (n > v.size()) {
+			v.resize(n);
+			continue;
+		}
+		check(st, "listing the remote ports of " + c.where());
+		v.resize(n);
+		return v;
+	}
+	fail("the remote ports of " + c.where() + " keep changing; try again");
+}
 
 doc lport_list(call &c)
 {

@@ -14,6 +14,12 @@ const param name_text{arg::text, "TEXT", "the name, at most 63 characters"};
 const param remote_wwn{arg::wwn, "RPWWN",
 		       "the remote port's WWN: 21:00:00:24:ff:00:00:01, 0x21000024ff000001 or 21000024ff000001"};
 const param reset{arg::flag, "--reset", "reset the counters instead of showing them"};
+const param partition{arg::partition, "PART",
+		      "a partition by its name ('mxt flash list'), with :INST for an instance other than 0, e.g. fw "
+		      "or cfg:1"};
+const param package{arg::text, "PKG", "the boot image package file"};
+const param target_wwn{arg::wwn, "RPWWN", "the target's port WWN ('mxt rport list' shows which remote ports are targets)"};
+const param lun_no{arg::number, "LUN", "LUN number, 0 to 16383 ('mxt lun list' shows them)", {}, 0, 16383};
 
 } // namespace
 
@@ -30,6 +36,10 @@ const std::map<std::string, std::string> &groups()
 		{"itnim", "IT nexus between a port and a remote target"},
 		{"eth", "Ethernet ports of converged adapters"},
 		{"fcoe", "FCoE ports of converged adapters"},
+		{"flash", "the flash partitions of an adapter"},
+		{"boot", "boot image packages and the boot code update"},
+		{"lun", "logical units behind a port's SCSI targets"},
+		{"scsi", "standard SCSI commands to one logical unit"},
 	};
 	return g;
 }
@@ -209,6 +219,82 @@ const std::vector<command> &commands()
 		 .does = effect::sets,
 		 .run = fcoe_switch<false>,
 		 .probe = port_is<false>},
+
+		{.path = "flash list",
+		 .help = "the flash partitions of an adapter, with sizes, states and the versions of its images",
+		 .params = {adapter_no},
+		 .run = flash_list},
+		{.path = "flash read",
+		 .help = "copy a partition to a file (the file is replaced whole)",
+		 .params = {adapter_no, partition, {arg::text, "FILE", "the file to write"}},
+		 .run = flash_read},
+		{.path = "flash write",
+		 .help = "write a file to a partition and read it back to compare (a firmware image must pass its "
+			 "checksum)",
+		 .params = {adapter_no, partition, {arg::text, "FILE", "the file to write to the partition"}},
+		 .does = effect::acts,
+		 .run = flash_write},
+		{.path = "flash erase",
+		 .help = "erase a partition; on a terminal only with --yes",
+		 .params = {adapter_no, partition, {arg::flag, "--yes", "erase without asking (needed on a terminal)"}},
+		 .does = effect::acts,
+		 .run = flash_erase},
+		{.path = "flash optrom",
+		 .help = "let the adapter's boot code run at its next start, or not",
+		 .params = {adapter_no, {arg::choice, "MODE", "boot code", {"on", "off"}}},
+		 .does = effect::acts,
+		 .run = flash_optrom},
+
+		{.path = "boot inspect",
+		 .help = "a boot image package: its version, members, card descriptions and the adapters here it fits",
+		 .params = {package},
+		 .run = boot_inspect,
+		 .opens = session::none},
+		{.path = "boot update",
+		 .help = "write a boot image package to one adapter or to every adapter at once, with progress; "
+			 "exit 1 when any adapter failed",
+		 .params = {package,
+			    {arg::adapter, "N", "the adapter to update ('mxt adapter list'); or --all", {}, 0, 0, nullptr,
+			     true},
+			    {arg::flag, "--all", "update every adapter, all at once (one worker per adapter)"},
+			    {arg::choice, "--devid", "PCI device ID to write into the option ROM images instead of each "
+			     "controller's own", {"0x13", "0x14", "0x17", "0x21"}}},
+		 .does = effect::acts,
+		 .run = boot_update},
+		{.path = "lun list",
+		 .help = "the logical units of a port's targets, or of one target: type, vendor, product, capacity "
+			 "and the OS device",
+		 .params = {port_ap,
+			    {arg::wwn, "RPWWN", "only this target's units", {}, 0, 0, nullptr, true}},
+		 .needs = side::fc,
+		 .run = lun_list},
+		{.path = "scsi inquiry",
+		 .help = "standard INQUIRY data of a logical unit, or a vital product data page",
+		 .params = {port_ap, target_wwn, lun_no,
+			    {arg::number, "--page", "VPD page code, 0 to 255 or 0x00 to 0xff (0x00 lists the pages)",
+			     {}, 0, 255, nullptr, false, true},
+			    {arg::flag, "--hex", "show the bytes as a hex dump (JSON always carries them as data)"}},
+		 .needs = side::fc,
+		 .run = scsi_inquiry},
+		{.path = "scsi capacity",
+		 .help = "READ CAPACITY of a logical unit: blocks, block size and bytes",
+		 .params = {port_ap, target_wwn, lun_no},
+		 .needs = side::fc,
+		 .run = scsi_capacity},
+		{.path = "scsi tur",
+		 .help = "TEST UNIT READY: whether a logical unit is ready, and the sense data when not",
+		 .params = {port_ap, target_wwn, lun_no},
+		 .needs = side::fc,
+		 .run = scsi_tur},
+		{.path = "scsi read",
+		 .help = "read blocks of a logical unit: a hex dump on a terminal, the bytes as they are to a file "
+			 "or pipe",
+		 .params = {port_ap, target_wwn, lun_no,
+			    {arg::number, "LBA", "first logical block address, 0 to 4294967295", {}, 0, 4294967295L},
+			    {arg::number, "--count", "number of blocks", {}, 1, 65535, "1"},
+			    {arg::text, "--output,-o", "write the bytes to this file (replaced whole)"}},
+		 .needs = side::fc,
+		 .run = scsi_read},
 
 		{.path = "events",
 		 .help = "the drivers' events: those queued now, or with --follow as they arrive",

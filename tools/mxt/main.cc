@@ -66,7 +66,7 @@ void build(CLI::App &app, std::list<leaf> &leaves)
 							     : l.app->add_option(p.name, v, help);
 			if (p.type != arg::flag)
 				o->type_name(p.name[0] == '-' ? "VALUE" : "");
-			if (p.name[0] != '-')
+			if (p.name[0] != '-' && !p.optional)
 				o->required();
 			l.options.push_back(o);
 		}
@@ -189,5 +189,5 @@ int main(int argc, char **argv)
 		rc = 1;
 	}
 	qorl_libexit();
-	return rc;
+	return rc ? rc : opts().exit_code;
 }

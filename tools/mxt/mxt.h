@@ -21,6 +21,7 @@ using doc = nlohmann::ordered_json;
 // Options every command sees.
 struct globals {
 	bool json = false;
+	int exit_code = 0; // a command that printed its result and still failed
 };
 globals &opts();
 
@@ -31,6 +32,7 @@ struct failure {
 	std::string message;
 	bool has_status = false;
 	qor_status_t status = QOR_STATUS_OK;
+	doc scsi = nullptr; // what a target answered, for a SCSI command it refused
 };
 [[noreturn]] void fail(const std::string &what);
 // "what: status N (NAME): meaning; hint".

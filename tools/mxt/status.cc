@@ -62,6 +62,16 @@ constexpr meaning_row meanings[] = {
 	{QOR_STATUS_IOC_NON_OP, "the controller is not operational"},
 	{QOR_STATUS_IOPROFILE_OFF, "I/O profiling is off on this port"},
 	{QOR_STATUS_NO_PORT_INSTANCE, "no such port"},
+	{QOR_STATUS_ETIMER, "the driver timed out"},
+	{QOR_STATUS_DEVBUSY, "busy: another update of every adapter is running in this program"},
+	{QOR_STATUS_FLASH_BAD_LEN, "the image does not fit the partition"},
+	{QOR_STATUS_CHECKSUM_FAIL, "the firmware image's checksum is wrong: it is not a valid image"},
+	{QOR_STATUS_BAD_FILE, "not a boot image package, or a damaged one"},
+	{QOR_STATUS_INVALID_DEVID, "not a device ID the update takes (0x13, 0x14, 0x17, 0x21)"},
+	{QOR_STATUS_FILE_NOT_FOUND, "the package lacks a member its description names"},
+	{QOR_STATUS_BOOT_VERSION, "a package of another version"},
+	{QOR_STATUS_CARDTYPE_MISSING, "the package has no images for this adapter's card type"},
+	{QOR_STATUS_BAD_BOOT_CODE, "an option ROM image of the package is damaged"},
 };
 
 } // namespace
@@ -106,6 +116,8 @@ doc error_doc(const failure &f)
 	e["status"] = f.has_status ? doc((unsigned)f.status) : doc();
 	e["name"] = f.has_status ? doc(status_name(f.status)) : doc();
 	e["message"] = f.message;
+	if (!f.scsi.is_null())
+		e["scsi"] = f.scsi;
 	return {{"error", e}};
 }
 

@@ -22,6 +22,7 @@ enum class arg {
 	speed,      // what the codec reads: 8, 8G, 8Gbps, auto
 	topology,   // p2p, loop, auto (any case)
 	alpa,       // a loop address (0x01 to 0xef, or decimal), or "clear"
+	partition,  // a flash partition: its name ('mxt flash list'), optionally ":INSTANCE"
 	flag,       // an option without a value
 };
 
@@ -39,6 +40,8 @@ struct param {
 	std::vector<std::string> choices = {};
 	long lo = 0, hi = 0;       // number range
 	const char *def = nullptr; // value of an option that is not given
+	bool optional = false;     // a positional that may be left out
+	bool hex = false;          // a number may also be given as 0x and hex digits
 };
 
 struct call;
@@ -82,6 +85,8 @@ struct call {
 	wwn_t wwn = 0;
 	qor_port_speed_t speed = QOR_PORT_SPEED_AUTO;
 	qor_port_topology_t topology = QOR_PORT_TOPOLOGY_AUTO;
+	qor_flash_part_type_t part = QOR_FLASH_PART_FWIMG; // a partition argument
+	uint8_t part_instance = 0;
 	std::map<std::string, std::string> words; // text and choice arguments
 	std::map<std::string, long> numbers;      // number and alpa (-1: clear)
 	std::map<std::string, bool> flags;
@@ -146,9 +151,23 @@ doc fcoe_show(call &);
 doc fcoe_stats(call &);
 template <bool On> doc fcoe_switch(call &);
 doc events(call &);
+doc flash_list(call &);
+doc flash_read(call &);
+doc flash_write(call &);
+doc flash_erase(call &);
+doc flash_optrom(call &);
+doc boot_inspect(call &);
+doc boot_update(call &);
+doc lun_list(call &);
+doc scsi_inquiry(call &);
+doc scsi_capacity(call &);
+doc scsi_tur(call &);
+doc scsi_read(call &);
 
 // The attributes of the port the call names.
 qor_port_attr_t read_port_attr(const call &c);
+// Every remote port WWN of the logical port lpwwn of the call's port.
+std::vector<wwn_t> rport_wwns(const call &c, wwn_t lpwwn);
 // The controller record of the list for a copy kept by an adapter.
 qorl_t *listed_controller(const qorl_t *copy);
 // A controller as 'ioc list' and 'adapter show' show it.

@@ -14,7 +14,9 @@
 #include "qor_ioctl_rport.h"
 #include "qor_ioctl_itnim.h"
 #include "qor_ioctl_fcpt.h"
+#include "qor_ioctl_scsi.h"
 #include "qor_ioctl_ethport.h"
+#include "qor_ioctl_flash.h"
 #include "qor_requests.h"
 
 typedef union qorl_ioctl_u {
@@ -60,10 +62,16 @@ typedef union qorl_ioctl_u {
 	qor_ioctl_itnim_reset_stats_t itnim_reset_stats;
 	/* fabric pass-through */
 	qor_ioctl_fcpt_t fcpt;
+	/* SCSI command */
+	qor_ioctl_scsi_t scsi;
 	/* Ethernet port and FCoE */
 	qor_ioctl_ethport_stats_t ethport_stats;
 	qor_ioctl_ethport_attr_t ethport_attr;
 	qor_ioctl_fcport_stats_t fcport_stats;
+	/* flash */
+	qor_ioctl_flash_attr_t flash_attr;
+	qor_ioctl_flash_t flash;
+	qor_ioctl_flash_mfg_t flash_mfg;
 } qorl_ioctl_t;
 QOR_CHECK_SIZE(qorl_ioctl_t, 1608);
 

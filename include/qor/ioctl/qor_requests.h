@@ -15,7 +15,9 @@
 #include "qor_ioctl_rport.h"
 #include "qor_ioctl_itnim.h"
 #include "qor_ioctl_fcpt.h"
+#include "qor_ioctl_scsi.h"
 #include "qor_ioctl_ethport.h"
+#include "qor_ioctl_flash.h"
 
 #ifdef __cplusplus
 #define QOR_REQUEST_CODE_DECL constexpr uint32_t
