@@ -203,7 +203,7 @@ static void adapters_and_ports(void)
 	memset(&a, 0, sizeof a);
 	CHECK_EQ(HBA_GetAdapterAttributes(h, &a), HBA_STATUS_OK);
 	CHECK(strcmp(a.SerialNumber, "QXA2210F001") == 0);
-	CHECK(strcmp(a.Model, "QX-825") == 0);
+	CHECK(strcmp(a.Model, "QX-612") == 0);
 	CHECK_EQ(a.NumberOfPorts, 2);
 	CHECK(same_wwn(a.NodeWWN, wwn("10:00:02:5a:31:0a:f0:00")));
 
@@ -316,29 +316,51 @@ static void requests(void)
 	free(b1);
 	free(b2);
 
-	/* SCSI and target mapping: not carried by this build yet. */
-	HBA_FCPTARGETMAPPINGV2 *map2 = calloc(1, sizeof *map2 * 8);
-	HBA_FCPTARGETMAPPING *map1 = calloc(1, sizeof *map1 * 8);
-	map2->NumberOfEntries = map1->NumberOfEntries = 8;
-	CHECK_EQ(HBA_GetFcpTargetMappingV2(h, wwn(kPort0), map2), HBA_STATUS_ERROR_NOT_SUPPORTED);
-	CHECK_EQ(HBA_GetFcpTargetMapping(h, map1), HBA_STATUS_ERROR_NOT_SUPPORTED);
+	/* Target mapping with the operating system's device names. */
+	HBA_FCPTARGETMAPPINGV2 *map2 = calloc(1, sizeof *map2 + 15 * sizeof map2->entry[0]);
+	HBA_FCPTARGETMAPPING *map1 = calloc(1, sizeof *map1 + 15 * sizeof map1->entry[0]);
+	map2->NumberOfEntries = map1->NumberOfEntries = 16;
+	CHECK_EQ(HBA_GetFcpTargetMappingV2(h, wwn(kPort0), map2), HBA_STATUS_OK);
+	CHECK_EQ(map2->NumberOfEntries, 6);
+	CHECK(strcmp(map2->entry[0].ScsiId.OSDeviceName, "/dev/sda") == 0);
+	CHECK(strcmp(map2->entry[3].ScsiId.OSDeviceName, "/dev/sdd") == 0);
+	CHECK_EQ(map2->entry[3].ScsiId.ScsiOSLun, 300);
+	CHECK(same_wwn(map2->entry[5].FcpId.PortWWN, wwn("50:06:0e:80:10:3a:7c:01")));
+	CHECK_EQ(HBA_GetFcpTargetMapping(h, map1), HBA_STATUS_OK);
+	CHECK_EQ(map1->NumberOfEntries, 6);
+	CHECK(strcmp(map1->entry[5].ScsiId.OSDeviceName, "/dev/sdf") == 0);
+	const HBA_UINT64 lun300 = map2->entry[3].FcpId.FcpLun;
+	map2->NumberOfEntries = 2;
+	CHECK_EQ(HBA_GetFcpTargetMappingV2(h, wwn(kPort0), map2), HBA_STATUS_ERROR_MORE_DATA);
+	CHECK_EQ(map2->NumberOfEntries, 6);
 	free(map1);
 	free(map2);
+
+	/* SCSI commands, version 2 and version 1. */
 	unsigned char sense[96];
-	HBA_UINT8 scsi = 0;
+	HBA_UINT8 scsi = 0xff;
 	HBA_UINT32 sn = sizeof sense;
 	n = 96;
-	CHECK_EQ(HBA_ScsiInquiryV2(h, wwn(kPort0), wwn(kTgtA), 0, 0, 0, rsp, &n, &scsi, sense, &sn),
-		 HBA_STATUS_ERROR_NOT_SUPPORTED);
-	CHECK_EQ(HBA_ScsiReportLUNsV2(h, wwn(kPort0), wwn(kTgtA), rsp, &n, &scsi, sense, &sn),
-		 HBA_STATUS_ERROR_NOT_SUPPORTED);
-	CHECK_EQ(HBA_ScsiReadCapacityV2(h, wwn(kPort0), wwn(kTgtA), 0, rsp, &n, &scsi, sense, &sn),
-		 HBA_STATUS_ERROR_NOT_SUPPORTED);
-	CHECK_EQ(HBA_SendScsiInquiry(h, wwn(kTgtA), 0, 0, 0, rsp, 96, sense, sizeof sense),
-		 HBA_STATUS_ERROR_NOT_SUPPORTED);
-	CHECK_EQ(HBA_SendReportLUNs(h, wwn(kTgtA), rsp, sizeof rsp, sense, sizeof sense),
-		 HBA_STATUS_ERROR_NOT_SUPPORTED);
-	CHECK_EQ(HBA_SendReadCapacity(h, wwn(kTgtA), 0, rsp, 8, sense, sizeof sense), HBA_STATUS_ERROR_NOT_SUPPORTED);
+	CHECK_EQ(HBA_ScsiInquiryV2(h, wwn(kPort0), wwn(kTgtA), lun300, 0, 0, rsp, &n, &scsi, sense, &sn), HBA_STATUS_OK);
+	CHECK_EQ(scsi, 0);
+	CHECK_EQ(rsp[0] & 0x1f, 0); /* a disk */
+	n = sizeof rsp;
+	CHECK_EQ(HBA_ScsiReportLUNsV2(h, wwn(kPort0), wwn(kTgtA), rsp, &n, &scsi, sense, &sn), HBA_STATUS_OK);
+	CHECK_EQ(n, 8 + 4 * 8);
+	n = 8;
+	CHECK_EQ(HBA_ScsiReadCapacityV2(h, wwn(kPort0), wwn(kTgtA), lun300, rsp, &n, &scsi, sense, &sn), HBA_STATUS_OK);
+	CHECK_EQ(fc_get_be32(rsp + 4), 512);
+	n = 8;
+	sn = sizeof sense;
+	CHECK_EQ(HBA_ScsiReadCapacityV2(h, wwn(kPort0), wwn(kTgtA), 0x0900, rsp, &n, &scsi, sense, &sn),
+		 HBA_STATUS_SCSI_CHECK_CONDITION);
+	CHECK_EQ(scsi, 2);
+	CHECK_EQ(HBA_SendScsiInquiry(h, wwn(kTgtA), 0, 1, 0x80, rsp, 96, sense, sizeof sense), HBA_STATUS_OK);
+	CHECK_EQ(rsp[1], 0x80);
+	CHECK_EQ(HBA_SendReportLUNs(h, wwn(kTgtA), rsp, 16, sense, sizeof sense), HBA_STATUS_OK);
+	CHECK_EQ(fc_get_be32(rsp), 32);
+	CHECK_EQ(HBA_SendReadCapacity(h, wwn(kTgtA), 0, rsp, 8, sense, sizeof sense), HBA_STATUS_OK);
+	CHECK_EQ(HBA_SendScsiInquiry(h, wwn(kNobody), 0, 0, 0, rsp, 96, sense, sizeof sense), HBA_STATUS_ERROR_INVALID_HANDLE);
 	HBA_CloseAdapter(h);
 }
 
@@ -426,8 +448,9 @@ static void *querier(void *arg)
 		unsigned char rsp[64], sense[32];
 		HBA_UINT32 n = sizeof rsp, sn = sizeof sense;
 		HBA_UINT8 scsi = 0;
-		HBA_STATUS r = HBA_ScsiInquiryV2(h, wwn(kPort0), wwn(kTgtA), 0, 0, 0, rsp, &n, &scsi, sense, &sn);
-		CHECK(r == HBA_STATUS_OK || r == HBA_STATUS_ERROR_NOT_SUPPORTED);
+		CHECK_EQ(HBA_ScsiInquiryV2(h, wwn(kPort0), wwn(kTgtA), 0, 0, 0, rsp, &n, &scsi, sense, &sn), HBA_STATUS_OK);
+		n = sizeof rsp;
+		CHECK_EQ(HBA_ScsiReportLUNsV2(h, wwn(kPort0), wwn(kTgtA), rsp, &n, &scsi, sense, &sn), HBA_STATUS_OK);
 	}
 	HBA_CloseAdapter(h);
 	return NULL;

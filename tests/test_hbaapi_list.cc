@@ -63,11 +63,17 @@ TEST_F(HbaapiList, BothDefaultAdaptersWithPortsAndDiscoveredPorts)
 	EXPECT_EQ(a[0]["ports"][0]["discovered"][0]["port_wwn"], "50:06:0e:80:10:3a:7c:00");
 	EXPECT_EQ(a[0]["ports"][0]["discovered"][0]["port_id"], "011a00");
 	EXPECT_EQ(a[0]["ports"][0]["speed_gbps"], nlohmann::json::array({8}));
+	auto &map = a[0]["ports"][0]["target_mapping"];
+	ASSERT_EQ(map.size(), 6u) << r.out;
+	EXPECT_EQ(map[0]["os_device_name"], "/dev/sda");
+	EXPECT_EQ(map[3]["fcp_lun"], "412c000000000000");
+	EXPECT_EQ(a[0]["ports"][1]["target_mapping"][0]["os_device_name"], "/dev/st0");
 
 	r = run("");
 	ASSERT_EQ(r.rc, 0) << r.err;
 	for (const char *s : {"2 adapters", "Adapter QXA2210F001:", "Adapter QXC2214C007:", "Port 1:",
-			      "Discovered port 2:", "Port WWN: 50:06:0e:80:10:3a:7c:00", "Tx frames: "})
+			      "Discovered port 2:", "Port WWN: 50:06:0e:80:10:3a:7c:00", "Tx frames: ",
+			      "OS device name: /dev/sdd"})
 		EXPECT_NE(r.out.find(s), std::string::npos) << s << "\n" << r.out;
 }
 

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -19,6 +20,7 @@
 #include "qorl_port.h"
 #include "qorl_snia.h"
 #include "qorsim_san.h"
+#include "qorsim_scsi.h"
 #include "testutil.h"
 
 namespace {
@@ -237,8 +239,8 @@ TEST_F(Snia, AdapterAttributesFieldByFieldWithTextCleared)
 	} const text[] = {
 		{a.Manufacturer, sizeof a.Manufacturer, "QOR Inc"},
 		{a.SerialNumber, sizeof a.SerialNumber, "QXA2210F001"},
-		{a.Model, sizeof a.Model, "QX-825"},
-		{a.ModelDescription, sizeof a.ModelDescription, "QX-825 8Gbps dual-port Fibre Channel host bus adapter"},
+		{a.Model, sizeof a.Model, ia.adapter_attr.model},
+		{a.ModelDescription, sizeof a.ModelDescription, ia.adapter_attr.model_descr},
 		{a.NodeSymbolicName, sizeof a.NodeSymbolicName, ia.adapter_attr.node_symname},
 		{a.HardwareVersion, sizeof a.HardwareVersion, ia.adapter_attr.hw_ver},
 		{a.DriverVersion, sizeof a.DriverVersion, "3.2.1.0"},
@@ -803,6 +805,141 @@ TEST_F(Snia, CallbacksRemovingEachOtherDoNotWait)
 	ASSERT_TRUE(c.cv.wait_for(lk, std::chrono::seconds(30), [&] { return c.removed[0] != 99; }));
 	EXPECT_EQ(c.removed[0], HBA_STATUS_OK);
 	EXPECT_EQ(c.removed[1], HBA_STATUS_OK);
+}
+
+// ---- target mapping and SCSI ---------------------------------------------------------------
+
+template <class M> std::unique_ptr<M, decltype(&std::free)> mapping(uint32_t room)
+{
+	auto *m = static_cast<M *>(std::calloc(1, sizeof(M) + room * sizeof(M::entry[0])));
+	m->NumberOfEntries = room;
+	return {m, &std::free};
+}
+
+TEST_F(Snia, TargetMappingWithDeviceNames)
+{
+	auto m = mapping<HBA_FCPTARGETMAPPINGV2>(16);
+	std::memset(m->entry, 'x', 16 * sizeof m->entry[0]);
+	ASSERT_EQ(t.GetFcpTargetMappingV2Handler(1, kPort0, m.get()), HBA_STATUS_OK);
+	ASSERT_EQ(m->NumberOfEntries, 6u) << "4 LUNs of one target, 2 of the other; no initiator";
+	struct {
+		const char *dev;
+		uint32_t target, lun;
+		uint8_t lun0, lun1;
+		uint32_t fcid;
+	} const want[] = {
+		{"/dev/sda", 0, 0, 0x00, 0x00, 0x011a00}, {"/dev/sdb", 0, 1, 0x00, 0x01, 0x011a00},
+		{"/dev/sdc", 0, 2, 0x00, 0x02, 0x011a00}, {"/dev/sdd", 0, 300, 0x41, 0x2c, 0x011a00},
+		{"/dev/sde", 1, 0, 0x00, 0x00, 0x011b00}, {"/dev/sdf", 1, 1, 0x00, 0x01, 0x011b00},
+	};
+	for (size_t i = 0; i < 6; i++) {
+		SCOPED_TRACE(i);
+		const HBA_FCPSCSIENTRYV2 &e = m->entry[i];
+		EXPECT_STREQ(e.ScsiId.OSDeviceName, want[i].dev) << "every layout of the sysfs tree";
+		EXPECT_EQ(e.ScsiId.OSDeviceName[255], '\0');
+		EXPECT_EQ(e.ScsiId.ScsiBusNumber, 0u);
+		EXPECT_EQ(e.ScsiId.ScsiTargetNumber, want[i].target);
+		EXPECT_EQ(e.ScsiId.ScsiOSLun, want[i].lun);
+		EXPECT_EQ(e.FcpId.FcId, want[i].fcid);
+		uint8_t lun[8];
+		std::memcpy(lun, &e.FcpId.FcpLun, 8);
+		EXPECT_EQ(lun[0], want[i].lun0) << "the LUN bytes as REPORT LUNS sent them";
+		EXPECT_EQ(lun[1], want[i].lun1);
+		for (char c : e.LUID.buffer)
+			ASSERT_EQ(c, 0);
+	}
+	EXPECT_EQ(std::memcmp(m->entry[0].FcpId.PortWWN.wwn, kTgtA.wwn, 8), 0);
+	EXPECT_EQ(m->entry[6].ScsiId.OSDeviceName[0], 'x') << "nothing past the entries";
+
+	// Room for fewer: the room filled and the number needed.
+	auto small = mapping<HBA_FCPTARGETMAPPING>(2);
+	EXPECT_EQ(t.GetFcpTargetMappingHandler(1, small.get()), HBA_STATUS_ERROR_MORE_DATA);
+	EXPECT_EQ(small->NumberOfEntries, 6u);
+	EXPECT_STREQ(small->entry[1].ScsiId.OSDeviceName, "/dev/sdb");
+	EXPECT_EQ(t.GetFcpTargetMappingV2Handler(1, kNobody, m.get()), HBA_STATUS_ERROR_ILLEGAL_WWN);
+
+	// A target without units, and one whose REPORT LUNS fails: listed once with LUN 0.
+	ASSERT_EQ(qorsim_scsi_set_luns(FC, 0, qt::wwn("50:06:0e:80:10:3a:7c:00"), nullptr, 0), 0);
+	ASSERT_EQ(qorsim_scsi_fault(FC, 0, qt::wwn("50:06:0e:80:10:3a:7c:01"), QORSIM_SCSI_FAULT_NO_ANSWER, 0), 0);
+	m->NumberOfEntries = 16;
+	ASSERT_EQ(t.GetFcpTargetMappingV2Handler(1, kPort0, m.get()), HBA_STATUS_OK);
+	ASSERT_EQ(m->NumberOfEntries, 2u);
+	EXPECT_EQ(m->entry[0].FcpId.FcpLun, 0u);
+	EXPECT_EQ(m->entry[1].ScsiId.ScsiTargetNumber, 1u);
+
+	// Only initiators: no entry.
+	topology(R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[{"role":"initiator"}]}}]}]})");
+	free_all();
+	ASSERT_EQ(t.LoadLibraryHandler(), HBA_STATUS_OK);
+	m->NumberOfEntries = 16;
+	ASSERT_EQ(t.GetFcpTargetMappingHandler(1, reinterpret_cast<HBA_FCPTARGETMAPPING *>(m.get())), HBA_STATUS_OK);
+	EXPECT_EQ(m->NumberOfEntries, 0u);
+}
+
+qor_ioctl_scsi_t last_scsi()
+{
+	auto l = qt::log_entries(QOR_IOCTL_SCSI);
+	qor_ioctl_scsi_t r{};
+	if (!l.empty())
+		std::memcpy(&r, l.back().in, sizeof r);
+	return r;
+}
+
+TEST_F(Snia, ScsiCommandsBothVersions)
+{
+	uint8_t rsp[256], sense[96];
+	// INQUIRY version 1: the local port is the one that logged the target in.
+	qorsim_log_clear();
+	ASSERT_EQ(t.ScsiInquiryHandler(1, kTgtA, 0, 1, 0x80, rsp, 96, sense, sizeof sense), HBA_STATUS_OK);
+	qor_ioctl_scsi_t r = last_scsi();
+	const uint8_t cdb[6] = {0x12, 0x01, 0x80, 0x00, 0x60, 0x00};
+	EXPECT_EQ(std::memcmp(r.cdb.scsi_cdb, cdb, 6), 0);
+	EXPECT_EQ(r.lpwwn, qt::wwn("20:00:02:5a:31:0a:f0:00"));
+	EXPECT_EQ(rsp[1], 0x80) << "the unit serial number page";
+	EXPECT_EQ(t.ScsiInquiryHandler(1, kNobody, 0, 0, 0, rsp, 96, sense, sizeof sense),
+		  HBA_STATUS_ERROR_INVALID_HANDLE);
+
+	// READ CAPACITY of LUN 1 (as the mapping names it), both versions.
+	const HBA_UINT64 lun1 = 0x0100; // bytes 00 01 00 ... in wire order
+	ASSERT_EQ(t.ReadCapacityHandler(1, kTgtA, lun1, rsp, 8, sense, sizeof sense), HBA_STATUS_OK);
+	EXPECT_EQ(last_scsi().lun, lun1);
+	EXPECT_EQ(fc_get_be32(rsp), 0xFFFFFFFFu) << "a 3 TiB unit";
+	HBA_UINT32 n = 8, sn = sizeof sense;
+	HBA_UINT8 st = 0x77;
+	ASSERT_EQ(t.ScsiReadCapacityV2Handler(1, kPort0, kTgtA, 0, rsp, &n, &st, sense, &sn), HBA_STATUS_OK);
+	EXPECT_EQ(st, 0);
+	EXPECT_EQ(n, 8u) << "not changed";
+
+	// A CHECK CONDITION: status 9, the SCSI status and the sense length back.
+	n = 8, sn = sizeof sense;
+	ASSERT_EQ(t.ScsiReadCapacityV2Handler(1, kPort0, kTgtA, 0x0700, rsp, &n, &st, sense, &sn),
+		  HBA_STATUS_SCSI_CHECK_CONDITION);
+	EXPECT_EQ(st, 2);
+	EXPECT_EQ(sn, 18u);
+	EXPECT_EQ(sense[12], 0x25) << "LOGICAL UNIT NOT SUPPORTED";
+	EXPECT_EQ(t.ReadCapacityHandler(1, kTgtA, 0x0700, rsp, 8, sense, sizeof sense), HBA_STATUS_SCSI_CHECK_CONDITION);
+
+	// REPORT LUNS: the first 64 bytes into a 64-byte buffer; version 2 tells what it copied.
+	qt::Guarded<64> g;
+	ASSERT_EQ(t.ReportLUNsHandler(1, kTgtA, g.buf, sizeof g.buf, sense, sizeof sense), HBA_STATUS_OK);
+	EXPECT_EQ(fc_get_be32(g.buf), 32u) << "four LUNs";
+	EXPECT_TRUE(g.intact());
+	qt::Guarded<16> g2;
+	n = sizeof g2.buf, sn = sizeof sense;
+	ASSERT_EQ(t.ScsiReportLUNsV2Handler(1, kPort0, kTgtA, g2.buf, &n, &st, sense, &sn), HBA_STATUS_OK);
+	EXPECT_EQ(n, 16u) << "bytes copied";
+	EXPECT_TRUE(g2.intact());
+	n = sizeof rsp;
+	ASSERT_EQ(t.ScsiReportLUNsV2Handler(1, kPort0, kTgtA, rsp, &n, &st, sense, &sn), HBA_STATUS_OK);
+	EXPECT_EQ(n, 40u);
+	EXPECT_EQ(t.ScsiReportLUNsV2Handler(1, kNobody, kTgtA, rsp, &n, &st, sense, &sn), HBA_STATUS_ERROR_ILLEGAL_WWN);
+	EXPECT_EQ(t.ScsiInquiryV2Handler(1, kPort0, kTgtA, 0, 0, 0, rsp, nullptr, &st, sense, &sn),
+		  HBA_STATUS_ERROR_ARG);
+
+	// A library failure is an error; its status is printed.
+	qorsim_fault_request(QOR_IOCTL_SCSI, -1, EIO, 0, 1);
+	n = 96;
+	EXPECT_EQ(t.ScsiInquiryV2Handler(1, kPort0, kTgtA, 0, 0, 0, rsp, &n, &st, sense, &sn), HBA_STATUS_ERROR);
 }
 
 // ---- the event buffer ---------------------------------------------------------------------------

@@ -166,7 +166,36 @@ HBA_PORTSPEED qorl_port_speed_convert(uint32_t port_speed);
 /* Sets the FCP bit (FC-4 type 8) of a 32-byte FC-4 types bitmap. */
 void qorl_port_set_fc4type(uint32_t *fc4);
 
-/* ---- persistent binding (not supported) ------------------------------------ */
+/* ---- target mapping and persistent binding (not supported) ----------------- */
+
+/* One FCP logical unit and its operating-system device. */
+typedef struct qor_port_fcpmap_s {
+	char osdevname[256]; /* "/dev/sdb"; empty when the unit has no device */
+	uint32_t bus;
+	uint32_t target;
+	uint32_t oslun;
+	uint32_t fcid;       /* the target port's address */
+	wwn_t nwwn;
+	wwn_t pwwn;
+	uint64_t fcplun;     /* the 8 LUN bytes as REPORT LUNS returned them */
+	char luid[256];      /* zeroed */
+} qor_port_fcpmap_t;
+
+/*
+ * The logical units behind the targets of the controller's port, at most
+ * room entries written into map; *nmaps becomes the number there are (which
+ * may exceed room). A library status.
+ */
+qor_status_t qorl_port_get_fcpmapping(qorl_t *qorl, qor_port_fcpmap_t *map, uint32_t room, uint32_t *nmaps);
+/*
+ * The mapping into the caller's record, which has room for the entries its
+ * NumberOfEntries says; more than that: HBA_STATUS_ERROR_MORE_DATA with the
+ * number needed in NumberOfEntries (the room filled). LUID is zero. A failed
+ * controller or remote-port request answers its library status.
+ */
+HBA_STATUS qorl_port_get_fcp_target_mapping(HBA_HANDLE handle, HBA_FCPTARGETMAPPING *pmapping);
+HBA_STATUS qorl_port_get_fcp_target_mapping_v2(HBA_HANDLE handle, HBA_WWN hbaPortWWN,
+					       HBA_FCPTARGETMAPPINGV2 *pmapping);
 
 HBA_STATUS qorl_port_get_persistent_binding(HBA_HANDLE handle, HBA_FCPBINDING *binding);
 HBA_STATUS qorl_get_binding_capability(HBA_HANDLE handle, HBA_WWN hbaPortWWN, HBA_BIND_CAPABILITY *pcapability);
@@ -179,10 +208,35 @@ HBA_STATUS qorl_port_remove_persistent_binding(HBA_HANDLE handle, HBA_WWN hbaPor
 					       const HBA_FCPBINDING2 *pbinding);
 HBA_STATUS qorl_port_remove_all_persistent_binding(HBA_HANDLE handle, HBA_WWN hbaPortWWN);
 
-/* ---- link-service requests ------------------------------------------------- */
+/* ---- SCSI and link-service requests --------------------------------------- */
 
 /* The FC controller of the adapter whose port has logged in PortWWN; NULL if none. */
 qorl_t *qorl_get_lport_for_rport(HBA_HANDLE handle, HBA_WWN PortWWN);
+/*
+ * SCSI commands. fcLUN is the 8-byte FCP LUN as the target mapping reports
+ * it. A failed request: HBA_STATUS_ERROR; a SCSI status other than GOOD:
+ * HBA_STATUS_SCSI_CHECK_CONDITION with the sense data in the caller's
+ * buffer (version 2 also hands the status and the sense length back).
+ */
+HBA_STATUS qorl_send_scsi_inquiry(HBA_HANDLE handle, HBA_WWN PortWWN, HBA_UINT64 fcLUN, HBA_UINT8 EVPD,
+				  HBA_UINT32 PageCode, void *pRspBuffer, HBA_UINT32 RspBufferSize,
+				  void *pSenseBuffer, HBA_UINT32 SenseBufferSize);
+HBA_STATUS qorl_send_read_capacity(HBA_HANDLE handle, HBA_WWN portWWN, HBA_UINT64 fcLUN, void *pRspBuffer,
+				   HBA_UINT32 RspBufferSize, void *pSenseBuffer, HBA_UINT32 SenseBufferSize);
+/* The report (header and LUN list), at most RspBufferSize bytes of it. */
+HBA_STATUS qorl_send_report_luns(HBA_HANDLE handle, HBA_WWN portWWN, void *pRspBuffer, HBA_UINT32 RspBufferSize,
+				 void *pSenseBuffer, HBA_UINT32 SenseBufferSize);
+HBA_STATUS qorl_scsi_inquiry_v2(HBA_HANDLE handle, HBA_WWN hbaPortWWN, HBA_WWN discoveredPortWWN,
+				HBA_UINT64 fcLUN, HBA_UINT8 CDB_Byte1, HBA_UINT8 CDB_Byte2, void *pRspBuffer,
+				HBA_UINT32 *pRspBufferSize, HBA_UINT8 *pScsiStatus, void *pSenseBuffer,
+				HBA_UINT32 *pSenseBufferSize);
+HBA_STATUS qorl_scsi_read_capacity_v2(HBA_HANDLE handle, HBA_WWN hbaPortWWN, HBA_WWN discoveredPortWWN,
+				      HBA_UINT64 fcLUN, void *pRspBuffer, HBA_UINT32 *pRspBufferSize,
+				      HBA_UINT8 *pScsiStatus, void *pSenseBuffer, HBA_UINT32 *SenseBufferSize);
+/* *pRespBufferSize becomes the number of bytes copied. */
+HBA_STATUS qorl_scsi_report_luns_v2(HBA_HANDLE handle, HBA_WWN hbaPortWWN, HBA_WWN discoveredPortWWN,
+				    void *pRespBuffer, HBA_UINT32 *pRespBufferSize, HBA_UINT8 *pScsiStatus,
+				    void *pSenseBuffer, HBA_UINT32 *pSenseBufferSize);
 /*
  * Link services. The response goes to pRspBuffer, *pRspBufferSize being its
  * room on entry and the size of the response on return (which may exceed

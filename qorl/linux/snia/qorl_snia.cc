@@ -9,6 +9,7 @@
 
 #include "protocol/fc_ct.h"
 #include "protocol/fc_els.h"
+#include "protocol/scsi.h"
 #include "qorl_adapter.h"
 #include "qorl_aen.h"
 #include "qorl_int.h"
@@ -17,6 +18,7 @@
 #include "qorl_lport.h"
 #include "qorl_port.h"
 #include "qorl_rport.h"
+#include "qorl_scsi.h"
 #include "qorl_snia.h"
 #include "qorl_snia_int.h"
 
@@ -354,6 +356,186 @@ bool read_port_stats(qorl_t *q, PS &out, const char *fail_fmt)
 	return true;
 }
 
+// A buffer and its size: there is a size, and a buffer unless the size is 0.
+bool size_args_ok(const void *buf, const HBA_UINT32 *size)
+{
+	return size && (buf || *size == 0);
+}
+
+// ---- FCP target mapping ------------------------------------------------------------------
+
+// REPORT LUNS of one target into the library's buffer: the number of LUNs
+// it holds (the library's report never claims more than that), 0 when the
+// command failed.
+struct lun_report {
+	qorl::heap_ptr<uint8_t> buf;
+	uint32_t n = 0;
+	const uint8_t *lun(uint32_t i) const { return buf.get() + SCSI_REPORT_LUNS_HDR_LEN + i * SCSI_LUN_LEN; }
+	uint32_t bytes() const { return n * SCSI_LUN_LEN + SCSI_REPORT_LUNS_HDR_LEN; }
+};
+
+qor_status_t report_luns(qorl_t *q, wwn_t lpwwn, wwn_t rpwwn, uint8_t *scsi, void *sense, uint32_t *snssz,
+			 lun_report &r)
+{
+	scsi_cdb_t cdb{};
+	void *buf = nullptr;
+	qor_status_t st = qorl_scsi_reportluns(q, kVf, lpwwn, rpwwn, 0, &cdb, 0, &buf, 0, scsi, sense, snssz);
+	r.buf.reset(static_cast<uint8_t *>(buf));
+	if (st == QOR_STATUS_OK && *scsi == SCSI_STATUS_GOOD && r.buf)
+		r.n = fc_get_be32(r.buf.get()) / SCSI_LUN_LEN;
+	return st;
+}
+
+// Every logical unit behind the targets of the controller's port, in list
+// order: emit(i, entry) for the first `room` of them (their device names
+// are looked up only then); *nmaps the number there are.
+template <class Emit> qor_status_t fcp_mapping(qorl_t *q, uint32_t room, uint32_t *nmaps, Emit &&emit)
+{
+	qor_ioctl_ioc_info_t info;
+	qor_status_t st = qorl_ioc_get_info(q, &info);
+	if (st != QOR_STATUS_OK)
+		return st;
+	const wwn_t lpwwn = info.pwwn;
+	rport_list rl;
+	st = get_rports(q, lpwwn, rl);
+	if (st != QOR_STATUS_OK)
+		return st;
+	uint32_t n = 0;
+	qor_port_fcpmap_t e;
+	for (wwn_t r : rl) {
+		qor_rport_attr_t ra;
+		uint32_t host, bus, target;
+		if (qorl_rport_get_attr(q, kVf, lpwwn, r, &ra) != QOR_STATUS_OK || ra.scsi_function != QOR_RPORT_TARGET ||
+		    qorl_rport_get_scsi_address(q, kVf, lpwwn, r, &host, &bus, &target) != QOR_STATUS_OK)
+			continue;
+		uint8_t scsi = 0, sense[256] = {};
+		uint32_t snssz = sizeof sense;
+		lun_report rep;
+		if (report_luns(q, lpwwn, r, &scsi, sense, &snssz, rep) != QOR_STATUS_OK || scsi != SCSI_STATUS_GOOD) {
+			printf("Report Luns failed \n");
+			if (scsi != SCSI_STATUS_GOOD)
+				printf("\tASC = %02x and ASCQ = %02x\n", sense[12], sense[13]);
+		}
+		// A target without a list is listed once, with LUN 0.
+		static const uint8_t kLun0[SCSI_LUN_LEN] = {};
+		const uint32_t luns = rep.n ? rep.n : 1;
+		for (uint32_t i = 0; i < luns; i++, n++) {
+			if (n >= room)
+				continue;
+			const uint8_t *lun = rep.n ? rep.lun(i) : kLun0;
+			std::memset(&e, 0, sizeof e);
+			e.oslun = scsi_lun_number(lun);
+			char *name = e.osdevname; // the lookup writes at most QORL_OSNAME_LEN bytes
+			uint32_t ndev;
+			(void)qorl_get_osname(host, bus, target, e.oslun, &name, &ndev);
+			e.bus = bus;
+			e.target = target;
+			e.fcid = fcid_of(ra.pid);
+			e.nwwn = ra.nwwn;
+			e.pwwn = ra.pwwn;
+			std::memcpy(&e.fcplun, lun, sizeof e.fcplun);
+			emit(n, e);
+		}
+	}
+	*nmaps = n;
+	return QOR_STATUS_OK;
+}
+
+template <class Entry> void fill_entry(Entry &out, const qor_port_fcpmap_t &e)
+{
+	std::memset(&out, 0, sizeof out); // LUID (version 2) stays zero
+	qorl::copy_text(out.ScsiId.OSDeviceName, e.osdevname);
+	out.ScsiId.ScsiBusNumber = e.bus;
+	out.ScsiId.ScsiTargetNumber = e.target;
+	out.ScsiId.ScsiOSLun = e.oslun;
+	out.FcpId.FcId = e.fcid;
+	out.FcpId.NodeWWN = hba_wwn(e.nwwn);
+	out.FcpId.PortWWN = hba_wwn(e.pwwn);
+	std::memcpy(&out.FcpId.FcpLun, &e.fcplun, sizeof out.FcpId.FcpLun);
+}
+
+// The mapping into the caller's record, which has room for NumberOfEntries.
+template <class Mapping> HBA_STATUS target_mapping(qorl_t *q, Mapping *m)
+{
+	const uint32_t room = m->NumberOfEntries;
+	uint32_t n = 0;
+	qor_status_t st = fcp_mapping(q, room, &n, [&](uint32_t i, const qor_port_fcpmap_t &e) { fill_entry(m->entry[i], e); });
+	if (st != QOR_STATUS_OK)
+		return st;
+	m->NumberOfEntries = n;
+	return n > room ? HBA_STATUS_ERROR_MORE_DATA : HBA_STATUS_OK;
+}
+
+// ---- SCSI commands --------------------------------------------------------------------------
+
+// The two outcomes every SCSI request reports the same way.
+HBA_STATUS scsi_outcome(qor_status_t st, uint8_t scsi, const char *fail_fmt, const char *scsi_fmt,
+			const uint8_t *sense, uint32_t snssz)
+{
+	if (st != QOR_STATUS_OK) {
+		say(fail_fmt, st);
+		return HBA_STATUS_ERROR;
+	}
+	if (scsi == SCSI_STATUS_GOOD)
+		return HBA_STATUS_OK;
+	say(scsi_fmt, scsi);
+	if (sense)
+		say("\tASC = %02x and ASCQ = %02x\n", snssz > 12 ? sense[12] : 0, snssz > 13 ? sense[13] : 0);
+	return HBA_STATUS_SCSI_CHECK_CONDITION;
+}
+
+// Version 1: the local port is the one that logged the remote port in; the
+// sense size stays private.
+template <class Send>
+HBA_STATUS scsi_v1(HBA_HANDLE h, const HBA_WWN &rport, const void *rsp, HBA_UINT32 rspsz, void *sense,
+		   HBA_UINT32 snssz, const char *fail_fmt, const char *scsi_fmt, bool asc, Send &&send)
+{
+	qorl_t *q = qorl_get_lport_for_rport(h, rport);
+	if (!q)
+		return HBA_STATUS_ERROR_INVALID_HANDLE;
+	if (!size_args_ok(rsp, &rspsz))
+		return HBA_STATUS_ERROR_ARG;
+	uint32_t sn = sense ? snssz : 0;
+	uint8_t scsi = SCSI_STATUS_GOOD;
+	qor_status_t st = send(q, q->pwwn, &scsi, sense, &sn);
+	return scsi_outcome(st, scsi, fail_fmt, scsi_fmt, asc ? static_cast<const uint8_t *>(sense) : nullptr, sn);
+}
+
+// Version 2: the local port named by WWN; the SCSI status and the sense
+// length go back to the caller.
+template <class Send>
+HBA_STATUS scsi_v2(HBA_HANDLE h, const HBA_WWN &port, const void *rsp, const HBA_UINT32 *rspsz, HBA_UINT8 *pscsi,
+		   void *sense, HBA_UINT32 *snssz, Send &&send)
+{
+	qorl_t *q = port_by_wwn(h, port);
+	if (!q)
+		return HBA_STATUS_ERROR_ILLEGAL_WWN;
+	if (!size_args_ok(rsp, rspsz))
+		return HBA_STATUS_ERROR_ARG;
+	uint32_t none = 0;
+	uint32_t *sn = sense && snssz ? snssz : &none;
+	uint8_t scsi = SCSI_STATUS_GOOD;
+	qor_status_t st = send(q, wwn_of(port), &scsi, sense, sn);
+	if (st == QOR_STATUS_OK && pscsi)
+		*pscsi = scsi;
+	return scsi_outcome(st, scsi, "status is %d \n", "scsi status is %x \n", nullptr, 0);
+}
+
+// REPORT LUNS into the caller's buffer: the report, at most its room; the
+// library's buffer is freed on every path.
+qor_status_t report_into(qorl_t *q, wwn_t lpwwn, wwn_t rpwwn, void *rsp, HBA_UINT32 room, HBA_UINT32 *copied,
+			 uint8_t *scsi, void *sense, uint32_t *snssz)
+{
+	lun_report rep;
+	qor_status_t st = report_luns(q, lpwwn, rpwwn, scsi, sense, snssz, rep);
+	*copied = 0;
+	if (st == QOR_STATUS_OK && *scsi == SCSI_STATUS_GOOD && rep.buf) {
+		*copied = std::min(room, rep.bytes());
+		std::memcpy(rsp, rep.buf.get(), *copied);
+	}
+	return st;
+}
+
 // ---- link services and CT -------------------------------------------------------------
 
 // Who a link service goes to: a remote port of the local port, or (SRL)
@@ -366,11 +548,6 @@ struct ls_route {
 	bool domain = false;
 	uint32_t domain_id = 0;
 };
-
-bool size_args_ok(const void *buf, const HBA_UINT32 *size)
-{
-	return size && (buf || *size == 0);
-}
 
 // The steps every link service shares: the local port's address, the
 // remote port's, the frame header, the exchange. Library statuses are
@@ -771,6 +948,113 @@ void qorl_port_set_fc4type(uint32_t *fc4)
 	std::memcpy(&w, fc4, sizeof w);
 	w |= 1u << kFcpType;
 	std::memcpy(fc4, &w, sizeof w);
+}
+
+// ---- FCP target mapping ---------------------------------------------------------------------
+
+qor_status_t qorl_port_get_fcpmapping(qorl_t *qorl, qor_port_fcpmap_t *map, uint32_t room, uint32_t *nmaps)
+{
+	if (!qorl || !nmaps || (!map && room))
+		return QOR_STATUS_EINVAL;
+	return fcp_mapping(qorl, room, nmaps, [&](uint32_t i, const qor_port_fcpmap_t &e) { map[i] = e; });
+}
+
+HBA_STATUS qorl_port_get_fcp_target_mapping(HBA_HANDLE handle, HBA_FCPTARGETMAPPING *pmapping)
+{
+	qorl_t *q;
+	if (HBA_STATUS s = first_for(handle, pmapping, q))
+		return s;
+	return target_mapping(q, pmapping);
+}
+
+HBA_STATUS qorl_port_get_fcp_target_mapping_v2(HBA_HANDLE handle, HBA_WWN hbaPortWWN,
+					       HBA_FCPTARGETMAPPINGV2 *pmapping)
+{
+	qorl_t *q = port_by_wwn(handle, hbaPortWWN);
+	if (!q)
+		return HBA_STATUS_ERROR_ILLEGAL_WWN;
+	if (!pmapping)
+		return HBA_STATUS_ERROR_ARG;
+	return target_mapping(q, pmapping);
+}
+
+// ---- SCSI commands ----------------------------------------------------------------------------
+
+HBA_STATUS qorl_send_scsi_inquiry(HBA_HANDLE handle, HBA_WWN PortWWN, HBA_UINT64 fcLUN, HBA_UINT8 EVPD,
+				  HBA_UINT32 PageCode, void *pRspBuffer, HBA_UINT32 RspBufferSize,
+				  void *pSenseBuffer, HBA_UINT32 SenseBufferSize)
+{
+	return scsi_v1(handle, PortWWN, pRspBuffer, RspBufferSize, pSenseBuffer, SenseBufferSize,
+		       " qorl_scsi_cmnd in inquiry status is %d \n", "scsi status is %x \n", false,
+		       [&](qorl_t *q, wwn_t l, uint8_t *scsi, void *sense, uint32_t *sn) {
+			       scsi_cdb_t cdb{};
+			       cdb.scsi_cdb[1] = EVPD;
+			       cdb.scsi_cdb[2] = static_cast<uint8_t>(PageCode);
+			       return qorl_scsi_inquiry(q, kVf, l, wwn_of(PortWWN), fcLUN, &cdb, 0, pRspBuffer,
+							RspBufferSize, scsi, sense, sn);
+		       });
+}
+
+HBA_STATUS qorl_send_read_capacity(HBA_HANDLE handle, HBA_WWN portWWN, HBA_UINT64 fcLUN, void *pRspBuffer,
+				   HBA_UINT32 RspBufferSize, void *pSenseBuffer, HBA_UINT32 SenseBufferSize)
+{
+	return scsi_v1(handle, portWWN, pRspBuffer, RspBufferSize, pSenseBuffer, SenseBufferSize, "status is %d \n",
+		       "scsi status is %x \n", false,
+		       [&](qorl_t *q, wwn_t l, uint8_t *scsi, void *sense, uint32_t *sn) {
+			       scsi_cdb_t cdb{};
+			       return qorl_scsi_readcapacity(q, kVf, l, wwn_of(portWWN), fcLUN, &cdb, 0, pRspBuffer,
+							     RspBufferSize, scsi, sense, sn);
+		       });
+}
+
+HBA_STATUS qorl_send_report_luns(HBA_HANDLE handle, HBA_WWN portWWN, void *pRspBuffer, HBA_UINT32 RspBufferSize,
+				 void *pSenseBuffer, HBA_UINT32 SenseBufferSize)
+{
+	return scsi_v1(handle, portWWN, pRspBuffer, RspBufferSize, pSenseBuffer, SenseBufferSize,
+		       "qorl_scsi_cmnd in report lun status is %d \n", "report lun scsi status is %x \n", true,
+		       [&](qorl_t *q, wwn_t l, uint8_t *scsi, void *sense, uint32_t *sn) {
+			       HBA_UINT32 copied;
+			       return report_into(q, l, wwn_of(portWWN), pRspBuffer, RspBufferSize, &copied, scsi,
+						  sense, sn);
+		       });
+}
+
+HBA_STATUS qorl_scsi_inquiry_v2(HBA_HANDLE handle, HBA_WWN hbaPortWWN, HBA_WWN discoveredPortWWN,
+				HBA_UINT64 fcLUN, HBA_UINT8 CDB_Byte1, HBA_UINT8 CDB_Byte2, void *pRspBuffer,
+				HBA_UINT32 *pRspBufferSize, HBA_UINT8 *pScsiStatus, void *pSenseBuffer,
+				HBA_UINT32 *pSenseBufferSize)
+{
+	return scsi_v2(handle, hbaPortWWN, pRspBuffer, pRspBufferSize, pScsiStatus, pSenseBuffer, pSenseBufferSize,
+		       [&](qorl_t *q, wwn_t l, uint8_t *scsi, void *sense, uint32_t *sn) {
+			       scsi_cdb_t cdb{};
+			       cdb.scsi_cdb[1] = CDB_Byte1;
+			       cdb.scsi_cdb[2] = CDB_Byte2;
+			       return qorl_scsi_inquiry(q, kVf, l, wwn_of(discoveredPortWWN), fcLUN, &cdb, 0,
+							pRspBuffer, *pRspBufferSize, scsi, sense, sn);
+		       });
+}
+
+HBA_STATUS qorl_scsi_read_capacity_v2(HBA_HANDLE handle, HBA_WWN hbaPortWWN, HBA_WWN discoveredPortWWN,
+				      HBA_UINT64 fcLUN, void *pRspBuffer, HBA_UINT32 *pRspBufferSize,
+				      HBA_UINT8 *pScsiStatus, void *pSenseBuffer, HBA_UINT32 *SenseBufferSize)
+{
+	return scsi_v2(handle, hbaPortWWN, pRspBuffer, pRspBufferSize, pScsiStatus, pSenseBuffer, SenseBufferSize,
+		       [&](qorl_t *q, wwn_t l, uint8_t *scsi, void *sense, uint32_t *sn) {
+			       scsi_cdb_t cdb{};
+			       return qorl_scsi_readcapacity(q, kVf, l, wwn_of(discoveredPortWWN), fcLUN, &cdb, 0,
+							     pRspBuffer, *pRspBufferSize, scsi, sense, sn);
+		       });
+}
+
+HBA_STATUS qorl_scsi_report_luns_v2(HBA_HANDLE handle, HBA_WWN hbaPortWWN, HBA_WWN discoveredPortWWN,
+				    void *pRespBuffer, HBA_UINT32 *pRespBufferSize, HBA_UINT8 *pScsiStatus,
+				    void *pSenseBuffer, HBA_UINT32 *pSenseBufferSize)
+{
+	return scsi_v2(handle, hbaPortWWN, pRespBuffer, pRespBufferSize, pScsiStatus, pSenseBuffer, pSenseBufferSize,
+		       [&](qorl_t *q, wwn_t l, uint8_t *scsi, void *sense, uint32_t *sn) {
+			       return report_into(q, l, wwn_of(discoveredPortWWN), pRespBuffer, *pRespBufferSize,
+						  pRespBufferSize, scsi, sense, sn);
+		       });
 }
 
 // ---- persistent binding (not supported) --------------------------------------------------

@@ -134,9 +134,6 @@ template <auto Fn, class... A> void fwd_void(A... a)
 	guarded([&] { Fn(a...); });
 }
 
-// Slots whose SCSI commands this build does not carry yet.
-constexpr HBA_STATUS kNoScsi = HBA_STATUS_ERROR_NOT_SUPPORTED;
-
 } // namespace
 
 extern "C" {
@@ -337,9 +334,9 @@ void QOR_HBA_ResetStatistics(HBA_HANDLE handle, HBA_UINT32 portindex)
 	fwd_void<qorl_port_reset_statistics>(handle, portindex);
 }
 
-HBA_STATUS QOR_HBA_GetFcpTargetMapping(HBA_HANDLE, HBA_FCPTARGETMAPPING *)
+HBA_STATUS QOR_HBA_GetFcpTargetMapping(HBA_HANDLE handle, HBA_FCPTARGETMAPPING *pmapping)
 {
-	return kNoScsi;
+	return fwd<qorl_port_get_fcp_target_mapping>(kNotLoaded, handle, pmapping);
 }
 
 HBA_STATUS QOR_HBA_GetFcpPersistentBinding(HBA_HANDLE handle, HBA_FCPBINDING *binding)
@@ -368,20 +365,26 @@ HBA_STATUS QOR_HBA_SendRNID(HBA_HANDLE handle, HBA_WWN wwn, HBA_WWNTYPE wwntype,
 	return fwd<qorl_send_rnid>(kNotLoaded, handle, wwn, wwntype, pRspBuffer, pRspBufferSize);
 }
 
-HBA_STATUS QOR_HBA_SendScsiInquiry(HBA_HANDLE, HBA_WWN, HBA_UINT64, HBA_UINT8, HBA_UINT32, void *, HBA_UINT32, void *,
-				   HBA_UINT32)
+HBA_STATUS QOR_HBA_SendScsiInquiry(HBA_HANDLE handle, HBA_WWN PortWWN, HBA_UINT64 fcLUN, HBA_UINT8 EVPD,
+				   HBA_UINT32 PageCode, void *pRspBuffer, HBA_UINT32 RspBufferSize,
+				   void *pSenseBuffer, HBA_UINT32 SenseBufferSize)
 {
-	return kNoScsi;
+	return fwd<qorl_send_scsi_inquiry>(kNotLoaded, handle, PortWWN, fcLUN, EVPD, PageCode, pRspBuffer,
+					   RspBufferSize, pSenseBuffer, SenseBufferSize);
 }
 
-HBA_STATUS QOR_HBA_SendReportLUNs(HBA_HANDLE, HBA_WWN, void *, HBA_UINT32, void *, HBA_UINT32)
+HBA_STATUS QOR_HBA_SendReportLUNs(HBA_HANDLE handle, HBA_WWN portWWN, void *pRspBuffer, HBA_UINT32 RspBufferSize,
+				  void *pSenseBuffer, HBA_UINT32 SenseBufferSize)
 {
-	return kNoScsi;
+	return fwd<qorl_send_report_luns>(kNotLoaded, handle, portWWN, pRspBuffer, RspBufferSize, pSenseBuffer,
+					  SenseBufferSize);
 }
 
-HBA_STATUS QOR_HBA_SendReadCapacity(HBA_HANDLE, HBA_WWN, HBA_UINT64, void *, HBA_UINT32, void *, HBA_UINT32)
+HBA_STATUS QOR_HBA_SendReadCapacity(HBA_HANDLE handle, HBA_WWN portWWN, HBA_UINT64 fcLUN, void *pRspBuffer,
+				    HBA_UINT32 RspBufferSize, void *pSenseBuffer, HBA_UINT32 SenseBufferSize)
 {
-	return kNoScsi;
+	return fwd<qorl_send_read_capacity>(kNotLoaded, handle, portWWN, fcLUN, pRspBuffer, RspBufferSize,
+					    pSenseBuffer, SenseBufferSize);
 }
 
 HBA_STATUS QOR_OpenAdapterByWWN(HBA_HANDLE *handle, HBA_WWN wwn)
@@ -389,9 +392,9 @@ HBA_STATUS QOR_OpenAdapterByWWN(HBA_HANDLE *handle, HBA_WWN wwn)
 	return fwd<qorl_open_by_wwn>(HBA_STATUS{HBA_STATUS_ERROR_ILLEGAL_WWN}, wwn, handle);
 }
 
-HBA_STATUS QOR_HBA_GetFcpTargetMappingV2(HBA_HANDLE, HBA_WWN, HBA_FCPTARGETMAPPINGV2 *)
+HBA_STATUS QOR_HBA_GetFcpTargetMappingV2(HBA_HANDLE handle, HBA_WWN hbaPortWWN, HBA_FCPTARGETMAPPINGV2 *pmapping)
 {
-	return kNoScsi;
+	return fwd<qorl_port_get_fcp_target_mapping_v2>(kNotLoaded, handle, hbaPortWWN, pmapping);
 }
 
 HBA_STATUS QOR_HBA_SendCTPassThruV2(HBA_HANDLE handle, HBA_WWN hbaPortWWN, void *pReqBuffer,
@@ -445,22 +448,30 @@ HBA_STATUS QOR_HBA_SendRNIDV2(HBA_HANDLE handle, HBA_WWN hbaPortWWN, HBA_WWN des
 				      pRspBufferSize);
 }
 
-HBA_STATUS QOR_HBA_SendScsiInquiryV2(HBA_HANDLE, HBA_WWN, HBA_WWN, HBA_UINT64, HBA_UINT8, HBA_UINT8, void *,
-				     HBA_UINT32 *, HBA_UINT8 *, void *, HBA_UINT32 *)
+HBA_STATUS QOR_HBA_SendScsiInquiryV2(HBA_HANDLE handle, HBA_WWN hbaPortWWN, HBA_WWN discoveredPortWWN,
+				     HBA_UINT64 fcLUN, HBA_UINT8 CDB_Byte1, HBA_UINT8 CDB_Byte2, void *pRspBuffer,
+				     HBA_UINT32 *pRspBufferSize, HBA_UINT8 *pScsiStatus, void *pSenseBuffer,
+				     HBA_UINT32 *pSenseBufferSize)
 {
-	return kNoScsi;
+	return fwd<qorl_scsi_inquiry_v2>(kNotLoaded, handle, hbaPortWWN, discoveredPortWWN, fcLUN, CDB_Byte1,
+					 CDB_Byte2, pRspBuffer, pRspBufferSize, pScsiStatus, pSenseBuffer,
+					 pSenseBufferSize);
 }
 
-HBA_STATUS QOR_HBA_SendReportLUNsV2(HBA_HANDLE, HBA_WWN, HBA_WWN, void *, HBA_UINT32 *, HBA_UINT8 *, void *,
-				    HBA_UINT32 *)
+HBA_STATUS QOR_HBA_SendReportLUNsV2(HBA_HANDLE handle, HBA_WWN hbaPortWWN, HBA_WWN discoveredPortWWN,
+				    void *pRespBuffer, HBA_UINT32 *pRespBufferSize, HBA_UINT8 *pScsiStatus,
+				    void *pSenseBuffer, HBA_UINT32 *pSenseBufferSize)
 {
-	return kNoScsi;
+	return fwd<qorl_scsi_report_luns_v2>(kNotLoaded, handle, hbaPortWWN, discoveredPortWWN, pRespBuffer,
+					     pRespBufferSize, pScsiStatus, pSenseBuffer, pSenseBufferSize);
 }
 
-HBA_STATUS QOR_HBA_SendReadCapacityV2(HBA_HANDLE, HBA_WWN, HBA_WWN, HBA_UINT64, void *, HBA_UINT32 *, HBA_UINT8 *,
-				      void *, HBA_UINT32 *)
+HBA_STATUS QOR_HBA_SendReadCapacityV2(HBA_HANDLE handle, HBA_WWN hbaPortWWN, HBA_WWN discoveredPortWWN,
+				      HBA_UINT64 fcLUN, void *pRspBuffer, HBA_UINT32 *pRspBufferSize,
+				      HBA_UINT8 *pScsiStatus, void *pSenseBuffer, HBA_UINT32 *SenseBufferSize)
 {
-	return kNoScsi;
+	return fwd<qorl_scsi_read_capacity_v2>(kNotLoaded, handle, hbaPortWWN, discoveredPortWWN, fcLUN, pRspBuffer,
+					       pRspBufferSize, pScsiStatus, pSenseBuffer, SenseBufferSize);
 }
 
 HBA_UINT32 QOR_HBA_GetVendorLibraryAttributes(HBA_LIBRARYATTRIBUTES *attributes)
