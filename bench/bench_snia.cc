@@ -9,6 +9,7 @@
 #include <string>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <hbaapi.h>
 
@@ -119,6 +120,53 @@ void BM_port_statistics_bare(benchmark::State &st)
 		bare(q, QOR_IOCTL_PORT_GET_STATS, rec);
 }
 
+// A port with one target of 4,096 LUNs, each with a device name.
+void BM_target_mapping_4096_luns(benchmark::State &st)
+{
+	static HBA_HANDLE h = [] {
+		HBA_FreeLibrary();
+		// sysfs lives in memory: so does the emulated tree, where it can.
+		static std::string dir = std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") +
+					 "/bench_snia_luns.XXXXXX";
+		char *root = mkdtemp(dir.data());
+		if (!root)
+			return HBA_HANDLE{0};
+		const std::string etc = std::string(root) + "/etc";
+		mkdir(etc.c_str(), 0700);
+		if (FILE *f = fopen((etc + "/hba.conf").c_str(), "w")) {
+			fprintf(f, "qorl %s/libqorl.so.1\n", QORL_BINARY_DIR);
+			fclose(f);
+		}
+		qorsim_set_root(root);
+		const char *topo = R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
+		  {"role":"target","lun_count":4096}]}}]}]})";
+		if (qorsim_load_topology(topo) != 0 || HBA_LoadLibrary() != HBA_STATUS_OK || HBA_GetNumberOfAdapters() != 1)
+			return HBA_HANDLE{0};
+		qorsim_log_enable(0);
+		char name[256];
+		HBA_GetAdapterName(0, name);
+		return HBA_OpenAdapter(name);
+	}();
+	const uint32_t room = 4096;
+	// The emulator writes the units' sysfs tree at the first look; not timed.
+	static const bool warm = [] {
+		auto *w = static_cast<HBA_FCPTARGETMAPPING *>(calloc(1, sizeof(HBA_FCPTARGETMAPPING)));
+		HBA_GetFcpTargetMapping(h, w);
+		free(w);
+		return true;
+	}();
+	(void)warm;
+	auto *m = static_cast<HBA_FCPTARGETMAPPING *>(
+		calloc(1, sizeof(HBA_FCPTARGETMAPPING) + room * sizeof(HBA_FCPSCSIENTRY)));
+	for (auto _ : st) {
+		m->NumberOfEntries = room;
+		if (HBA_GetFcpTargetMapping(h, m) != HBA_STATUS_OK || m->NumberOfEntries != room ||
+		    std::strncmp(m->entry[room - 1].ScsiId.OSDeviceName, "/dev/sd", 7) != 0)
+			st.SkipWithError("mapping incomplete");
+	}
+	free(m);
+}
+
 } // namespace
 
 BENCHMARK(BM_adapter_attributes_wrapper);
@@ -127,4 +175,6 @@ BENCHMARK(BM_port_attributes_wrapper);
 BENCHMARK(BM_port_attributes_bare);
 BENCHMARK(BM_port_statistics_wrapper);
 BENCHMARK(BM_port_statistics_bare);
+// Last: it replaces the topology the others use.
+BENCHMARK(BM_target_mapping_4096_luns)->Unit(benchmark::kMillisecond);
 BENCHMARK_MAIN();
