@@ -486,11 +486,16 @@ static void threads(const char *lib)
 	for (int i = 0; i < 8; i++)
 		pthread_create(&t[i], NULL, querier, (void *)(intptr_t)i);
 	pthread_create(&t[8], NULL, loader, NULL);
-	/* Callbacks fire while they run. */
-	for (int i = 0; i < 50; i++) {
-		qorsim_set_link(QORSIM_DRV_FC, 0, 0);
-		qorsim_set_link(QORSIM_DRV_FC, 0, 1);
-	}
+	/* Callbacks fire while they run: port events that change nothing, so
+	 * every query keeps its answer. */
+	qor_aen_entry_t e;
+	memset(&e, 0, sizeof e);
+	e.aen_category = QOR_AEN_CAT_LPORT;
+	e.aen_type = QOR_LPORT_AEN_ONLINE;
+	HBA_WWN p0 = wwn(kPort0);
+	memcpy(&e.aen_data.lport.lpwwn, p0.wwn, 8);
+	for (int i = 0; i < 100; i++)
+		CHECK_EQ(qorsim_inject_event(QORSIM_DRV_FC, 0, &e), 0);
 	for (int i = 0; i < 8; i++)
 		pthread_join(t[i], NULL);
 	stop_all = 1;
