@@ -19,27 +19,34 @@
 
 namespace {
 
-// The wrapper loaded with the built library, the first adapter open.
+// A root of its own in dir with an hba.conf naming the built library, the
+// topology (null: the default), the wrapper loaded and the first adapter
+// open; 0 when any of it fails.
+HBA_HANDLE open_first(const char *dir, const char *topology, HBA_UINT32 adapters)
+{
+	std::string root = std::string(dir) + "/bench_snia.XXXXXX";
+	if (!mkdtemp(root.data()))
+		return 0;
+	const std::string etc = root + "/etc";
+	mkdir(etc.c_str(), 0700);
+	if (FILE *f = fopen((etc + "/hba.conf").c_str(), "w")) {
+		fprintf(f, "qorl %s/libqorl.so.1\n", QORL_BINARY_DIR);
+		fclose(f);
+	}
+	qorsim_set_root(root.c_str());
+	if (topology && qorsim_load_topology(topology) != 0)
+		return 0;
+	qorsim_log_enable(0); // the log would dominate both sides
+	if (HBA_LoadLibrary() != HBA_STATUS_OK || HBA_GetNumberOfAdapters() != adapters)
+		return 0;
+	char name[256];
+	HBA_GetAdapterName(0, name);
+	return HBA_OpenAdapter(name);
+}
+
 HBA_HANDLE setup()
 {
-	static HBA_HANDLE h = [] {
-		static char root[] = "/tmp/bench_snia.XXXXXX";
-		if (!mkdtemp(root))
-			return HBA_HANDLE{0};
-		qorsim_set_root(root);
-		qorsim_log_enable(0); // the log would dominate both sides
-		const std::string etc = std::string(root) + "/etc";
-		mkdir(etc.c_str(), 0700);
-		if (FILE *f = fopen((etc + "/hba.conf").c_str(), "w")) {
-			fprintf(f, "qorl %s/libqorl.so.1\n", QORL_BINARY_DIR);
-			fclose(f);
-		}
-		if (HBA_LoadLibrary() != HBA_STATUS_OK || HBA_GetNumberOfAdapters() != 2)
-			return HBA_HANDLE{0};
-		char name[256];
-		HBA_GetAdapterName(0, name);
-		return HBA_OpenAdapter(name);
-	}();
+	static HBA_HANDLE h = open_first("/tmp", nullptr, 2);
 	return h;
 }
 
@@ -123,29 +130,13 @@ void BM_port_statistics_bare(benchmark::State &st)
 // A port with one target of 4,096 LUNs, each with a device name.
 void BM_target_mapping_4096_luns(benchmark::State &st)
 {
+	// sysfs lives in memory: so does the emulated tree, where it can.
 	static HBA_HANDLE h = [] {
 		HBA_FreeLibrary();
-		// sysfs lives in memory: so does the emulated tree, where it can.
-		static std::string dir = std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") +
-					 "/bench_snia_luns.XXXXXX";
-		char *root = mkdtemp(dir.data());
-		if (!root)
-			return HBA_HANDLE{0};
-		const std::string etc = std::string(root) + "/etc";
-		mkdir(etc.c_str(), 0700);
-		if (FILE *f = fopen((etc + "/hba.conf").c_str(), "w")) {
-			fprintf(f, "qorl %s/libqorl.so.1\n", QORL_BINARY_DIR);
-			fclose(f);
-		}
-		qorsim_set_root(root);
-		const char *topo = R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
-		  {"role":"target","lun_count":4096}]}}]}]})";
-		if (qorsim_load_topology(topo) != 0 || HBA_LoadLibrary() != HBA_STATUS_OK || HBA_GetNumberOfAdapters() != 1)
-			return HBA_HANDLE{0};
-		qorsim_log_enable(0);
-		char name[256];
-		HBA_GetAdapterName(0, name);
-		return HBA_OpenAdapter(name);
+		return open_first(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp",
+				  R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
+				    {"role":"target","lun_count":4096}]}}]}]})",
+				  1);
 	}();
 	const uint32_t room = 4096;
 	// The emulator writes the units' sysfs tree at the first look; not timed.
