@@ -18,10 +18,12 @@ $(BUILD)/CMakeCache.txt:
 build: deps $(BUILD)/CMakeCache.txt
 	cmake --build $(BUILD) -j $(JOBS)
 
-# Lists the controllers of the built-in emulated hardware.
+# Lists the controllers of the built-in emulated hardware, and the adapters
+# as a SNIA client sees them through the system's HBA API wrapper.
 demo: build
 	$(BUILD)/qorsim -- $(BUILD)/mxt ioc list
 	$(BUILD)/qorsim -- $(BUILD)/mxt adapter list
+	$(BUILD)/qorsim -- $(BUILD)/hbaapi-list
 
 check: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)

@@ -284,19 +284,32 @@ bool fchdr_ok(const fchs_t &h, uint8_t r_ctl, uint8_t type, const uint8_t d_id[3
 	       h.df_ctl == 0 && fc_get_be16(h.seq_cnt) == 0;
 }
 
-// The fabric's answer to a checked frame, or the status that refuses it.
+// The fabric's answer to a checked frame, or the status that refuses it. CT
+// units go to the directory or the management server, both of which pass
+// name server queries to the name server; link services go to a remote
+// port, or to a domain controller (dst null, the switch's WWN or none given).
 uint32_t route(Function &f, qor_ioctl_fcpt_t &v, LPort &l, RPort *dst, const std::vector<uint8_t> &req,
 	       std::vector<uint8_t> &out)
 {
 	const Port &p = port_of(f);
 	if (v.fchs.r_ctl == FC_RCTL_FC4_UNSOL_CTL) {
-		uint8_t ns[3];
-		fc_put_be24(ns, FC_DIRECTORY_SERVER);
+		uint8_t server[3];
+		fc_put_be24(server, fc_get_be24(v.fchs.d_id) == FC_MANAGEMENT_SERVER ? FC_MANAGEMENT_SERVER
+										      : FC_DIRECTORY_SERVER);
 		if (p.link != Link::fabric)
 			return QOR_STATUS_NO_FABRIC;
-		if (!fchdr_ok(v.fchs, FC_RCTL_FC4_UNSOL_CTL, FC_TYPE_SERVICES, ns, l.pid) || req.size() < sizeof(ct_hdr_t))
+		if (!fchdr_ok(v.fchs, FC_RCTL_FC4_UNSOL_CTL, FC_TYPE_SERVICES, server, l.pid) ||
+		    req.size() < sizeof(ct_hdr_t))
 			return QOR_STATUS_BADFRMHDR;
 		out = name_server(l, req);
+		return QOR_STATUS_OK;
+	}
+	if (v.fchs.r_ctl == FC_RCTL_ELS_REQ && !dst && (fc_get_be24(v.fchs.d_id) & 0xFFFF00u) == FC_DOMAIN_CONTROLLER) {
+		if (p.link != Link::fabric)
+			return QOR_STATUS_NO_FABRIC;
+		if (!fchdr_ok(v.fchs, FC_RCTL_ELS_REQ, FC_TYPE_ELS, v.fchs.d_id, p.pid))
+			return QOR_STATUS_BADFRMHDR;
+		out = domain_controller(l, v.fchs.d_id, req);
 		return QOR_STATUS_OK;
 	}
 	if (v.fchs.r_ctl != FC_RCTL_ELS_REQ || !dst ||
@@ -327,7 +340,8 @@ int h_fcpt(Req &r)
 			return e;
 		note_payload(req);
 		RPort *dst = v.dpwwn ? find_rport(l, v.dpwwn) : nullptr;
-		if (v.dpwwn && !dst)
+		const bool to_switch = v.dpwwn != 0 && v.dpwwn == port_of(*r.fn).fabric_name;
+		if (v.dpwwn && !dst && !to_switch)
 			v.status = QOR_STATUS_UNKNOWN_RWWN;
 		else if ((v.nport_nexus_needed != 0) != (v.dpwwn != 0))
 			v.status = QOR_STATUS_EINVAL;
@@ -336,10 +350,14 @@ int h_fcpt(Req &r)
 			v.status = route(*r.fn, v, l, dst, req, out);
 		if (v.status != QOR_STATUS_OK)
 			return 0;
+		// The size of the whole reply, also when it did not fit the room.
+		uint32_t size = (uint32_t)out.size();
+		if (!canned_reply(&out, &size) && fabric_fault() == FAULT_RSPSZ_OVER)
+			size = room + 100;
 		const size_t n = out.size() < room ? out.size() : room;
 		if (int e = copy_to_user(v.rspbuf_ptr, out.data(), n))
 			return e;
-		v.rspsz = fabric_fault() == FAULT_RSPSZ_OVER ? room + 100 : (uint32_t)n;
+		v.rspsz = size;
 		return 0;
 	});
 }

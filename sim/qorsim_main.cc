@@ -100,6 +100,41 @@ std::string private_root()
 	return {};
 }
 
+// The library of the same installation (wherever it was unpacked), else
+// the built one when run from the build tree, else the configured place.
+std::string find_qorl()
+{
+	const std::string beside = exe_dir() + "/" QORSIM_REL_QORL;
+	if (is_file(beside))
+		return beside;
+	if (is_file(QORSIM_BUILD_QORL))
+		return QORSIM_BUILD_QORL;
+	return QORSIM_QORL_INSTALLED;
+}
+
+// A root without a SNIA wrapper configuration gets one naming our library,
+// so that any SNIA program run under the emulator finds the adapters. The
+// file is written beside and renamed into place; one already there is kept.
+bool ensure_hba_conf(const std::string &root)
+{
+	const std::string conf = root + "/etc/hba.conf";
+	struct stat st;
+	if (::lstat(conf.c_str(), &st) == 0)
+		return true;
+	const std::string tmp = conf + ".tmp." + std::to_string(getpid());
+	FILE *f = fopen(tmp.c_str(), "w");
+	if (!f)
+		return false;
+	const int w = fprintf(f, "# SNIA HBA API vendor libraries: a name and the library's path per line.\nqorl\t%s\n",
+			      find_qorl().c_str());
+	const bool ok = w > 0 && fflush(f) == 0 && fsync(fileno(f)) == 0;
+	if (fclose(f) != 0 || !ok || rename(tmp.c_str(), conf.c_str()) != 0) {
+		unlink(tmp.c_str());
+		return false;
+	}
+	return true;
+}
+
 // The emulator's own parser decides; loaded locally, it interposes nothing.
 int validate(const std::string &lib, const std::string &topology)
 {
@@ -169,6 +204,10 @@ int main(int argc, char **argv)
 	}
 	if (root != "/" && !make_dirs(root + "/etc", given ? 0755 : 0700)) {
 		fprintf(stderr, "qorsim: cannot create %s/etc: %s\n", root.c_str(), strerror(errno));
+		return 2;
+	}
+	if (root != "/" && !ensure_hba_conf(root)) {
+		fprintf(stderr, "qorsim: cannot write %s/etc/hba.conf: %s\n", root.c_str(), strerror(errno));
 		return 2;
 	}
 	if (verbose)

@@ -20,9 +20,16 @@ extern "C" {
 #define QORSIM_SAN_FAULT_RSPSZ_OVER 4  /* reply size above the caller's room */
 #define QORSIM_SAN_FAULT_RLS_RJT 5     /* RLS answered with LS_RJT */
 #define QORSIM_SAN_FAULT_RLS_SHORT 6   /* RLS accept cut short */
+#define QORSIM_SAN_FAULT_RNID_SHORT 7  /* RNID accept cut inside its port name */
 
 /* Every later pass-through reply gets this fault until it is set back to 0. */
 void qorsim_san_fabric_fault(int mode);
+/*
+ * Every later pass-through reply is these n bytes, its size reported as
+ * claimed (0: n), whatever the request; bytes NULL goes back to the fabric's
+ * own answers. Only the caller's room is written, as always.
+ */
+void qorsim_san_fabric_reply(const uint8_t *bytes, size_t n, uint32_t claimed);
 /* Copies the last pass-through request payload (at most room bytes); its size. */
 size_t qorsim_san_last_payload(uint8_t *buf, size_t room);
 

@@ -133,10 +133,14 @@ void set_link(Function &f, bool up);
 bool set_rport_online(Function &f, wwn_t rpwwn, bool online);
 
 // ---- the fabric's services -------------------------------------------------
-// The name server's answer to a CT request (GSPN_ID), from its registrations.
+// The name server's answer to a CT request (GID_FT, GPN_ID, GNN_ID,
+// GSPN_ID, GFF_ID), from its registrations.
 std::vector<uint8_t> name_server(LPort &l, const std::vector<uint8_t> &req);
-// A remote port's answer to a link service request (RLS).
+// A remote port's answer to a link service request (RLS, RNID, LIRR).
 std::vector<uint8_t> link_service(const RPort &dst, const std::vector<uint8_t> &req);
+// The answer of the domain controller at d_id (FFFCdd) to a link service
+// (SRL): an accept for the logical port's own domain.
+std::vector<uint8_t> domain_controller(const LPort &l, const uint8_t d_id[3], const std::vector<uint8_t> &req);
 // Keeps the payload of the last pass-through request (qorsim_san_last_payload).
 void note_payload(const std::vector<uint8_t> &req);
 
@@ -149,8 +153,12 @@ enum Fault : int {
 	FAULT_RSPSZ_OVER = 4,  // response size claims more than the room
 	FAULT_RLS_RJT = 5,     // RLS answered with LS_RJT
 	FAULT_RLS_SHORT = 6,   // RLS accept cut short
+	FAULT_RNID_SHORT = 7,  // RNID accept cut inside its port name
 };
 Fault fabric_fault();
+// A reply set through qorsim_san_fabric_reply: true with it in *out and its
+// claimed size in *claimed.
+bool canned_reply(std::vector<uint8_t> *out, uint32_t *claimed);
 
 } // namespace san
 } // namespace qorsim

@@ -553,6 +553,9 @@ bool set_rport_online(Function &f, wwn_t rpwwn, bool online)
 namespace {
 
 Fault g_fabric_fault;                 // under Sim::mu
+bool g_canned;                        // under Sim::mu
+std::vector<uint8_t> g_canned_bytes;  // under Sim::mu
+uint32_t g_canned_claimed;            // under Sim::mu
 std::vector<uint8_t> g_last_payload; // under Sim::mu
 
 template <class T> std::vector<uint8_t> bytes_of(const T &rec, size_t n = sizeof(T))
@@ -568,11 +571,50 @@ Fault fabric_fault()
 	return g_fabric_fault;
 }
 
+bool canned_reply(std::vector<uint8_t> *out, uint32_t *claimed)
+{
+	if (!g_canned)
+		return false;
+	*out = g_canned_bytes;
+	*claimed = g_canned_claimed ? g_canned_claimed : (uint32_t)g_canned_bytes.size();
+	return true;
+}
+
 void note_payload(const std::vector<uint8_t> &req)
 {
 	g_last_payload = req;
 }
 
+namespace {
+
+// A port the name server knows by address: our own logical port, or a
+// registered remote port of it.
+struct NsEntry {
+	bool self = false;
+	const RPort *rp = nullptr;
+	explicit operator bool() const { return self || rp; }
+};
+
+NsEntry ns_lookup(const LPort &l, uint32_t pid)
+{
+	NsEntry e;
+	e.self = pid == l.pid;
+	for (const auto &r : l.rports)
+		if (!e.self && !e.rp && r.pid == pid && r.registered)
+			e.rp = &r;
+	return e;
+}
+
+template <class T> void append(std::vector<uint8_t> &out, const T &rec, size_t n = sizeof(T))
+{
+	const auto *b = reinterpret_cast<const uint8_t *>(&rec);
+	out.insert(out.end(), b, b + n);
+}
+
+} // namespace
+
+// The name server's answers to the queries by address (GPN_ID, GNN_ID,
+// GSPN_ID, GFF_ID) and by FC-4 type (GID_FT), from its registrations.
 std::vector<uint8_t> name_server(LPort &l, const std::vector<uint8_t> &req)
 {
 	ct_hdr_t rsp{};
@@ -587,56 +629,155 @@ std::vector<uint8_t> name_server(LPort &l, const std::vector<uint8_t> &req)
 		rsp.exp_code = expl;
 		return bytes_of(rsp);
 	};
+	std::vector<uint8_t> acc;
+	fc_put_be16(rsp.cmd_rsp_code, CT_RSP_ACCEPT);
+	append(acc, rsp);
+
 	l.stats.ns_plogi_sent++; // every query opens a session with the server
 	l.stats.ns_plogi_accepts++;
 	if (ct->rev_id != CT_GS3_REVISION || ct->gs_type != CT_GSTYPE_DIRSERVICE ||
-	    ct->gs_sub_type != CT_GSSUBTYPE_NAMESERVER || fc_get_be16(ct->cmd_rsp_code) != GS_GSPN_ID ||
-	    req.size() < sizeof(fcgs_gspnid_frame_t))
+	    ct->gs_sub_type != CT_GSSUBTYPE_NAMESERVER || req.size() < sizeof(ct_hdr_t) + 4)
 		return reject(CT_RSN_INV_CMD, 0);
-	const auto *q = reinterpret_cast<const fcgs_gspnid_frame_t *>(req.data());
-	const uint32_t pid = fc_pid_from_wire(q->req.dap);
-	const RPort *rp = nullptr;
-	for (const auto &r : l.rports)
-		if (!rp && r.pid == pid)
-			rp = &r;
-	const bool self = pid == l.pid;
-	if (g_fabric_fault == FAULT_NS_REJECT || (!self && (!rp || !rp->registered)) || q->req.rsvd != 0)
+	const uint16_t cmd = fc_get_be16(ct->cmd_rsp_code);
+	const uint8_t *arg = req.data() + sizeof(ct_hdr_t);
+	if (g_fabric_fault == FAULT_NS_REJECT)
 		return reject(CT_RSN_UNABLE_TO_PERF, CT_NS_EXP_PORTID_NOT_REG);
-	const std::string &name = self ? l.symname : rp->symname;
-	fcgs_gspnid_acc_frame_t acc{};
-	acc.ct = rsp;
-	fc_put_be16(acc.ct.cmd_rsp_code, CT_RSP_ACCEPT);
+
+	if (cmd == GS_GID_FT) {
+		const auto *q = reinterpret_cast<const fcgs_gidft_req_t *>(arg);
+		std::vector<uint32_t> pids;
+		if (q->fc4_type == FC_TYPE_FCP) {
+			pids.push_back(l.pid);
+			for (const auto &r : l.rports)
+				if (r.registered && r.online)
+					pids.push_back(r.pid);
+		}
+		std::erase_if(pids, [&](uint32_t pid) {
+			uint8_t b[3];
+			fc_pid_to_wire(pid, b);
+			return pid == 0 || (q->domain_scope && b[0] != q->domain_scope) ||
+			       (q->domain_scope && q->area_scope && b[1] != q->area_scope);
+		});
+		if (pids.empty())
+			return reject(CT_RSN_UNABLE_TO_PERF, CT_NS_EXP_FC4TYPE_NOT_REG);
+		for (size_t i = 0; i < pids.size(); i++) {
+			fcgs_gid_entry_t e{};
+			e.ctl = i + 1 == pids.size() ? FC_GID_LAST : 0;
+			fc_pid_to_wire(pids[i], e.pid);
+			append(acc, e);
+		}
+		return acc;
+	}
+
+	const auto *q = reinterpret_cast<const fcgs_gspnid_req_t *>(arg);
+	const NsEntry e = ns_lookup(l, fc_pid_from_wire(q->dap));
+	const bool by_id = cmd == GS_GPN_ID || cmd == GS_GNN_ID || cmd == GS_GSPN_ID || cmd == GS_GFF_ID;
+	if (!by_id)
+		return reject(CT_RSN_INV_CMD, 0);
+	if (!e || q->rsvd != 0)
+		return reject(CT_RSN_UNABLE_TO_PERF, CT_NS_EXP_PORTID_NOT_REG);
+	switch (cmd) {
+	case GS_GPN_ID:
+	case GS_GNN_ID: {
+		const wwn_t w = cmd == GS_GPN_ID ? (e.self ? l.pwwn : e.rp->pwwn) : (e.self ? l.nwwn : e.rp->nwwn);
+		append(acc, w); // a wwn_t holds its bytes in wire order
+		return acc;
+	}
+	case GS_GFF_ID: {
+		uint8_t ff[FC_GFF_LEN] = {};
+		const uint32_t feat = e.self ? ((l.roles & QOR_LPORT_ROLE_FCP_IM) ? FC_FEATURE_INITIATOR : 0) |
+						       ((l.roles & QOR_LPORT_ROLE_FCP_TM) ? FC_FEATURE_TARGET : 0)
+					     : e.rp->target ? FC_FEATURE_TARGET
+							    : FC_FEATURE_INITIATOR;
+		fc_put_be32(ff + FC_TYPE_FCP / 8 * 4, feat << (FC_TYPE_FCP % 8 * 4));
+		append(acc, ff);
+		return acc;
+	}
+	default: // GSPN_ID
+		break;
+	}
+	const std::string &name = e.self ? l.symname : e.rp->symname;
+	fcgs_gspnid_acc_frame_t a{};
+	a.ct = rsp;
 	const size_t n = name.size() < FC_SYMNAME_MAX ? name.size() : FC_SYMNAME_MAX;
-	acc.rsp.spn_len = (uint8_t)n;
-	memcpy(acc.rsp.spn, name.data(), n);
+	a.rsp.spn_len = (uint8_t)n;
+	memcpy(a.rsp.spn, name.data(), n);
 	size_t len = sizeof(ct_hdr_t) + 1 + n;
 	if (g_fabric_fault == FAULT_NS_BAD_LEN) {
-		acc.rsp.spn_len = 200; // claims far more than is sent
+		a.rsp.spn_len = 200; // claims far more than is sent
 		len = sizeof(ct_hdr_t) + 1 + (n < 8 ? n : 8);
 	} else if (g_fabric_fault == FAULT_NS_SHORT) {
 		len = 10;
 	}
-	return bytes_of(acc, len);
+	return bytes_of(a, len);
 }
+
+namespace {
+
+std::vector<uint8_t> ls_rjt(uint8_t reason)
+{
+	fc_ls_rjt_t rj{};
+	rj.ls_code = FC_ELS_LS_RJT;
+	rj.reason_code = reason;
+	return bytes_of(rj);
+}
+
+std::vector<uint8_t> ls_acc()
+{
+	const uint8_t acc[4] = {FC_ELS_ACC, 0, 0, 0};
+	return std::vector<uint8_t>(acc, acc + sizeof acc);
+}
+
+} // namespace
 
 std::vector<uint8_t> link_service(const RPort &dst, const std::vector<uint8_t> &req)
 {
-	auto ls_rjt = [](uint8_t reason) {
-		fc_ls_rjt_t rj{};
-		rj.ls_code = FC_ELS_LS_RJT;
-		rj.reason_code = reason;
-		return bytes_of(rj);
-	};
-	if (req.size() < 8 || req[0] != FC_ELS_RLS)
+	if (req.size() < 8)
 		return ls_rjt(FC_LS_RJT_RSN_CMD_NOT_SUPP);
-	if (g_fabric_fault == FAULT_RLS_RJT)
-		return ls_rjt(FC_LS_RJT_RSN_UNABLE);
-	fc_rls_acc_t acc{};
-	acc.ls_code = FC_ELS_ACC;
-	uint8_t *w[6] = {acc.lesb.lfc, acc.lesb.lsyc, acc.lesb.lsic, acc.lesb.pspec, acc.lesb.itwc, acc.lesb.icc};
-	for (int i = 0; i < 6; i++)
-		fc_put_be32(w[i], dst.lesb[i]);
-	return bytes_of(acc, g_fabric_fault == FAULT_RLS_SHORT ? 12 : sizeof acc);
+	switch (req[0]) {
+	case FC_ELS_RLS: {
+		if (g_fabric_fault == FAULT_RLS_RJT)
+			return ls_rjt(FC_LS_RJT_RSN_UNABLE);
+		fc_rls_acc_t acc{};
+		acc.ls_code = FC_ELS_ACC;
+		uint8_t *w[6] = {acc.lesb.lfc, acc.lesb.lsyc, acc.lesb.lsic, acc.lesb.pspec, acc.lesb.itwc, acc.lesb.icc};
+		for (int i = 0; i < 6; i++)
+			fc_put_be32(w[i], dst.lesb[i]);
+		return bytes_of(acc, g_fabric_fault == FAULT_RLS_SHORT ? 12 : sizeof acc);
+	}
+	case FC_ELS_RNID: {
+		// The common data always; the topology data when asked for (other
+		// formats get the common data alone, as the standard has it).
+		fc_rnid_acc_t acc{};
+		acc.ls_code = FC_ELS_ACC;
+		const bool topo = req[4] == FC_RNID_FMT_TOPOLOGY;
+		acc.node_id_fmt = topo ? FC_RNID_FMT_TOPOLOGY : FC_RNID_FMT_COMMON;
+		acc.common_id_len = FC_RNID_COMMON_LEN;
+		acc.specific_id_len = topo ? FC_RNID_TOPOLOGY_LEN : 0;
+		memcpy(acc.port_name, &dst.pwwn, 8);
+		memcpy(acc.node_name, &dst.nwwn, 8);
+		if (topo) {
+			fc_put_be32(acc.specific, dst.target ? 0x0a : 0x07); // storage subsystem or host
+			fc_put_be32(acc.specific + 8, 1);                    // attached nodes
+		}
+		if (g_fabric_fault == FAULT_RNID_SHORT)
+			return bytes_of(acc, 12);
+		return bytes_of(acc, topo ? sizeof acc : offsetof(fc_rnid_acc_t, specific));
+	}
+	case FC_ELS_LIRR:
+		return ls_acc();
+	default:
+		return ls_rjt(FC_LS_RJT_RSN_CMD_NOT_SUPP);
+	}
+}
+
+std::vector<uint8_t> domain_controller(const LPort &l, const uint8_t d_id[3], const std::vector<uint8_t> &req)
+{
+	uint8_t ours[3];
+	fc_pid_to_wire(l.pid, ours);
+	if (req.size() < 8 || req[0] != FC_ELS_SRL)
+		return ls_rjt(FC_LS_RJT_RSN_CMD_NOT_SUPP);
+	return d_id[2] == ours[0] ? ls_acc() : ls_rjt(FC_LS_RJT_RSN_UNABLE);
 }
 
 } // namespace san
@@ -648,6 +789,15 @@ extern "C" __attribute__((visibility("default"))) void qorsim_san_fabric_fault(i
 {
 	std::lock_guard lk(sim().mu);
 	san::g_fabric_fault = static_cast<san::Fault>(mode);
+}
+
+extern "C" __attribute__((visibility("default"))) void qorsim_san_fabric_reply(const uint8_t *bytes, size_t n,
+										 uint32_t claimed)
+{
+	std::lock_guard lk(sim().mu);
+	san::g_canned = bytes != nullptr;
+	san::g_canned_bytes.assign(bytes, bytes ? bytes + n : bytes);
+	san::g_canned_claimed = claimed;
 }
 
 extern "C" __attribute__((visibility("default"))) size_t qorsim_san_last_payload(uint8_t *buf, size_t room)

@@ -7,6 +7,7 @@
 #include "protocol/fc_els.h"
 #include "qorl_adapter.h"
 #include "qorl_ioc.h"
+#include "qorl_lport.h"
 #include "qorl_rport.h"
 #include "qorsim_san.h"
 #include "testutil.h"
@@ -281,11 +282,17 @@ TEST_F(Fcpt, PassThroughFieldsAndRoom)
 	own_name_query q;
 	fchs_t &h = q.h;
 	fcgs_gspnid_frame_t &req = q.req;
-	uint8_t rsp[20];
-	uint32_t room = sizeof rsp;
+	qt::Guarded<20> buf;
+	uint8_t *rsp = buf.buf;
+	uint32_t room = sizeof buf.buf;
 	ASSERT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_TRUE, FC_CLASS_3, &h, &req, sizeof req, rsp, &room),
 		  QOR_STATUS_OK);
-	EXPECT_EQ(room, 20u) << "the fabric wrote no more than the room";
+	qor_lport_attr_t la;
+	ASSERT_EQ(qorl_lport_get_attr(fc0, 0, fc0->pwwn, &la), QOR_STATUS_OK);
+	EXPECT_EQ(room, sizeof(ct_hdr_t) + 1 + strlen(la.port_cfg.sym_name.symname))
+		<< "the whole reply's size comes back";
+	EXPECT_GT(room, sizeof buf.buf);
+	EXPECT_TRUE(buf.intact()) << "the fabric wrote no more than the room";
 	EXPECT_EQ(fc_get_be16(rsp + 8), CT_RSP_ACCEPT);
 	qor_ioctl_fcpt_t r = sent();
 	EXPECT_EQ(r.nport_nexus_needed, 0);

@@ -13,10 +13,7 @@
 
 namespace {
 
-struct Result {
-	int rc;
-	std::string out, err;
-};
+using Result = qt::Run;
 
 class Launcher : public ::testing::Test {
 protected:
@@ -24,21 +21,7 @@ protected:
 	void TearDown() override { qt::remove_tree(dir); }
 
 	// A command line through the shell; stdout and stderr kept apart.
-	Result sh(const std::string &cmd)
-	{
-		const std::string errfile = dir + "/stderr";
-		Result r{-1, "", ""};
-		FILE *p = popen((cmd + " 2>" + errfile).c_str(), "r");
-		if (!p)
-			return r;
-		char buf[4096];
-		for (size_t n; (n = fread(buf, 1, sizeof buf, p)) > 0;)
-			r.out.append(buf, n);
-		const int st = pclose(p);
-		r.rc = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-		r.err = qt::read_file(errfile);
-		return r;
-	}
+	Result sh(const std::string &cmd) { return qt::run_command(cmd, dir + "/stderr"); }
 	// qorsim in the environment `env` gives (`env` arguments).
 	Result qorsim(const std::string &env, const std::string &args)
 	{

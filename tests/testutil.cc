@@ -57,6 +57,21 @@ std::string ScannedTest::written_config()
 	return read_file(path);
 }
 
+Run run_command(const std::string &cmd, const std::string &errfile)
+{
+	Run r;
+	FILE *p = popen((cmd + " 2>" + errfile).c_str(), "r");
+	if (!p)
+		return r;
+	char buf[4096];
+	for (size_t n; (n = fread(buf, 1, sizeof buf, p)) > 0;)
+		r.out.append(buf, n);
+	const int st = pclose(p);
+	r.rc = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+	r.err = read_file(errfile);
+	return r;
+}
+
 std::string read_file(const std::string &path)
 {
 	std::ifstream in(path, std::ios::binary);

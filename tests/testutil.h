@@ -6,6 +6,7 @@
 #include <dlfcn.h>
 
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -61,6 +62,28 @@ struct Lines {
 };
 Lines read_lines(const std::vector<std::string> &argv,
 		 const std::function<bool(const std::vector<std::string> &)> &enough);
+
+// A shell command line's exit code, standard output and standard error
+// (kept apart through the file errfile).
+struct Run {
+	int rc = -1;
+	std::string out, err;
+};
+Run run_command(const std::string &cmd, const std::string &errfile);
+
+// A buffer of N bytes followed by a guard that nothing may write.
+template <size_t N> struct Guarded {
+	uint8_t buf[N];
+	uint8_t after[16];
+	Guarded() { std::memset(this, 0x5a, sizeof *this); }
+	bool intact() const
+	{
+		for (uint8_t b : after)
+			if (b != 0x5a)
+				return false;
+		return true;
+	}
+};
 
 // A parameterised case's name as a test name: letters and digits, the rest '_'.
 std::string test_name(std::string text);

@@ -1,6 +1,8 @@
 /*
  * Extended link service payloads (FC-LS) used here: the link service reply
- * words and Read Link Error Status (RLS). Wire order; compiles as C11 and C++.
+ * words, Read Link Error Status (RLS), Request Node Identification Data
+ * (RNID), Link Incident Record Registration (LIRR) and Scan Remote Loop
+ * (SRL). Wire order; compiles as C11 and C++.
  */
 #ifndef FC_ELS_H
 #define FC_ELS_H
@@ -11,6 +13,16 @@
 #define FC_ELS_LS_RJT 0x01
 #define FC_ELS_ACC 0x02
 #define FC_ELS_RLS 0x0F
+#define FC_ELS_RNID 0x78
+#define FC_ELS_LIRR 0x7A
+#define FC_ELS_SRL 0x7B
+
+/* Domain controller of a domain: FFFC00 | domain. */
+#define FC_DOMAIN_CONTROLLER 0xFFFC00u
+
+/* RNID node identification data formats. */
+#define FC_RNID_FMT_COMMON 0x00   /* common identification data only */
+#define FC_RNID_FMT_TOPOLOGY 0xDF /* general topology discovery format */
 
 /* LS_RJT reason codes. */
 #define FC_LS_RJT_RSN_UNABLE 0x09
@@ -47,6 +59,49 @@ typedef struct fc_rls_acc_s {
 } fc_rls_acc_t;
 FC_CHECK_SIZE(fc_rls_acc_t, 28);
 FC_CHECK_OFF(fc_rls_acc_t, lesb, 4);
+
+/*
+ * The short requests (RNID, LIRR, SRL): the command code, three reserved
+ * bytes, two parameter bytes (RNID: the data format; LIRR: function and
+ * format) and two reserved ones.
+ */
+typedef struct fc_ls_req8_s {
+	uint8_t els_cmd;
+	uint8_t rsvd[3];
+	uint8_t param[2];
+	uint8_t rsvd1[2];
+} fc_ls_req8_t;
+FC_CHECK_SIZE(fc_ls_req8_t, 8);
+FC_CHECK_OFF(fc_ls_req8_t, param, 4);
+
+/* RNID accept: reply word, format, the common identification data (port
+ * and node names) and the specific data of the format. */
+#define FC_RNID_COMMON_LEN 16
+#define FC_RNID_TOPOLOGY_LEN 52
+typedef struct fc_rnid_acc_s {
+	uint8_t ls_code;
+	uint8_t rsvd[3];
+	uint8_t node_id_fmt;
+	uint8_t common_id_len;   /* 16 */
+	uint8_t rsvd1;
+	uint8_t specific_id_len; /* 0, or 52 for the topology format */
+	uint8_t port_name[8];
+	uint8_t node_name[8];
+	uint8_t specific[FC_RNID_TOPOLOGY_LEN];
+} fc_rnid_acc_t;
+FC_CHECK_SIZE(fc_rnid_acc_t, 76);
+FC_CHECK_OFF(fc_rnid_acc_t, port_name, 8);
+FC_CHECK_OFF(fc_rnid_acc_t, specific, 24);
+
+/* The N_Port_Name an RNID accept carries: 1 with it in name when the
+ * got bytes of rsp hold it, 0 otherwise (nothing read past got). */
+static inline int fc_rnid_acc_port_name(const uint8_t *rsp, size_t got, uint8_t name[8])
+{
+	if (!rsp || got < offsetof(fc_rnid_acc_t, node_name))
+		return 0;
+	memcpy(name, rsp + offsetof(fc_rnid_acc_t, port_name), 8);
+	return 1;
+}
 
 /* LS_RJT: command code, reserved, reason, explanation, vendor unique. */
 typedef struct fc_ls_rjt_s {

@@ -89,6 +89,7 @@ static inline uint32_t fc_pid_from_wire(const uint8_t in[3])
 
 /* Well-known addresses. */
 #define FC_DIRECTORY_SERVER 0xFFFFFCu
+#define FC_MANAGEMENT_SERVER 0xFFFFFAu
 
 typedef struct fchs_s {
 	uint8_t r_ctl;     /* routing (high nibble), cat_info (low nibble) */

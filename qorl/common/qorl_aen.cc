@@ -11,6 +11,7 @@
 #include <sys/select.h>
 #include <unistd.h>
 
+#include "protocol/fc_fchs.h"
 #include "qorl_aen_family.h"
 #include "qorl_audit.h"
 #include "qorl_int.h"
@@ -22,29 +23,22 @@ namespace qorl::aen {
 // ---- callbacks running on this thread ----------------------------------------
 
 namespace {
-constexpr int kNest = 64;
-thread_local const void *tl_running[kNest];
 thread_local int tl_depth;
 } // namespace
 
-void running_push(const void *h)
+void callback_enter()
 {
-	if (tl_depth < kNest)
-		tl_running[tl_depth] = h;
 	tl_depth++;
 }
 
-void running_pop()
+void callback_leave()
 {
 	tl_depth--;
 }
 
-int running_here(const void *h)
+bool in_callback()
 {
-	int n = 0;
-	for (int i = 0; i < tl_depth && i < kNest; i++)
-		n += tl_running[i] == h;
-	return n;
+	return tl_depth > 0;
 }
 
 // ---- lists and locks ----------------------------------------------------------
@@ -150,7 +144,13 @@ struct lport_kind : kind_base<QOR_AEN_CAT_LPORT, lport_mutex, lportCBList> {
 		if (!c)
 			return false;
 		qor_lport_attr_t attr{};
-		uint32_t fcid = qorl_lport_get_attr(c, 0, d.lpwwn, &attr) == QOR_STATUS_OK ? attr.pid : 0;
+		uint32_t fcid = 0;
+		if (qorl_lport_get_attr(c, 0, d.lpwwn, &attr) == QOR_STATUS_OK) {
+			// SNIA callers get the address as a number (0x011a00).
+			uint8_t b[3];
+			fc_pid_to_wire(attr.pid, b);
+			fcid = fc_get_be24(b);
+		}
 		snia_fn<qorl_lport_snia_cbfn_t>(h.cbfn)(h.userData, d.lpwwn, snia, fcid);
 		return true;
 	}

@@ -44,11 +44,11 @@ struct kind_base : kind_types<Cat> {
 // Makes the reader re-collect its descriptors now (qorl_aen.cc).
 void wake_reader();
 
-// Callbacks running on this thread, innermost last: lets an unregistration
-// made from inside a callback skip waiting for that very call.
-void running_push(const void *h);
-void running_pop();
-int running_here(const void *h);
+// Whether this thread is inside a callback: an unregistration made there
+// does not wait for running calls.
+void callback_enter();
+void callback_leave();
+bool in_callback();
 
 // A handle and the bookkeeping that closes the race between delivery and
 // unregistration. The caller's handle pointer is the node's address.
@@ -150,11 +150,13 @@ template <class K> struct family {
 		n->removed.store(true);
 		qorl_release_mutex_lock(&K::mutex);
 
-		// A call that already started elsewhere finishes before we return;
-		// one running on this very thread (a callback removing itself) cannot.
-		const int mine = running_here(h);
-		for (int v = n->running.load(); v > mine; v = n->running.load())
-			n->running.wait(v);
+		// From outside callbacks a call that already started finishes before
+		// we return. Inside a callback removal only stops new calls: waiting
+		// there could wait for a callback that waits for ours (two callbacks
+		// removing each other), or for our own call.
+		if (!in_callback())
+			for (int v = n->running.load(); v > 0; v = n->running.load())
+				n->running.wait(v);
 		unref(n);
 		return QOR_STATUS_OK;
 	}
@@ -201,9 +203,9 @@ template <class K> struct family {
 				// Pairs with remove(): either it sees us running, or we see it removed.
 				n->running.fetch_add(1);
 				if (!n->removed.load()) {
-					running_push(h);
+					callback_enter();
 					go = call(*h);
-					running_pop();
+					callback_leave();
 				}
 				n->running.fetch_sub(1);
 				if (n->removed.load())
@@ -268,16 +270,17 @@ template <class K> qor_status_t engine_event(uint16_t inst, typename K::data_t *
 	return stopped ? QOR_STATUS_FAILED : QOR_STATUS_OK;
 }
 
-// Direct delivery for a controller, native form only; SNIA-form subscribers
-// are left out since their callbacks take other arguments.
+// Direct delivery for a controller: every matching subscriber, in the form
+// it asked for, as the reader would call it.
 template <class K> qor_status_t direct_event(qorl_t *q, typename K::data_t *d, int ev, qor_timeval_t tv)
 {
 	using H = typename K::handle_t;
 	if (!q || !d)
 		return QOR_STATUS_FAILED;
-	bool any = family<K>::deliver(
-		[&](const H &h) { return h.qorl && !(h.flags & QORL_AEN_FLAG_SNIA) && K::direct_match(h, q, *d, ev); },
-		[&](const H &h) { return call_kind<K>(h, 0, d, ev, tv, 0); });
+	const uint32_t snia = qorl_snia_event_convert(K::category, static_cast<uint32_t>(ev));
+	const auto inst = static_cast<uint16_t>(q->instance & 0xffff);
+	bool any = family<K>::deliver([&](const H &h) { return h.qorl && K::direct_match(h, q, *d, ev); },
+				      [&](const H &h) { return call_kind<K>(h, inst, d, ev, tv, snia); });
 	return any || K::direct_empty_ok ? QOR_STATUS_OK : QOR_STATUS_FAILED;
 }
 

@@ -355,6 +355,45 @@ bool apply(const model &base, const model &mine)
 	return ok;
 }
 
+bool same_vports(const qorl_vf_config_t *a, const qorl_vf_config_t *b)
+{
+	for (; a && b; a = a->next, b = b->next)
+		if (!same_entry(*a, *b))
+			return false;
+	return !a && !b;
+}
+
+bool same_kept(const kept_lines &a, const kept_lines &b)
+{
+	const kept_lines::line *x = a.first(), *y = b.first();
+	for (; x && y; x = x->next, y = y->next)
+		if (x->len != y->len || x->kind != y->kind || x->slot != y->slot || x->code != y->code ||
+		    std::strcmp(x->id, y->id) != 0 || std::memcmp(x->text(), y->text(), x->len) != 0)
+			return false;
+	return !x && !y;
+}
+
+// Whether two copies hold the same model. Bytes are compared whole, padding
+// included: a false "differ" only costs a second read of the file. The
+// adapter counter is not compared: a load fills both from the live one.
+bool same_model(const model &a, const model &b)
+{
+	constexpr size_t before = offsetof(qorl_ioc_config_t, vport);
+	constexpr size_t after = offsetof(qorl_ioc_config_t, vpcount);
+	if (std::memcmp(a.ad, b.ad, sizeof a.ad) != 0 || std::memcmp(a.all, b.all, sizeof a.all) != 0 ||
+	    std::memcmp(a.keys, b.keys, sizeof a.keys) != 0 ||
+	    std::memcmp(&a.params, &b.params, sizeof a.params) != 0)
+		return false;
+	for (int i = 0; i < QORL_CFG_MAX_IOC; i++) {
+		const char *x = reinterpret_cast<const char *>(&a.ioc[i]), *y = reinterpret_cast<const char *>(&b.ioc[i]);
+		if (std::memcmp(x, y, before) != 0 ||
+		    std::memcmp(x + after, y + after, sizeof(qorl_ioc_config_t) - after) != 0 ||
+		    !same_vports(a.ioc[i].vport, b.ioc[i].vport))
+			return false;
+	}
+	return same_kept(a.kept, b.kept);
+}
+
 // The model as text into a new file at path.
 qor_status_t render_to(const char *path)
 {
@@ -421,15 +460,25 @@ qor_status_t qorl_config_load(char *path)
 	if (!path || slurp(path, text) != QOR_STATUS_OK)
 		return QOR_STATUS_OK;
 	// The copy as loaded gets the file as the live model does: both add the
-	// file to what they held.
+	// file to what they held. While the live model holds no change of its own
+	// the two are one model, and the file is read once.
 	auto mine = new_model(), loaded = new_model(), empty = loaded_copy ? nullptr : new_model();
 	if (!mine || !loaded || (!loaded_copy && !empty) || !take(*mine))
 		return QOR_STATUS_OK;
-	put_back(loaded_copy ? *loaded_copy : *empty);
-	(void)read_text(text.view(), nullptr);
-	bool have_copy = take(*loaded);
-	put_back(*mine);
-	(void)read_text(text.view(), path);
+	model &base = loaded_copy ? *loaded_copy : *empty;
+	bool have_copy;
+	if (same_model(*mine, base)) {
+		(void)read_text(text.view(), path);
+		have_copy = take(*loaded);
+	} else {
+		put_back(base);
+		// Both fill the adapter slots from the same point, the live model's.
+		ad_next = mine->ad_next;
+		(void)read_text(text.view(), nullptr);
+		have_copy = take(*loaded);
+		put_back(*mine);
+		(void)read_text(text.view(), path);
+	}
 	loaded_copy.reset();
 	if (have_copy && std::strlen(path) < sizeof loaded_path) {
 		loaded_copy = std::move(loaded);

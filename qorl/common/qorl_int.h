@@ -174,14 +174,19 @@ template <class T> inline heap_ptr<T> heap_alloc(size_t bytes)
 	return heap_ptr<T>(static_cast<T *>(std::calloc(1, bytes)));
 }
 
-// Bounded, always-terminated copy of a driver text field into a record field.
-template <size_t N, size_t M> inline void copy_text(char (&dst)[N], const char (&src)[M])
+// Bounded, always-terminated copy of a driver text field (at most its
+// first m bytes) into a record field, the rest of which is cleared.
+template <size_t N> inline void copy_text(char (&dst)[N], const char *src, size_t m)
 {
-	size_t n = strnlen(src, M);
+	size_t n = strnlen(src, m);
 	if (n > N - 1)
 		n = N - 1;
 	std::memcpy(dst, src, n);
 	std::memset(dst + n, 0, N - n);
+}
+template <size_t N, size_t M> inline void copy_text(char (&dst)[N], const char (&src)[M])
+{
+	copy_text(dst, src, M);
 }
 
 // Copies a caller's NUL-terminated text into a fixed field; false when it does not fit.

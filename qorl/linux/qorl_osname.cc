@@ -3,6 +3,7 @@
 // "block" to the block device) in the device directory; newer ones a
 // directory "block" or "tape" whose entries are the device names.
 #include <dirent.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -24,18 +25,25 @@ struct dir_closer {
 };
 using dir_ptr = std::unique_ptr<DIR, dir_closer>;
 
-// Opens a directory; QOR_STATUS_ENOMEM or QOR_STATUS_FAILED when it cannot.
-qor_status_t open_dir(const char *path, dir_ptr &out)
+// Opens a directory, relative to `at` when it is not AT_FDCWD: looking up
+// the names below an open directory spares walking the whole path again.
+// QOR_STATUS_ENOMEM or QOR_STATUS_FAILED when it cannot.
+qor_status_t open_dir(int at, const char *path, dir_ptr &out)
 {
-	out.reset(opendir(path));
+	int fd = openat(at, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+	out.reset(fd >= 0 ? fdopendir(fd) : nullptr);
 	if (out)
 		return QOR_STATUS_OK;
-	return errno == ENOMEM ? QOR_STATUS_ENOMEM : QOR_STATUS_FAILED;
+	const int err = errno;
+	if (fd >= 0)
+		close(fd);
+	return err == ENOMEM ? QOR_STATUS_ENOMEM : QOR_STATUS_FAILED;
 }
 
 // The next entry whose (cut) name passes `want`, copied cut into `name`;
 // false at the end or on a read error.
-template <class Want> bool next_entry(DIR *d, char (&name)[kNameCopy], const char **full, Want want)
+template <class Want>
+bool next_entry(DIR *d, char (&name)[kNameCopy], const char **full, Want want, unsigned char *type = nullptr)
 {
 	for (;;) {
 		errno = 0;
@@ -47,6 +55,8 @@ template <class Want> bool next_entry(DIR *d, char (&name)[kNameCopy], const cha
 		name[n] = '\0';
 		if (want(std::string_view(name))) {
 			*full = e->d_name;
+			if (type)
+				*type = e->d_type;
 			return true;
 		}
 	}
@@ -75,13 +85,14 @@ extern "C" qor_status_t qorl_get_osname(uint32_t host, uint32_t bus, uint32_t ta
 	std::snprintf(base, sizeof base, "/sys/class/scsi_device/%u:%u:%u:%u/device/", host, bus, target, lun);
 
 	dir_ptr dir;
-	if (qor_status_t st = open_dir(base, dir); st != QOR_STATUS_OK)
+	if (qor_status_t st = open_dir(AT_FDCWD, base, dir); st != QOR_STATUS_OK)
 		return st;
 	char name[kNameCopy];
 	const char *full = nullptr;
-	if (!next_entry(dir.get(), name, &full, [](std::string_view n) {
-		    return n.starts_with("block") || n.starts_with("tape");
-	    }))
+	unsigned char type = DT_UNKNOWN;
+	if (!next_entry(
+		    dir.get(), name, &full,
+		    [](std::string_view n) { return n.starts_with("block") || n.starts_with("tape"); }, &type))
 		return QOR_STATUS_FAILED;
 	const bool tape = std::string_view(name).starts_with("tape");
 
@@ -91,11 +102,11 @@ extern "C" qor_status_t qorl_get_osname(uint32_t host, uint32_t bus, uint32_t ta
 		if (const char *dev = strtok_r(nullptr, ":", &save))
 			return put_name(*buf, "/dev/", dev);
 
-	// A link "block" to the block device: its last path element.
-	char entry_path[kPathLen];
-	const int plen = std::snprintf(entry_path, sizeof entry_path, "%s%s", base, full);
+	// A link "block" to the block device: its last path element. An entry
+	// the directory itself calls a directory is none.
 	char link[kPathLen];
-	ssize_t len = plen > 0 && (size_t)plen < sizeof entry_path ? readlink(entry_path, link, sizeof link) : -1;
+	const bool fits = std::strlen(base) + std::strlen(full) < kPathLen;
+	ssize_t len = fits && type != DT_DIR ? readlinkat(dirfd(dir.get()), full, link, sizeof link) : -1;
 	if (len > 0) {
 		if ((size_t)len >= sizeof link) {
 			len = sizeof link - 1;
@@ -107,13 +118,10 @@ extern "C" qor_status_t qorl_get_osname(uint32_t host, uint32_t bus, uint32_t ta
 	}
 
 	// Newer layout: a directory whose device entry is the first name with an 's'.
-	dir.reset();
-	char sub[kPathLen];
-	const int slen = std::snprintf(sub, sizeof sub, "%s%s/", base, tape ? "tape" : "block");
-	if (slen < 0 || (size_t)slen >= sizeof sub)
-		return QOR_STATUS_FAILED;
-	if (qor_status_t st = open_dir(sub, dir); st != QOR_STATUS_OK)
+	dir_ptr sub;
+	if (qor_status_t st = open_dir(dirfd(dir.get()), tape ? "tape" : "block", sub); st != QOR_STATUS_OK)
 		return st;
+	dir = std::move(sub);
 	if (!next_entry(dir.get(), name, &full, [](std::string_view n) { return n.find('s') != n.npos; }))
 		return QOR_STATUS_FAILED;
 	return put_name(*buf, "/dev/", full);

@@ -37,7 +37,8 @@ holds() {
 holds libqorl1 "usr/lib/$ma/libqorl.so.1" "usr/lib/$ma/libqorl.so.1.0.0" usr/libexec/qorl/hba-conf
 holds libqorl-dev usr/include/qorl/qorl.h usr/include/qorl/qorl_adapter.h usr/include/qorl/defs/qor_defs_status.h \
 	"usr/lib/$ma/libqorl.so" "usr/lib/$ma/pkgconfig/qorl.pc"
-holds qorl-tools usr/bin/mxt usr/share/man/man1/mxt.1.gz usr/share/bash-completion/completions/mxt \
+holds qorl-tools usr/bin/mxt usr/bin/hbaapi-list usr/share/man/man1/mxt.1.gz usr/share/man/man1/hbaapi-list.1.gz \
+	usr/share/bash-completion/completions/mxt \
 	lib/systemd/system/qorl-prometheus.service lib/systemd/system/qorl-prometheus.timer \
 	lib/systemd/system/qorl-events.service
 holds qorl-sim usr/bin/qorsim "usr/lib/$ma/qorl/libqorsim.so" usr/share/man/man1/qorsim.1.gz
@@ -58,12 +59,15 @@ done
 export LD_LIBRARY_PATH="$x/usr/lib/$ma"
 sim() { "$x/usr/bin/qorsim" --root "$scratch/root" -- "$@"; }
 for prog in mxt qorsim hbaapi-list; do
-	[ -x "$x/usr/bin/$prog" ] || continue
 	[ "$("$x/usr/bin/$prog" --version)" = "$prog $version" ] || fail "$prog --version is not '$prog $version'"
 done
 echo "-- qorsim -- mxt ioc list"
 sim "$x/usr/bin/mxt" ioc list
 [ "$(sim "$x/usr/bin/mxt" --json ioc list | grep -c '"id":')" = 6 ] || fail "mxt ioc list does not list 6 controllers"
+
+echo "-- qorsim -- hbaapi-list (the system's SNIA wrapper loading the unpacked library)"
+sim "$x/usr/bin/hbaapi-list" | tee "$scratch/hbaapi.txt" | head -3
+[ "$(head -1 "$scratch/hbaapi.txt")" = "2 adapters" ] || fail "hbaapi-list does not list the 2 emulated adapters"
 
 echo "-- qorsim -- mxt stats --prometheus --rports, through the Prometheus client's parser"
 sim "$x/usr/bin/mxt" stats --prometheus --rports >"$scratch/stats.prom"
