@@ -93,20 +93,24 @@ void wait_hit()
 	g_hit.store(false);
 }
 
+// A subscriber to the port events of the controller's own port.
+qorl_port_aen_cbhandle_t *watch_port(qorl_t *q, qorl_port_aen_cbfn_t cb)
+{
+	qor_port_aen_data_t key{};
+	key.pwwn = q->pwwn;
+	qorl_port_aen_cbhandle_t *h;
+	qorl_port_aen_register(q, cb, nullptr, &key, &h);
+	return h;
+}
+
 // Full queues on every FC controller, drained by a freshly started reader
 // into one subscriber per controller.
 void BM_QueueToCallbacks(benchmark::State &state)
 {
 	setup_once();
 	std::vector<qorl_port_aen_cbhandle_t *> subs;
-	for (int i = 0; i < kFc; i++) {
-		qorl_t *q = ctl(true, i);
-		qor_port_aen_data_t key{};
-		key.pwwn = q->pwwn;
-		qorl_port_aen_cbhandle_t *h;
-		qorl_port_aen_register(q, count_cb, nullptr, &key, &h);
-		subs.push_back(h);
-	}
+	for (int i = 0; i < kFc; i++)
+		subs.push_back(watch_port(ctl(true, i), count_cb));
 	std::vector<qor_aen_entry_t> batch;
 	uint64_t delivered = 0;
 	for (auto _ : state) {
@@ -136,10 +140,7 @@ void BM_Dispatch(benchmark::State &state)
 {
 	setup_once();
 	qorl_t *q = ctl(true, 2);
-	qor_port_aen_data_t key{};
-	key.pwwn = q->pwwn;
-	qorl_port_aen_cbhandle_t *h;
-	qorl_port_aen_register(q, count_cb, nullptr, &key, &h);
+	qorl_port_aen_cbhandle_t *h = watch_port(q, count_cb);
 	std::vector<qor_aen_entry_t> batch(64, port_event(q));
 	for (auto &e : batch)
 		e.qord_num = q->instance;
@@ -175,10 +176,7 @@ void BM_RegistrationToFirstDelivery(benchmark::State &state)
 {
 	setup_once();
 	qorl_t *fc = ctl(true, 0), *eth = ctl(false, 0);
-	qor_port_aen_data_t key{};
-	key.pwwn = fc->pwwn;
-	qorl_port_aen_cbhandle_t *ping;
-	qorl_port_aen_register(fc, hit_port, nullptr, &key, &ping);
+	qorl_port_aen_cbhandle_t *ping = watch_port(fc, hit_port);
 	qorl_aen_init();
 	qor_aen_entry_t e{};
 	e.aen_category = QOR_AEN_CAT_ETHPORT;
@@ -209,11 +207,7 @@ BENCHMARK(BM_RegistrationToFirstDelivery)->UseRealTime()->Unit(benchmark::kMicro
 void BM_AenExit(benchmark::State &state)
 {
 	setup_once();
-	qorl_t *fc = ctl(true, 1);
-	qor_port_aen_data_t key{};
-	key.pwwn = fc->pwwn;
-	qorl_port_aen_cbhandle_t *h;
-	qorl_port_aen_register(fc, count_cb, nullptr, &key, &h);
+	qorl_port_aen_cbhandle_t *h = watch_port(ctl(true, 1), count_cb);
 	for (auto _ : state) {
 		state.PauseTiming();
 		qorl_aen_init();

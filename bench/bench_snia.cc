@@ -64,28 +64,38 @@ template <class Rec> void bare(qorl_t *q, uint32_t code, Rec &rec)
 	benchmark::DoNotOptimize(r);
 }
 
-void BM_adapter_attributes_wrapper(benchmark::State &st)
+// One bare request a pass.
+template <class Rec> void bare_each_pass(benchmark::State &st, uint32_t code, Rec &rec)
+{
+	qorl_t *q = port0();
+	for (auto _ : st)
+		bare(q, code, rec);
+}
+
+// One SNIA query through the wrapper a pass, on the first adapter's handle.
+template <class Query> void through_wrapper(benchmark::State &st, Query query)
 {
 	HBA_HANDLE h = setup();
-	HBA_ADAPTERATTRIBUTES a;
 	for (auto _ : st)
-		benchmark::DoNotOptimize(HBA_GetAdapterAttributes(h, &a));
+		benchmark::DoNotOptimize(query(h));
+}
+
+void BM_adapter_attributes_wrapper(benchmark::State &st)
+{
+	HBA_ADAPTERATTRIBUTES a;
+	through_wrapper(st, [&](HBA_HANDLE h) { return HBA_GetAdapterAttributes(h, &a); });
 }
 
 void BM_adapter_attributes_bare(benchmark::State &st)
 {
-	qorl_t *q = port0();
 	qor_ioctl_ioc_attr_t rec{};
-	for (auto _ : st)
-		bare(q, QOR_IOCTL_IOC_GET_ATTR, rec);
+	bare_each_pass(st, QOR_IOCTL_IOC_GET_ATTR, rec);
 }
 
 void BM_port_attributes_wrapper(benchmark::State &st)
 {
-	HBA_HANDLE h = setup();
 	HBA_PORTATTRIBUTES p;
-	for (auto _ : st)
-		benchmark::DoNotOptimize(HBA_GetAdapterPortAttributes(h, 0, &p));
+	through_wrapper(st, [&](HBA_HANDLE h) { return HBA_GetAdapterPortAttributes(h, 0, &p); });
 }
 
 // Port, logical port and remote port list: the three requests the SNIA
@@ -110,21 +120,17 @@ void BM_port_attributes_bare(benchmark::State &st)
 
 void BM_port_statistics_wrapper(benchmark::State &st)
 {
-	HBA_HANDLE h = setup();
 	HBA_PORTSTATISTICS s;
-	for (auto _ : st)
-		benchmark::DoNotOptimize(HBA_GetPortStatistics(h, 0, &s));
+	through_wrapper(st, [&](HBA_HANDLE h) { return HBA_GetPortStatistics(h, 0, &s); });
 }
 
 void BM_port_statistics_bare(benchmark::State &st)
 {
-	qorl_t *q = port0();
 	qor_port_stats_t buf;
 	qor_ioctl_port_stats_t rec{};
 	rec.buf_size = sizeof buf;
 	rec.buf_ptr = reinterpret_cast<uintptr_t>(&buf);
-	for (auto _ : st)
-		bare(q, QOR_IOCTL_PORT_GET_STATS, rec);
+	bare_each_pass(st, QOR_IOCTL_PORT_GET_STATS, rec);
 }
 
 // A port with one target of 4,096 LUNs, each with a device name.

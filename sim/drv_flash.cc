@@ -79,21 +79,26 @@ int h_attr(Req &r)
 	return 0;
 }
 
-// The partition a read, write or erase names; the status says why not.
-FlashPart *target(Req &r, Flash *&f)
+// A read, write or erase: its request, the card's flash and the partition
+// it names, null when it names none (the status says why).
+struct Target {
+	qor_ioctl_flash_t &v;
+	Flash &f;
+	FlashPart *p;
+};
+
+Target target(Req &r)
 {
 	auto &v = r.as<qor_ioctl_flash_t>();
-	f = &flash_of(r.m, card(r));
-	FlashPart *p = flash_part(*f, v.type, v.instance);
+	Flash &f = flash_of(r.m, card(r));
+	FlashPart *p = flash_part(f, v.type, v.instance);
 	v.status = !p || v.bufsz < 0 ? QOR_STATUS_EINVAL : QOR_STATUS_OK;
-	return v.status == QOR_STATUS_OK ? p : nullptr;
+	return {v, f, v.status == QOR_STATUS_OK ? p : nullptr};
 }
 
 int h_read(Req &r)
 {
-	auto &v = r.as<qor_ioctl_flash_t>();
-	Flash *f;
-	FlashPart *p = target(r, f);
+	auto [v, f, p] = target(r);
 	if (!p) {
 		v.bufsz = 0;
 		return 0;
@@ -107,9 +112,7 @@ int h_read(Req &r)
 
 int h_write(Req &r)
 {
-	auto &v = r.as<qor_ioctl_flash_t>();
-	Flash *f;
-	FlashPart *p = target(r, f);
+	auto [v, f, p] = target(r);
 	if (!p)
 		return 0;
 	if (static_cast<uint32_t>(v.bufsz) > p->size) {
@@ -120,32 +123,30 @@ int h_write(Req &r)
 	if (int e = copy_from_user(data.data(), v.buf_ptr, data.size()))
 		return e;
 	takes(r, r.m.flash_write_ns);
-	if (FlashFault *x = flash_fault(*f, QORSIM_FLASH_WRITE_FAIL, p->type, p->instance)) {
+	if (FlashFault *x = flash_fault(f, QORSIM_FLASH_WRITE_FAIL, p->type, p->instance)) {
 		v.status = x->status ? x->status : static_cast<uint32_t>(QOR_STATUS_FAILED);
 		return 0;
 	}
-	if (flash_fault(*f, QORSIM_FLASH_READBACK_DIFFERS, p->type, p->instance) && !data.empty())
+	if (flash_fault(f, QORSIM_FLASH_READBACK_DIFFERS, p->type, p->instance) && !data.empty())
 		data[data.size() / 2] ^= 0x5a;
 	p->data = std::move(data);
 	r.held = true;
-	changed(r, *f, *p);
+	changed(r, f, *p);
 	return 0;
 }
 
 int h_erase(Req &r)
 {
-	auto &v = r.as<qor_ioctl_flash_t>();
-	Flash *f;
-	FlashPart *p = target(r, f);
+	auto [v, f, p] = target(r);
 	if (!p)
 		return 0;
 	takes(r, r.m.flash_erase_ns);
-	if (flash_fault(*f, QORSIM_FLASH_ERASE_TIMEOUT, p->type, p->instance)) {
+	if (flash_fault(f, QORSIM_FLASH_ERASE_TIMEOUT, p->type, p->instance)) {
 		v.status = QOR_STATUS_ETIMER;
 		return 0;
 	}
 	p->data.clear();
-	changed(r, *f, *p);
+	changed(r, f, *p);
 	return 0;
 }
 

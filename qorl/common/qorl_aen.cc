@@ -494,7 +494,7 @@ qor_status_t qorl_aen_get_events(qorl_t *qorl, qor_aen_entry_t *entry, int *coun
 		return QOR_STATUS_EINVAL;
 	const int n = *count > QOR_AEN_MAX_ENTRIES ? QOR_AEN_MAX_ENTRIES : *count;
 	const size_t room = n > 0 ? static_cast<size_t>(n) : 0;
-	auto rec = qorl::heap_alloc<qor_ioctl_aen_t>(room * sizeof(qor_aen_entry_t) + sizeof(qor_ioctl_aen_t));
+	auto rec = qorl::heap_record<qor_ioctl_aen_t>(room * sizeof(qor_aen_entry_t));
 	if (!rec)
 		return QOR_STATUS_ENOMEM;
 	bool sent;

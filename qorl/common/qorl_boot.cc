@@ -23,37 +23,6 @@ heap_ptr<uint8_t> copy_of(const IMAGEFILE_DATA_T &img)
 	return b;
 }
 
-// The kinds of image of a card description, in the order they are written.
-enum class kind { firmware, optrom, optrom2, bootovl, pxeovl, fwcfg };
-
-const char *image_name(const CARD_DATA_T &c, kind k)
-{
-	switch (k) {
-	case kind::firmware:
-		return c.firmware_name;
-	case kind::optrom:
-		return c.option_rom_name;
-	case kind::optrom2:
-		return c.option_rom_2_name;
-	case kind::bootovl:
-		return c.boot_overlay_name;
-	case kind::pxeovl:
-		return c.pxe_overlay_name;
-	case kind::fwcfg:
-		return c.fw_config_name;
-	}
-	return "";
-}
-
-constexpr struct {
-	kind k;
-	qor_flash_part_type_t type;
-} plan[] = {
-	{kind::firmware, QOR_FLASH_PART_FWIMG}, {kind::optrom, QOR_FLASH_PART_OPTROM},
-	{kind::optrom2, QOR_FLASH_PART_OPTROM2}, {kind::bootovl, QOR_FLASH_PART_BOOTOVL},
-	{kind::pxeovl, QOR_FLASH_PART_PXEOVL},  {kind::fwcfg, QOR_FLASH_PART_FWCFG},
-};
-
 class adapter_update {
 public:
 	adapter_update(qorl_t *q, uint16_t devid, const tables &t, progress_writer &prog)
@@ -75,11 +44,11 @@ public:
 			return QOR_STATUS_CARDTYPE_MISSING;
 		oem_ = is_oem_model(attr_.adapter_attr.model_descr, sizeof attr_.adapter_attr.model_descr);
 		prog_.total(total_bytes(*card));
-		for (const auto &p : plan) {
-			const IMAGEFILE_DATA_T *img = find_image(t_, image_name(*card, p.k));
+		for (const card_image &ci : kCardImages) {
+			const IMAGEFILE_DATA_T *img = find_image(t_, card->*ci.name);
 			if (!img)
 				continue;
-			st = write_image(*card, p.k, p.type, *img);
+			st = write_image(*card, ci.type, *img);
 			if (st != QOR_STATUS_OK)
 				return st;
 		}
@@ -90,9 +59,10 @@ private:
 	uint64_t total_bytes(const CARD_DATA_T &card) const
 	{
 		uint64_t n = 0;
-		for (const auto &p : plan)
-			if (const IMAGEFILE_DATA_T *img = find_image(t_, image_name(card, p.k)))
-				n += static_cast<uint64_t>(img->isize) * (p.k == kind::fwcfg ? card.portcnt : 1);
+		for (const card_image &ci : kCardImages)
+			if (const IMAGEFILE_DATA_T *img = find_image(t_, card.*ci.name))
+				n += static_cast<uint64_t>(img->isize) *
+				     (ci.type == QOR_FLASH_PART_FWCFG ? card.portcnt : 1);
 		if (oem_ && find_image(t_, card.option_rom_name))
 			n += kVpdSize;
 		return n;
@@ -107,12 +77,12 @@ private:
 		return st;
 	}
 
-	qor_status_t write_image(const CARD_DATA_T &card, kind k, qor_flash_part_type_t type, const IMAGEFILE_DATA_T &img)
+	qor_status_t write_image(const CARD_DATA_T &card, qor_flash_part_type_t type, const IMAGEFILE_DATA_T &img)
 	{
 		const size_t size = static_cast<size_t>(img.isize);
-		if (k == kind::firmware)
+		if (type == QOR_FLASH_PART_FWIMG)
 			return write(type, 0, img.ibuf, size);
-		if (k == kind::fwcfg) {
+		if (type == QOR_FLASH_PART_FWCFG) {
 			for (int i = 0; i < card.portcnt; i++)
 				if (qor_status_t st = write(type, card.port[i], img.ibuf, size); st != QOR_STATUS_OK)
 					return st;
@@ -121,14 +91,15 @@ private:
 		auto buf = copy_of(img);
 		if (!buf)
 			return QOR_STATUS_ENOMEM;
-		if (k == kind::optrom || k == kind::optrom2) {
-			qor_status_t st = update_device_id_chksum({buf.get(), size}, devid_, k == kind::optrom, ver_);
+		if (type == QOR_FLASH_PART_OPTROM || type == QOR_FLASH_PART_OPTROM2) {
+			qor_status_t st =
+				update_device_id_chksum({buf.get(), size}, devid_, type == QOR_FLASH_PART_OPTROM, ver_);
 			if (st != QOR_STATUS_OK)
 				return st;
 		}
 		swap32(buf.get(), size);
 		qor_status_t st = write(type, 0, buf.get(), size);
-		if (st == QOR_STATUS_OK && k == kind::optrom && oem_)
+		if (st == QOR_STATUS_OK && type == QOR_FLASH_PART_OPTROM && oem_)
 			st = write_vpd();
 		return st;
 	}

@@ -1,18 +1,7 @@
 // Ethernet port statistics and attributes; FCoE port operations.
-#include "qorl_config.h"
 #include "qorl_ethport.h"
 #include "qorl_int.h"
 #include "qorl_port.h"
-
-namespace {
-
-template <uint32_t Code> qor_status_t fcoe_switch(qorl_t *q, qor_boolean_t enable)
-{
-	qor_ioctl_gen_t rec{};
-	return qorl::apply<Code>(q, rec, [&] { qorl_config_enable(q, enable); });
-}
-
-} // namespace
 
 extern "C" {
 
@@ -37,12 +26,12 @@ qor_status_t qorl_ethport_get_attr(qorl_t *qorl, qor_ethport_attr_t *attr)
 
 qor_status_t qorl_fcoe_port_enable(qorl_t *qorl)
 {
-	return fcoe_switch<qorl::req::FCOE_ENABLE>(qorl, QOR_TRUE);
+	return qorl::switch_port<qorl::req::FCOE_ENABLE>(qorl, QOR_TRUE);
 }
 
 qor_status_t qorl_fcoe_port_disable(qorl_t *qorl)
 {
-	return fcoe_switch<qorl::req::FCOE_DISABLE>(qorl, QOR_FALSE);
+	return qorl::switch_port<qorl::req::FCOE_DISABLE>(qorl, QOR_FALSE);
 }
 
 qor_status_t qorl_fcoe_get_stats(qorl_t *qorl, qorl_stats_long_t *stats)

@@ -50,7 +50,7 @@ qor_status_t qorl_fcpt(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t dpwwn, u
 	if (!fchs || !rspsz)
 		return QOR_STATUS_FAILED;
 	const uint32_t room = *rspsz;
-	auto rec = qorl::heap_alloc<qor_ioctl_fcpt_t>(sizeof(qor_ioctl_fcpt_t) + (size_t)room);
+	auto rec = qorl::heap_record<qor_ioctl_fcpt_t>(room);
 	if (!rec)
 		return QOR_STATUS_ENOMEM;
 	rec->vf_id = vf_id;
@@ -117,11 +117,9 @@ qor_status_t qorl_rport_get_remote_link_error_status(qorl_t *qorl, wwn_t lpwwn, 
 {
 	alignas(8) uint8_t rsp[sizeof(fc_rls_acc_t)] = {};
 	qor_port_attr_t pattr;
-	qor_status_t st = qorl_port_get_attr(qorl, &pattr);
+	qor_status_t st = qorl::port_address(qorl, pattr);
 	if (st != QOR_STATUS_OK)
 		return st;
-	if (pattr.pid == 0)
-		return QOR_STATUS_PORT_OFFLINE;
 	qor_rport_attr_t rattr;
 	st = qorl_rport_get_attr(qorl, 0, lpwwn, rpwwn, &rattr);
 	if (st != QOR_STATUS_OK)

@@ -433,9 +433,8 @@ qor_status_t check_members(const tables &t)
 {
 	for (int i = 0; i < t.card_count; i++) {
 		const CARD_DATA_T &c = t.cards[i];
-		for (const char *name : {c.firmware_name, c.option_rom_name, c.option_rom_2_name, c.boot_overlay_name,
-					 c.pxe_overlay_name, c.fw_config_name})
-			if (*name && !find_image(t, name))
+		for (const card_image &ci : kCardImages)
+			if (*(c.*ci.name) && !find_image(t, c.*ci.name))
 				return QOR_STATUS_FILE_NOT_FOUND;
 	}
 	return QOR_STATUS_OK;

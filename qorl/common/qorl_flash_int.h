@@ -86,6 +86,21 @@ struct tables {
 // The first member named exactly `name`; nullptr when there is none.
 const IMAGEFILE_DATA_T *find_image(const tables &t, const char *name);
 
+// The images a card description names, in the order an update writes them:
+// the partition each is written to and the card's field naming its member.
+struct card_image {
+	qor_flash_part_type_t type;
+	char (CARD_DATA_T::*name)[sizeof CARD_DATA_T::firmware_name];
+};
+inline constexpr card_image kCardImages[] = {
+	{QOR_FLASH_PART_FWIMG, &CARD_DATA_T::firmware_name},
+	{QOR_FLASH_PART_OPTROM, &CARD_DATA_T::option_rom_name},
+	{QOR_FLASH_PART_OPTROM2, &CARD_DATA_T::option_rom_2_name},
+	{QOR_FLASH_PART_BOOTOVL, &CARD_DATA_T::boot_overlay_name},
+	{QOR_FLASH_PART_PXEOVL, &CARD_DATA_T::pxe_overlay_name},
+	{QOR_FLASH_PART_FWCFG, &CARD_DATA_T::fw_config_name},
+};
+
 // ---- who holds the tables ---------------------------------------------------
 //
 // One package at a time per process: a caller's, from populate_flash_data

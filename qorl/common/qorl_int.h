@@ -10,6 +10,7 @@
 
 #include "qor/ioctl/qor_requests.hpp"
 #include "qorl.h"
+#include "qorl_config.h"
 #include "qorl_stats.h"
 
 extern "C" {
@@ -103,6 +104,18 @@ template <uint32_t Code, class Rec, class Persist> inline qor_status_t apply(qor
 	return o.status;
 }
 
+// Enabling or disabling a port, FC or FCoE: the port's enable setting is
+// recorded once the driver accepted the request.
+template <uint32_t Code> inline qor_status_t switch_port(qorl_t *q, qor_boolean_t enable)
+{
+	qor_ioctl_gen_t rec{};
+	return apply<Code>(q, rec, [&] { qorl_config_enable(q, enable); });
+}
+
+// The port's attributes for a frame sent from its address:
+// QOR_STATUS_PORT_OFFLINE while it has none.
+qor_status_t port_address(qorl_t *q, qor_port_attr_t &attr);
+
 // When a reading operation hands the reply on to its caller.
 enum class copy_when { sent, ok };
 
@@ -172,6 +185,11 @@ template <class T> using heap_ptr = std::unique_ptr<T, free_deleter>;
 template <class T> inline heap_ptr<T> heap_alloc(size_t bytes)
 {
 	return heap_ptr<T>(static_cast<T *>(std::calloc(1, bytes)));
+}
+// A cleared request record with `trailing` bytes of room after it.
+template <class Rec> inline heap_ptr<Rec> heap_record(size_t trailing = 0)
+{
+	return heap_alloc<Rec>(sizeof(Rec) + trailing);
 }
 
 // Bounded, always-terminated copy of a driver text field (at most its

@@ -220,8 +220,7 @@ qor_status_t qorl_ioc_get_stats(qorl_t *qorl, qor_ioc_stats_t *ioc_stats)
 qor_status_t qorl_ioc_get_fwstats(qorl_t *qorl, qor_fw_stats_t *fwstats)
 {
 	// The driver writes the statistics straight into the caller's record.
-	constexpr size_t room = sizeof(qor_ioctl_ioc_fwstats_t) + sizeof(qor_fw_stats_t);
-	auto rec = qorl::heap_alloc<qor_ioctl_ioc_fwstats_t>(room);
+	auto rec = qorl::heap_record<qor_ioctl_ioc_fwstats_t>(sizeof(qor_fw_stats_t));
 	if (!rec)
 		return QOR_STATUS_ENOMEM;
 	rec->buf_size = sizeof(qor_fw_stats_t);

@@ -79,18 +79,24 @@ qor_status_t switch_ports(qorl_adapter_t *a, bool on)
 
 } // namespace
 
+qor_status_t qorl::port_address(qorl_t *q, qor_port_attr_t &attr)
+{
+	qor_status_t st = qorl_port_get_attr(q, &attr);
+	if (st != QOR_STATUS_OK)
+		return st;
+	return attr.pid == 0 ? QOR_STATUS_PORT_OFFLINE : QOR_STATUS_OK;
+}
+
 extern "C" {
 
 qor_status_t qorl_port_enable(qorl_t *qorl)
 {
-	qor_ioctl_gen_t rec{};
-	return qorl::apply<qorl::req::PORT_ENABLE>(qorl, rec, [&] { qorl_config_enable(qorl, QOR_TRUE); });
+	return qorl::switch_port<qorl::req::PORT_ENABLE>(qorl, QOR_TRUE);
 }
 
 qor_status_t qorl_port_disable(qorl_t *qorl)
 {
-	qor_ioctl_gen_t rec{};
-	return qorl::apply<qorl::req::PORT_DISABLE>(qorl, rec, [&] { qorl_config_enable(qorl, QOR_FALSE); });
+	return qorl::switch_port<qorl::req::PORT_DISABLE>(qorl, QOR_FALSE);
 }
 
 qor_status_t qorl_port_get_attr(qorl_t *qorl, qor_port_attr_t *attr)

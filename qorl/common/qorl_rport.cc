@@ -27,6 +27,19 @@ template <uint32_t Code> qor_status_t base_port(qorl_t *q, wwn_t *pwwn)
 	return st;
 }
 
+// Attributes or statistics of one remote port: reply body `body` of the
+// request's record to the caller's `out`.
+template <uint32_t Code, class Body>
+qor_status_t query_rport(qorl_t *q, uint16_t vf_id, wwn_t pwwn, wwn_t rpwwn,
+			 Body qorl::request<Code>::record::*body, Body *out)
+{
+	if (qor_status_t st = base_port<Code>(q, &pwwn); st != QOR_STATUS_OK)
+		return st;
+	typename qorl::request<Code>::record rec{};
+	name_rport(rec, vf_id, pwwn, rpwwn);
+	return qorl::query<Code>(q, rec, rec.*body, out, qorl::copy_when::sent);
+}
+
 } // namespace
 
 extern "C" {
@@ -47,20 +60,13 @@ qor_status_t qorl_rport_remove(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, wwn_t r
 
 qor_status_t qorl_rport_get_attr(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, wwn_t rpwwn, qor_rport_attr_t *attr)
 {
-	if (qor_status_t st = base_port<qorl::req::RPORT_GET_ATTR>(qorl, &pwwn); st != QOR_STATUS_OK)
-		return st;
-	qor_ioctl_rport_attr_t rec{};
-	name_rport(rec, vf_id, pwwn, rpwwn);
-	return qorl::query<qorl::req::RPORT_GET_ATTR>(qorl, rec, rec.attr, attr, qorl::copy_when::sent);
+	return query_rport<qorl::req::RPORT_GET_ATTR>(qorl, vf_id, pwwn, rpwwn, &qor_ioctl_rport_attr_t::attr, attr);
 }
 
 qor_status_t qorl_rport_get_stats(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, wwn_t rpwwn, qor_rport_stats_t *stats)
 {
-	if (qor_status_t st = base_port<qorl::req::RPORT_GET_STATS>(qorl, &pwwn); st != QOR_STATUS_OK)
-		return st;
-	qor_ioctl_rport_stats_t rec{};
-	name_rport(rec, vf_id, pwwn, rpwwn);
-	return qorl::query<qorl::req::RPORT_GET_STATS>(qorl, rec, rec.stats, stats, qorl::copy_when::sent);
+	return query_rport<qorl::req::RPORT_GET_STATS>(qorl, vf_id, pwwn, rpwwn, &qor_ioctl_rport_stats_t::stats,
+						       stats);
 }
 
 qor_status_t qorl_rport_reset_stats(qorl_t *qorl, uint16_t vf_id, wwn_t pwwn, wwn_t rpwwn)

@@ -11,7 +11,7 @@ qor_status_t qorl_scsi_cmnd(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t rpw
 {
 	if (!qorl || !cdb)
 		return QOR_STATUS_EINVAL;
-	auto rec = qorl::heap_alloc<qor_ioctl_scsi_t>(sizeof(qor_ioctl_scsi_t));
+	auto rec = qorl::heap_record<qor_ioctl_scsi_t>();
 	if (!rec)
 		return QOR_STATUS_ENOMEM;
 	const uint32_t sense_room = snssz ? *snssz : 0;

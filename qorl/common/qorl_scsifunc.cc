@@ -22,57 +22,38 @@ qor_status_t build_and_send(qorl_t *q, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn,
 
 } // namespace
 
+// A standard command of one buffer: the pass-through's arguments, its
+// direction always a read; the CDB setter (the variadic part, a lambda that
+// may use iosz) is all that differs.
+#define QORL_SCSI_STANDARD(name, ...)                                                                        \
+	qor_status_t name(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn, lun_t lun, scsi_cdb_t *cdb,    \
+			  int, void *iobuf, uint32_t iosz, uint8_t *scsi_status, void *snsbuf, uint32_t *snssz)       \
+	{                                                                                                         \
+		return build_and_send(qorl, vf_id, lpwwn, rpwwn, lun, cdb, iobuf, iosz, scsi_status, snsbuf, snssz, \
+				      __VA_ARGS__);                                                                   \
+	}
+
 extern "C" {
 
-qor_status_t qorl_scsi_inquiry(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn, lun_t lun,
-			       scsi_cdb_t *cdb, int, void *iobuf, uint32_t iosz, uint8_t *scsi_status,
-			       void *snsbuf, uint32_t *snssz)
-{
-	return build_and_send(qorl, vf_id, lpwwn, rpwwn, lun, cdb, iobuf, iosz, scsi_status, snsbuf, snssz,
-			      [&](uint8_t *c) {
-				      c[0] = SCSI_OP_INQUIRY;
-				      fc_put_be16(c + SCSI_INQUIRY_ALLOC_OFF, (uint16_t)iosz);
-			      });
-}
+QORL_SCSI_STANDARD(qorl_scsi_inquiry, [&](uint8_t *c) {
+	c[0] = SCSI_OP_INQUIRY;
+	fc_put_be16(c + SCSI_INQUIRY_ALLOC_OFF, (uint16_t)iosz);
+})
 
-qor_status_t qorl_scsi_readcapacity(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn, lun_t lun,
-				    scsi_cdb_t *cdb, int, void *iobuf, uint32_t iosz, uint8_t *scsi_status,
-				    void *snsbuf, uint32_t *snssz)
-{
-	return build_and_send(qorl, vf_id, lpwwn, rpwwn, lun, cdb, iobuf, iosz, scsi_status, snsbuf, snssz,
-			      [](uint8_t *c) { c[0] = SCSI_OP_READ_CAPACITY10; });
-}
+QORL_SCSI_STANDARD(qorl_scsi_readcapacity, [](uint8_t *c) { c[0] = SCSI_OP_READ_CAPACITY10; })
 
-qor_status_t qorl_scsi_readcapacity16(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn, lun_t lun,
-				      scsi_cdb_t *cdb, int, void *iobuf, uint32_t iosz, uint8_t *scsi_status,
-				      void *snsbuf, uint32_t *snssz)
-{
-	return build_and_send(qorl, vf_id, lpwwn, rpwwn, lun, cdb, iobuf, iosz, scsi_status, snsbuf, snssz,
-			      [&](uint8_t *c) {
-				      c[0] = SCSI_OP_SERVICE_ACTION_IN16;
-				      c[1] = SCSI_SAI_READ_CAPACITY16;
-				      fc_put_be32(c + SCSI_RC16_ALLOC_OFF, iosz);
-			      });
-}
+QORL_SCSI_STANDARD(qorl_scsi_readcapacity16, [&](uint8_t *c) {
+	c[0] = SCSI_OP_SERVICE_ACTION_IN16;
+	c[1] = SCSI_SAI_READ_CAPACITY16;
+	fc_put_be32(c + SCSI_RC16_ALLOC_OFF, iosz);
+})
 
-qor_status_t qorl_scsi_testunitready(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn, lun_t lun,
-				     scsi_cdb_t *cdb, int, void *iobuf, uint32_t iosz, uint8_t *scsi_status,
-				     void *snsbuf, uint32_t *snssz)
-{
-	return build_and_send(qorl, vf_id, lpwwn, rpwwn, lun, cdb, iobuf, iosz, scsi_status, snsbuf, snssz,
-			      [](uint8_t *c) { c[0] = SCSI_OP_TEST_UNIT_READY; });
-}
+QORL_SCSI_STANDARD(qorl_scsi_testunitready, [](uint8_t *c) { c[0] = SCSI_OP_TEST_UNIT_READY; })
 
-qor_status_t qorl_scsi_read10(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn, lun_t lun,
-			      scsi_cdb_t *cdb, int, void *iobuf, uint32_t iosz, uint8_t *scsi_status,
-			      void *snsbuf, uint32_t *snssz)
-{
-	return build_and_send(qorl, vf_id, lpwwn, rpwwn, lun, cdb, iobuf, iosz, scsi_status, snsbuf, snssz,
-			      [](uint8_t *c) {
-				      c[0] = SCSI_OP_READ10;
-				      fc_put_be16(c + SCSI_READ10_LEN_OFF, 8);
-			      });
-}
+QORL_SCSI_STANDARD(qorl_scsi_read10, [](uint8_t *c) {
+	c[0] = SCSI_OP_READ10;
+	fc_put_be16(c + SCSI_READ10_LEN_OFF, 8);
+})
 
 qor_status_t qorl_scsi_reportluns(qorl_t *qorl, uint16_t vf_id, wwn_t lpwwn, wwn_t rpwwn, lun_t lun,
 				  scsi_cdb_t *cdb, int, void **iobuf, uint32_t, uint8_t *scsi_status,

@@ -604,11 +604,9 @@ HBA_STATUS send_ct(qorl_t *q, wwn_t local, void *req, HBA_UINT32 reqsz, void *rs
 	if (!size_args_ok(req, &reqsz) || !size_args_ok(rsp, rspsz))
 		return HBA_STATUS_ERROR_ARG;
 	qor_port_attr_t pa;
-	qor_status_t st = qorl_port_get_attr(q, &pa);
+	qor_status_t st = qorl::port_address(q, pa);
 	if (st != QOR_STATUS_OK)
 		return st;
-	if (pa.pid == 0)
-		return QOR_STATUS_PORT_OFFLINE;
 	uint8_t d_id[3], s_id[3];
 	fc_put_be24(d_id, FC_MANAGEMENT_SERVER);
 	fc_pid_to_wire(pa.pid, s_id);
