@@ -23,7 +23,7 @@
 
 namespace {
 
-constexpr wwn_t kTarget = 0x007c3a10800e0650ull; // 50:06:0e:80:10:3a:7c:00 in wire order
+constexpr wwn_t kTarget = 0x007c3a10800e0650ull; // 50:25:a3:40:10:3a:7c:00 in wire order
 
 qorl_t *setup()
 {

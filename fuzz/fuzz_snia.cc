@@ -29,7 +29,7 @@ HBA_WWN wwn(uint64_t wire)
 	return w;
 }
 
-const HBA_WWN kPort0 = wwn(0x2000025a310af000), kTgtA = wwn(0x50060e80103a7c00);
+const HBA_WWN kPort0 = wwn(0x2000025a310af000), kTgtA = wwn(0x5025a340103a7c00);
 
 bool setup()
 {

@@ -24,7 +24,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 CARD_HEADER = os.path.join(HERE, "..", "include", "defs", "qor_defs_card.h")
 
 PKG_VERSION = "2.3.0.0"
-VENDOR_ID = 0x1E6B
+VENDOR_ID = 0xF1E0
 
 
 def card_models(header=CARD_HEADER):

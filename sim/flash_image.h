@@ -61,7 +61,7 @@ inline void swap_words(bytes &b)
 
 constexpr size_t kFwHeader = 36;
 constexpr size_t kPcir = 0x40, kPnp = 0x60, kVersion = 0x90;
-constexpr uint16_t kVendorId = 0x1e6b;
+constexpr uint16_t kVendorId = 0xf1e0;
 
 inline bytes firmware(const std::string &version, size_t payload = 65536, uint8_t seed = 1)
 {

@@ -387,7 +387,7 @@ void parse_adapter(const Field &ja, Model &m, size_t ai, std::vector<int> &expli
 	at.is_mezz = flag;
 	make_vpd(a);
 	qor_ioc_pci_attr_t &pci = a.pci;
-	pci.vendor_id = 0x1e6b;
+	pci.vendor_id = 0xf1e0;
 	pci.device_id = at.cna_capable ? 0x14 : 0x13;
 	put_text(pci.chip_rev, "C2");
 	ja.read("chip_rev", pci.chip_rev);

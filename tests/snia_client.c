@@ -71,8 +71,8 @@ static int same_wwn(HBA_WWN a, HBA_WWN b)
 }
 
 static const char *kPort0 = "20:00:02:5a:31:0a:f0:00", *kPort1 = "20:00:02:5a:31:0a:f0:01",
-		  *kTgtA = "50:06:0e:80:10:3a:7c:00", *kInit = "21:00:00:24:ff:4c:8e:10",
-		  *kFabric = "10:00:00:05:1e:fa:b0:01", *kNobody = "20:00:00:00:00:00:00:99";
+		  *kTgtA = "50:25:a3:40:10:3a:7c:00", *kInit = "21:00:02:5a:30:4c:8e:10",
+		  *kFabric = "10:00:02:5a:30:fa:b0:01", *kNobody = "20:00:00:00:00:00:00:99";
 
 /* ---- the private root and its hba.conf ------------------------------------- */
 
@@ -325,7 +325,7 @@ static void requests(void)
 	CHECK(strcmp(map2->entry[0].ScsiId.OSDeviceName, "/dev/sda") == 0);
 	CHECK(strcmp(map2->entry[3].ScsiId.OSDeviceName, "/dev/sdd") == 0);
 	CHECK_EQ(map2->entry[3].ScsiId.ScsiOSLun, 300);
-	CHECK(same_wwn(map2->entry[5].FcpId.PortWWN, wwn("50:06:0e:80:10:3a:7c:01")));
+	CHECK(same_wwn(map2->entry[5].FcpId.PortWWN, wwn("50:25:a3:40:10:3a:7c:01")));
 	CHECK_EQ(HBA_GetFcpTargetMapping(h, map1), HBA_STATUS_OK);
 	CHECK_EQ(map1->NumberOfEntries, 6);
 	CHECK(strcmp(map1->entry[5].ScsiId.OSDeviceName, "/dev/sdf") == 0);

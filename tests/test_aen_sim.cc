@@ -15,15 +15,15 @@ namespace {
 
 constexpr int FC = QORSIM_DRV_FC;
 constexpr int ETH = QORSIM_DRV_ETH;
-const uint64_t kR1 = qt::wwn("21:00:00:24:ff:00:00:01");
+const uint64_t kR1 = qt::wwn("21:00:02:5a:30:00:00:01");
 
 const char *kSan = R"({
   "adapters": [
     { "serial": "QXA2210F001",
       "functions": [
         { "type": "fc", "pwwn": "20:00:02:5a:31:0a:f0:00",
-          "fcport": { "rports": [ { "pwwn": "21:00:00:24:ff:00:00:01" },
-                                  { "pwwn": "21:00:00:24:ff:00:00:02", "role": "initiator" } ] } },
+          "fcport": { "rports": [ { "pwwn": "21:00:02:5a:30:00:00:01" },
+                                  { "pwwn": "21:00:02:5a:30:00:00:02", "role": "initiator" } ] } },
         { "type": "fc", "pwwn": "20:00:02:5a:31:0a:f0:01" } ] },
     { "serial": "QXC2214C007",
       "functions": [ { "type": "eth", "mac": "02:5a:31:0c:c0:02" } ] }
@@ -145,7 +145,7 @@ TEST_F(AenSim, FullQueueDropsItsOldestAndCountsThem)
 TEST_F(AenSim, ScheduledChangesHappenAtTheirVirtualTime)
 {
 	topology(topo(R"(, "schedule": [
-	  { "at_ms": 200, "action": "rport_offline", "instance": 0, "rpwwn": "21:00:00:24:ff:00:00:01" },
+	  { "at_ms": 200, "action": "rport_offline", "instance": 0, "rpwwn": "21:00:02:5a:30:00:00:01" },
 	  { "at_ms": 300, "action": "event", "instance": 1, "count": 3,
 	    "event": { "category": "lport", "type": "new", "data": { "lpwwn": "2a:00:00:00:00:00:00:01" } } },
 	  { "at_ms": 400, "action": "audit", "instance": 1, "repeat": 2, "every_ms": 100 } ])"));
@@ -175,7 +175,7 @@ TEST(AenSimSchedule, BadEntriesAreRejectedByName)
 		{R"([{ "action": "link_down" }])", "schedule[0]: needs \"at_ms\""},
 		{R"([{ "at_ms": 1, "action": "link_down", "instance": 7 }])", "schedule[0].instance"},
 		{R"([{ "at_ms": 1, "action": "link_down", "rpwwn": "x" }])", "schedule[0].rpwwn: not a key"},
-		{R"([{ "at_ms": 1, "action": "rport_offline", "rpwwn": "21:00:00:24:ff:00:00:09" }])",
+		{R"([{ "at_ms": 1, "action": "rport_offline", "rpwwn": "21:00:02:5a:30:00:00:09" }])",
 		 "no remote port"},
 		{R"([{ "at_ms": 1, "action": "event", "event": { "category": "port", "data": { "rpwwn": "x" } } }])",
 		 "schedule[0].event.data.rpwwn"},
@@ -193,7 +193,7 @@ TEST(AenSimSchedule, BadEntriesAreRejectedByName)
 TEST_F(AenSim, ReaderSeesAScheduledRemotePortGoOffline)
 {
 	topology(topo(R"(, "schedule": [
-	  { "at_ms": 200, "action": "rport_offline", "instance": 0, "rpwwn": "21:00:00:24:ff:00:00:01" } ])"));
+	  { "at_ms": 200, "action": "rport_offline", "instance": 0, "rpwwn": "21:00:02:5a:30:00:00:01" } ])"));
 	qorl_t *q = qt::controller(FC, 0);
 	qt::Recorder rec;
 	qt::Sub s{&rec, 1, {}};
@@ -236,7 +236,7 @@ TEST(AenSimMxt, FollowPrintsAScheduledRemotePortOffline)
 {
 	std::string found;
 	Followed f = follow_mxt(topo(R"(, "schedule": [
-	  { "at_ms": 200, "action": "rport_offline", "instance": 0, "rpwwn": "21:00:00:24:ff:00:00:01" } ])"),
+	  { "at_ms": 200, "action": "rport_offline", "instance": 0, "rpwwn": "21:00:02:5a:30:00:00:01" } ])"),
 				{"--json"}, [&](const std::vector<std::string> &lines) {
 					for (auto &l : lines)
 						if (l.find("\"category\":\"rport\"") != std::string::npos)
@@ -244,7 +244,7 @@ TEST(AenSimMxt, FollowPrintsAScheduledRemotePortOffline)
 					return !found.empty();
 				});
 	EXPECT_NE(found.find("\"type\":\"offline\""), std::string::npos) << found;
-	EXPECT_NE(found.find("\"rpwwn\":\"21:00:00:24:ff:00:00:01\""), std::string::npos) << found;
+	EXPECT_NE(found.find("\"rpwwn\":\"21:00:02:5a:30:00:00:01\""), std::string::npos) << found;
 	EXPECT_TRUE(WIFEXITED(f.status) && WEXITSTATUS(f.status) == 0) << "mxt ends cleanly on SIGTERM";
 }
 
@@ -280,17 +280,17 @@ const KindEvent kKindEvents[] = {
 	 R"({"serial_num": "QXA2210F001", "nports": 2, "pwwn": "20:00:02:5a:31:0a:f0:00"})",
 	 "serial_num QXA2210F001"},
 	{"port", "sfp_pom", QOR_PORT_AEN_SFP_POM, "fc",
-	 R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "fwwn": "0x100000051E000001", "phy_port_num": 1,
+	 R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "fwwn": "0x1000025a30000001", "phy_port_num": 1,
 	     "ioc_type": "fcoe", "level": -3, "mac": "02:5a:31:0a:f0:10"})",
 	 [](qor_aen_data_t &d) {
 		 d.port.pwwn = qt::wwn(kF0);
-		 d.port.fwwn = qt::wwn("10:00:00:05:1e:00:00:01");
+		 d.port.fwwn = qt::wwn("10:00:02:5a:30:00:00:01");
 		 d.port.phy_port_num = 1;
 		 d.port.ioc_type = QOR_IOC_TYPE_FCoE;
 		 d.port.level = -3;
 		 set_mac(d.port.mac, "02:5a:31:0a:f0:10");
 	 },
-	 R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "fwwn": "10:00:00:05:1e:00:00:01", "phy_port_num": 1,
+	 R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "fwwn": "10:00:02:5a:30:00:00:01", "phy_port_num": 1,
 	     "ioc_type": "fcoe", "level": -3, "mac": "02:5a:31:0a:f0:10"})",
 	 "pwwn 20:00:02:5a:31:0a:f0:00"},
 	{"lport", "npiv_dup_wwn", QOR_LPORT_AEN_NPIV_DUP_WWN, "fc",
@@ -306,26 +306,26 @@ const KindEvent kKindEvents[] = {
 	 "lpwwn 20:00:02:5a:31:0a:f0:00"},
 	{"rport", "qos_prio", QOR_RPORT_AEN_QOS_PRIO, "fc",
 	 R"({"vf_id": 65535, "ppwwn": "20:00:02:5a:31:0a:f0:00", "lpwwn": "20:00:02:5a:31:0a:f0:00",
-	     "rpwwn": "21:00:00:24:ff:00:00:09", "qos_priority": 2, "qos_flow_id": 4000000000})",
+	     "rpwwn": "21:00:02:5a:30:00:00:09", "qos_priority": 2, "qos_flow_id": 4000000000})",
 	 [](qor_aen_data_t &d) {
 		 d.rport.vf_id = 65535;
 		 d.rport.ppwwn = d.rport.lpwwn = qt::wwn(kF0);
-		 d.rport.rpwwn = qt::wwn("21:00:00:24:ff:00:00:09");
+		 d.rport.rpwwn = qt::wwn("21:00:02:5a:30:00:00:09");
 		 d.rport.priv.qos_priority = 2;
 		 d.rport.priv.qos_flow_id = 4000000000u;
 	 },
 	 R"({"vf_id": 65535, "ppwwn": "20:00:02:5a:31:0a:f0:00", "lpwwn": "20:00:02:5a:31:0a:f0:00",
-	     "rpwwn": "21:00:00:24:ff:00:00:09", "qos_priority": 2, "qos_flow_id": 4000000000})",
-	 "rpwwn 21:00:00:24:ff:00:00:09"},
+	     "rpwwn": "21:00:02:5a:30:00:00:09", "qos_priority": 2, "qos_flow_id": 4000000000})",
+	 "rpwwn 21:00:02:5a:30:00:00:09"},
 	{"itnim", "disconnect", QOR_ITNIM_AEN_DISCONNECT, "fc",
-	 R"({"vf_id": "0x10", "lpwwn": "20:00:02:5a:31:0a:f0:00", "rpwwn": "21000024ff000009"})",
+	 R"({"vf_id": "0x10", "lpwwn": "20:00:02:5a:31:0a:f0:00", "rpwwn": "2100025a30000009"})",
 	 [](qor_aen_data_t &d) {
 		 d.itnim.vf_id = 16;
 		 d.itnim.lpwwn = qt::wwn(kF0);
-		 d.itnim.rpwwn = qt::wwn("21:00:00:24:ff:00:00:09");
+		 d.itnim.rpwwn = qt::wwn("21:00:02:5a:30:00:00:09");
 	 },
-	 R"({"vf_id": 16, "ppwwn": null, "lpwwn": "20:00:02:5a:31:0a:f0:00", "rpwwn": "21:00:00:24:ff:00:00:09"})",
-	 "rpwwn 21:00:00:24:ff:00:00:09"},
+	 R"({"vf_id": 16, "ppwwn": null, "lpwwn": "20:00:02:5a:31:0a:f0:00", "rpwwn": "21:00:02:5a:30:00:00:09"})",
+	 "rpwwn 21:00:02:5a:30:00:00:09"},
 	{"audit", "flash_erase", QOR_AUDIT_AEN_FLASH_ERASE, "fc",
 	 R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "partition_inst": -1, "partition_type": 2147483647})",
 	 [](qor_aen_data_t &d) {

@@ -72,7 +72,7 @@ TEST_P(OptionRom, DeviceIdAndChecksums)
 		for (size_t k : {qt::kRomPcir + 6, qt::kRomPcir + 7, size - 1})
 			may_change.insert(off + k);
 		if (im.codetype == 0) {
-			EXPECT_EQ(qt::le32_at(rom, off + qt::kRomPnp + 10), (uint32_t)devid << 16 | 0x1e6b);
+			EXPECT_EQ(qt::le32_at(rom, off + qt::kRomPnp + 10), (uint32_t)devid << 16 | 0xf1e0);
 			EXPECT_TRUE(qt::sums_to_zero(rom, off + qt::kRomPnp, 32));
 			for (size_t k : {9, 12, 13})
 				may_change.insert(off + qt::kRomPnp + k);

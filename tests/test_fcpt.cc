@@ -14,7 +14,7 @@
 
 namespace {
 
-const wwn_t kTgtA = qt::wwn("50:06:0e:80:10:3a:7c:00");
+const wwn_t kTgtA = qt::wwn("50:25:a3:40:10:3a:7c:00");
 const uint8_t kTgtAPid[3] = {0x01, 0x1a, 0x00};
 const uint8_t kOurPid[3] = {0x10, 0x00, 0x00}; // adapter 1 port 0 on its fabric
 

@@ -60,7 +60,7 @@ TEST_F(HbaapiList, BothDefaultAdaptersWithPortsAndDiscoveredPorts)
 			EXPECT_TRUE(d["port_wwn"].is_string());
 		EXPECT_GT(p["statistics"]["tx_frames"].get<long long>(), 0);
 	}
-	EXPECT_EQ(a[0]["ports"][0]["discovered"][0]["port_wwn"], "50:06:0e:80:10:3a:7c:00");
+	EXPECT_EQ(a[0]["ports"][0]["discovered"][0]["port_wwn"], "50:25:a3:40:10:3a:7c:00");
 	EXPECT_EQ(a[0]["ports"][0]["discovered"][0]["port_id"], "011a00");
 	EXPECT_EQ(a[0]["ports"][0]["speed_gbps"], nlohmann::json::array({8}));
 	auto &map = a[0]["ports"][0]["target_mapping"];
@@ -72,7 +72,7 @@ TEST_F(HbaapiList, BothDefaultAdaptersWithPortsAndDiscoveredPorts)
 	r = run("");
 	ASSERT_EQ(r.rc, 0) << r.err;
 	for (const char *s : {"2 adapters", "Adapter QXA2210F001:", "Adapter QXC2214C007:", "Port 1:",
-			      "Discovered port 2:", "Port WWN: 50:06:0e:80:10:3a:7c:00", "Tx frames: ",
+			      "Discovered port 2:", "Port WWN: 50:25:a3:40:10:3a:7c:00", "Tx frames: ",
 			      "OS device name: /dev/sdd"})
 		EXPECT_NE(r.out.find(s), std::string::npos) << s << "\n" << r.out;
 }

@@ -231,9 +231,9 @@ const std::vector<invocation> &walk()
 		 trunked_topology},
 		{"lport list", "1/0"},
 		{"rport list", "1/0"},
-		{"rport show", "1/0 50:06:0e:80:10:3a:7c:00"},
-		{"rport show", "1/0 0x50060e80103a7c01 --stats"},
-		{"itnim show", "1/0 50060e80103a7c00"},
+		{"rport show", "1/0 50:25:a3:40:10:3a:7c:00"},
+		{"rport show", "1/0 0x5025a340103a7c01 --stats"},
+		{"itnim show", "1/0 5025a340103a7c00"},
 		{"eth show", "2/0"},
 		{"eth stats", "2/1"},
 		{"eth stats", "2/0 --reset"},
@@ -253,18 +253,18 @@ const std::vector<invocation> &walk()
 		{"boot update", "@PKG@ --all"},
 		{"boot update", "@PKG@ 2 --devid 0x17"},
 		{"lun list", "1/0"},
-		{"lun list", "1/1 50:01:43:80:02:5b:6e:20"},
-		{"lun list", "2/0 0x500a098186f71c10"},
-		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 0"},
-		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 300 --page 0x00"},
-		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 1 --page 0x80 --hex"},
-		{"scsi inquiry", "1/0 50:06:0e:80:10:3a:7c:00 2 --page 131"},
-		{"scsi capacity", "1/0 50:06:0e:80:10:3a:7c:00 0"},
-		{"scsi capacity", "1/0 50:06:0e:80:10:3a:7c:00 1"},
-		{"scsi tur", "1/1 50:01:43:80:02:5b:6e:20 0"},
-		{"scsi tur", "1/0 50:06:0e:80:10:3a:7c:00 7"},
-		{"scsi read", "1/0 50:06:0e:80:10:3a:7c:00 0 0"},
-		{"scsi read", "1/0 50:06:0e:80:10:3a:7c:01 1 41943035 --count 5 --output /dev/null"},
+		{"lun list", "1/1 50:25:a3:30:02:5b:6e:20"},
+		{"lun list", "2/0 0x5025a35186f71c10"},
+		{"scsi inquiry", "1/0 50:25:a3:40:10:3a:7c:00 0"},
+		{"scsi inquiry", "1/0 50:25:a3:40:10:3a:7c:00 300 --page 0x00"},
+		{"scsi inquiry", "1/0 50:25:a3:40:10:3a:7c:00 1 --page 0x80 --hex"},
+		{"scsi inquiry", "1/0 50:25:a3:40:10:3a:7c:00 2 --page 131"},
+		{"scsi capacity", "1/0 50:25:a3:40:10:3a:7c:00 0"},
+		{"scsi capacity", "1/0 50:25:a3:40:10:3a:7c:00 1"},
+		{"scsi tur", "1/1 50:25:a3:30:02:5b:6e:20 0"},
+		{"scsi tur", "1/0 50:25:a3:40:10:3a:7c:00 7"},
+		{"scsi read", "1/0 50:25:a3:40:10:3a:7c:00 0 0"},
+		{"scsi read", "1/0 50:25:a3:40:10:3a:7c:01 1 41943035 --count 5 --output /dev/null"},
 		{"stats"},
 		{"stats", "1/0 2/0 --rports"},
 		{"report", "-o @ROOT@/bundle.tar.gz"},
@@ -491,8 +491,8 @@ TEST_F(Mxt, RefusedCommandsSayWhy)
 		{"ioc name 4294967296 uplink", "argument ID: '4294967296' is not a controller id"},
 		{"ioc coalesce 0 maybe", "argument MODE: 'maybe' is not a valid choice; use one of on, off"},
 		{"ioc coalesce 0 on --delay 70000", "argument --delay: '70000' is not a valid number"},
-		{"rport show 1/0 50:06:0e:80:10:3a:7c", "argument RPWWN: '50:06:0e:80:10:3a:7c' is not a WWN"},
-		{"itnim show 1/0 0x50060e80103a7c0g", "argument RPWWN: '0x50060e80103a7c0g' is not a WWN"},
+		{"rport show 1/0 50:25:a3:40:10:3a:7c", "argument RPWWN: '50:25:a3:40:10:3a:7c' is not a WWN"},
+		{"itnim show 1/0 0x5025a340103a7c0g", "argument RPWWN: '0x5025a340103a7c0g' is not a WWN"},
 		{"port speed 1/0 7", "argument SPEED: '7' is not a speed"},
 		{"port speed 1/0 ' 8'", "argument SPEED: ' 8' is not a speed"},
 		{"port topology 1/0 star", "argument TOPO: 'star' is not a topology"},
@@ -685,7 +685,7 @@ TEST_F(Mxt, EveryAddressThatLeadsNowhereIsNamed)
 	const std::map<std::string, std::string> sample = {
 		{"N", "1"},      {"A/P", "1/0"},      {"ID", "0"},
 		{"TEXT", "x"},   {"MODE", "on"},      {"SPEED", "4"},   {"TOPO", "loop"},
-		{"ALPA", "0x01"}, {"BYTES", "2048"}, {"RPWWN", "21:00:00:24:ff:00:00:01"},
+		{"ALPA", "0x01"}, {"BYTES", "2048"}, {"RPWWN", "21:00:02:5a:30:00:00:01"},
 		{"PART", "fw"},   {"FILE", "/nonexistent/part.bin"}, {"PKG", "/nonexistent/pkg.tar"},
 		{"LUN", "0"},    {"LBA", "0"},
 	};
@@ -766,8 +766,8 @@ std::string events_topology(int at_ms)
 {
 	json t = json::parse(R"({"adapters": [
 	  { "serial": "QXA2210F001", "functions": [
-	      { "type": "fc", "fcport": { "rports": [ { "pwwn": "21:00:00:24:ff:00:00:01" },
-	                                              { "pwwn": "21:00:00:24:ff:00:00:02", "role": "initiator" } ] } },
+	      { "type": "fc", "fcport": { "rports": [ { "pwwn": "21:00:02:5a:30:00:00:01" },
+	                                              { "pwwn": "21:00:02:5a:30:00:00:02", "role": "initiator" } ] } },
 	      { "type": "fc" } ] },
 	  { "serial": "QXC2214C007", "functions": [
 	      { "type": "fcoe" }, { "type": "fcoe" }, { "type": "eth" }, { "type": "eth" } ] } ],
@@ -1042,8 +1042,8 @@ TEST_F(Mxt, RemoteLinkErrorCountersAreShownAsNumbers)
 {
 	std::string topo = root + "/lesb.json";
 	qt::write_file(topo, R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
-		{"pwwn":"21:00:00:24:ff:00:00:01","lesb":[1,2,3,4,5,6]}]}}]}]})");
-	result r = mxt("--json rport show 1/0 21:00:00:24:ff:00:00:01 --stats", topo);
+		{"pwwn":"21:00:02:5a:30:00:00:01","lesb":[1,2,3,4,5,6]}]}}]}]})");
+	result r = mxt("--json rport show 1/0 21:00:02:5a:30:00:00:01 --stats", topo);
 	ASSERT_EQ(r.rc, 0) << r.err;
 	json l = json::parse(r.out)["link_error_status"];
 	EXPECT_EQ(l, json({{"link_failure_count", 1},
@@ -1103,7 +1103,7 @@ TEST_F(Mxt, PrometheusFormCarriesEveryCounter)
 			EXPECT_TRUE(has(p.out, "# TYPE qorl_fc_port_rx_frames_total counter\n"));
 			EXPECT_TRUE(has(p.out, R"(qorl_fc_port_up{adapter="1",port="0",port_wwn="20:00:02:5a:31:0a:f0:00"} 1)"));
 			EXPECT_TRUE(has(p.out, R"(qorl_fc_port_speed_bytes{adapter="1",port="0",port_wwn="20:00:02:5a:31:0a:f0:00"} 1000000000)"));
-			EXPECT_TRUE(has(p.out, R"(qorl_fc_rport_plogis_total{adapter="1",port="0",port_wwn="20:00:02:5a:31:0a:f0:00",rport_wwn="50:06:0e:80:10:3a:7c:00"} )"));
+			EXPECT_TRUE(has(p.out, R"(qorl_fc_rport_plogis_total{adapter="1",port="0",port_wwn="20:00:02:5a:31:0a:f0:00",rport_wwn="50:25:a3:40:10:3a:7c:00"} )"));
 		} else {
 			EXPECT_FALSE(has(p.out, R"(adapter="1")")) << "only the ports asked for";
 		}
@@ -1112,12 +1112,12 @@ TEST_F(Mxt, PrometheusFormCarriesEveryCounter)
 	// count raised by the emulator's own link change.
 	std::string topo = root + "/rport.json";
 	qt::write_file(topo, R"({"adapters":[{"functions":[{"type":"fc","pwwn":"20:00:00:00:00:00:00:01",
-		"fcport":{"rports":[{"pwwn":"21:00:00:24:ff:00:00:01"}]}}]}],
-		"schedule":[{"at_ms":0,"action":"rport_offline","rpwwn":"21:00:00:24:ff:00:00:01"},
-		            {"at_ms":0,"action":"rport_online","rpwwn":"21:00:00:24:ff:00:00:01"}]})");
+		"fcport":{"rports":[{"pwwn":"21:00:02:5a:30:00:00:01"}]}}]}],
+		"schedule":[{"at_ms":0,"action":"rport_offline","rpwwn":"21:00:02:5a:30:00:00:01"},
+		            {"at_ms":0,"action":"rport_online","rpwwn":"21:00:02:5a:30:00:00:01"}]})");
 	result p = mxt("stats --rports --prometheus", topo);
 	ASSERT_EQ(p.rc, 0) << p.err;
-	EXPECT_TRUE(has(p.out, R"(qorl_fc_rport_offlines_total{adapter="1",port="0",port_wwn="20:00:00:00:00:00:00:01",rport_wwn="21:00:00:24:ff:00:00:01"} 1)"))
+	EXPECT_TRUE(has(p.out, R"(qorl_fc_rport_offlines_total{adapter="1",port="0",port_wwn="20:00:00:00:00:00:00:01",rport_wwn="21:00:02:5a:30:00:00:01"} 1)"))
 		<< p.out;
 	check_schemas();
 }
@@ -1230,7 +1230,7 @@ TEST_F(Mxt, ReportBundleHoldsEveryReadingCommand)
 	const std::string top = x + "/b/";
 	for (const char *m : {"versions.json", "manifest.json", "files/qor.conf", "emulator/topology.json",
 			      "commands/stats.json", "commands/events.json", "commands/ioc-show_5.json",
-			      "commands/rport-show_1-0_50060e80103a7c00.json", "commands/eth-stats_2-1.json",
+			      "commands/rport-show_1-0_5025a340103a7c00.json", "commands/eth-stats_2-1.json",
 			      "commands/flash-list_1.json", "commands/flash-list_2.json", "commands/lun-list_1-0.json"})
 		EXPECT_TRUE(members.count(m)) << m << " missing from\n" << t.out;
 	EXPECT_EQ(qt::read_file(top + "files/qor.conf"), "qor0-port-speed = 4;\n");
@@ -1274,7 +1274,7 @@ TEST_F(Mxt, ReportBundleHoldsEveryReadingCommand)
 	// The failures are recorded, not fatal: an initiator has no IT nexus.
 	bool initiator = false;
 	for (const json &f : manifest["failed"])
-		initiator = initiator || f["member"] == "commands/itnim-show_1-0_21000024ff4c8e10.json";
+		initiator = initiator || f["member"] == "commands/itnim-show_1-0_2100025a304c8e10.json";
 	EXPECT_TRUE(initiator) << manifest.dump(1);
 
 	// A configuration file that is a symbolic link stays out.
@@ -1426,7 +1426,7 @@ TEST_F(Mxt, FlashAndBootRefusals)
 
 // ---- logical units and SCSI commands ----------------------------------------------
 
-const char *const kArrayA = "50:06:0e:80:10:3a:7c:00";
+const char *const kArrayA = "50:25:a3:40:10:3a:7c:00";
 
 // On the default hardware every target of port 1/0 shows its units, with
 // capacities and the device nodes the emulator's sysfs tree gives them, in
@@ -1448,8 +1448,8 @@ TEST_F(Mxt, LunListShowsUnitsCapacitiesAndDevices)
 		{kArrayA, 1, "0001000000000000", 6442450944ull * 512, "3.0 TiB", "/dev/sdb"},
 		{kArrayA, 2, "0002000000000000", 131072ull * 4096, "512.0 MiB", "/dev/sdc"}, // "block:sdc" entry
 		{kArrayA, 300, "412c000000000000", 204800ull * 512, "100.0 MiB", "/dev/sdd"}, // "block" link
-		{"50:06:0e:80:10:3a:7c:01", 0, "0000000000000000", 41943040ull * 512, "20.0 GiB", "/dev/sde"},
-		{"50:06:0e:80:10:3a:7c:01", 1, "0001000000000000", 41943040ull * 512, "20.0 GiB", "/dev/sdf"},
+		{"50:25:a3:40:10:3a:7c:01", 0, "0000000000000000", 41943040ull * 512, "20.0 GiB", "/dev/sde"},
+		{"50:25:a3:40:10:3a:7c:01", 1, "0001000000000000", 41943040ull * 512, "20.0 GiB", "/dev/sdf"},
 	};
 	for (size_t i = 0; i < rows.size(); i++) {
 		const json &row = rows[i];
@@ -1511,9 +1511,9 @@ TEST_F(Mxt, ScsiReadWritesThePattern)
 // standard names on stderr, the decoded sense in the JSON error.
 TEST_F(Mxt, RefusedScsiCommandsNameTheirSense)
 {
-	result r = mxt("scsi capacity 1/1 50:01:43:80:02:5b:6e:20 0");
+	result r = mxt("scsi capacity 1/1 50:25:a3:30:02:5b:6e:20 0");
 	EXPECT_EQ(r.rc, 1);
-	EXPECT_EQ(r.err, "mxt: reading the capacity of LUN 0 of 50:01:43:80:02:5b:6e:20 on port 1/1: CHECK CONDITION: "
+	EXPECT_EQ(r.err, "mxt: reading the capacity of LUN 0 of 50:25:a3:30:02:5b:6e:20 on port 1/1: CHECK CONDITION: "
 			 "ILLEGAL REQUEST, INVALID COMMAND OPERATION CODE (ASC/ASCQ 20/00)\n");
 	r = mxt(std::string("--json scsi inquiry 1/0 ") + kArrayA + " 9 --page 0x80");
 	EXPECT_EQ(r.rc, 1);
@@ -1537,7 +1537,7 @@ TEST_F(Mxt, RefusedScsiCommandsNameTheirSense)
 	EXPECT_EQ(r.rc, 1);
 	EXPECT_TRUE(has(r.err, "blocks 204799 to 204800 are past the end of LUN 300")) << r.err;
 	EXPECT_TRUE(has(r.err, "which has 204800 blocks")) << r.err;
-	r = mxt("lun list 1/0 21:00:00:24:ff:4c:8e:10");
+	r = mxt("lun list 1/0 21:00:02:5a:30:4c:8e:10");
 	EXPECT_EQ(r.rc, 1);
 	EXPECT_TRUE(has(r.err, "is not a SCSI target")) << r.err;
 	check_schemas();

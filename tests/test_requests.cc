@@ -95,7 +95,7 @@ struct OneSideOp {
 	std::function<qor_status_t(qorl_t *)> op;
 };
 
-const wwn_t kTgt = qt::wwn("50:06:0e:80:10:3a:7c:00");
+const wwn_t kTgt = qt::wwn("50:25:a3:40:10:3a:7c:00");
 
 std::vector<OneSideOp> one_side_ops()
 {

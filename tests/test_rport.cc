@@ -11,9 +11,9 @@
 
 namespace {
 
-const wwn_t kTgtA = qt::wwn("50:06:0e:80:10:3a:7c:00");
-const wwn_t kTgtB = qt::wwn("50:06:0e:80:10:3a:7c:01");
-const wwn_t kInit = qt::wwn("21:00:00:24:ff:4c:8e:10");
+const wwn_t kTgtA = qt::wwn("50:25:a3:40:10:3a:7c:00");
+const wwn_t kTgtB = qt::wwn("50:25:a3:40:10:3a:7c:01");
+const wwn_t kInit = qt::wwn("21:00:02:5a:30:4c:8e:10");
 
 using Rport = qt::ScannedTest;
 
@@ -134,7 +134,7 @@ TEST_F(Rport, StatisticsScsiAddressSpeed)
 
 TEST_F(Rport, AddRemoveStick)
 {
-	const wwn_t x = qt::wwn("21:00:00:24:ff:00:00:99");
+	const wwn_t x = qt::wwn("21:00:02:5a:30:00:00:99");
 	ASSERT_EQ(qorl_rport_add(fc0, 0, fc0->pwwn, x), QOR_STATUS_OK);
 	wwn_t w[8];
 	uint32_t n = 8;

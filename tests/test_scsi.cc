@@ -17,8 +17,8 @@
 
 namespace {
 
-const wwn_t kTgtA = qt::wwn("50:06:0e:80:10:3a:7c:00");
-const wwn_t kInitiator = qt::wwn("21:00:00:24:ff:4c:8e:10");
+const wwn_t kTgtA = qt::wwn("50:25:a3:40:10:3a:7c:00");
+const wwn_t kInitiator = qt::wwn("21:00:02:5a:30:4c:8e:10");
 
 uint32_t le32(const uint8_t *p)
 {
@@ -628,7 +628,7 @@ TEST_F(DefaultTargets, DeviceNodesAtTheDriversScsiAddress)
 	EXPECT_EQ(osname(h, b, t, 2), "/dev/sdc"); // "block:sdc"
 	EXPECT_EQ(osname(h, b, t, 300), "/dev/sdd"); // link "block"
 	EXPECT_EQ(osname(h, b, t, 3), "") << "no unit";
-	ASSERT_EQ(qorl_rport_get_scsi_address(fc1, 0, fc1->pwwn, qt::wwn("50:01:43:80:02:5b:6e:20"), &h, &b, &t),
+	ASSERT_EQ(qorl_rport_get_scsi_address(fc1, 0, fc1->pwwn, qt::wwn("50:25:a3:30:02:5b:6e:20"), &h, &b, &t),
 		  QOR_STATUS_OK);
 	EXPECT_EQ(osname(h, b, t, 0), "/dev/st0");
 	const std::string dev = root_path("/sys/class/scsi_device/1:0:0:300/device/block");

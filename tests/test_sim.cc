@@ -565,7 +565,7 @@ TEST(SimTopology, ErrorsNameThePlace)
 		 "adapters[0].functions[1].fcport.rports[0].lesb[2]: must be an integer from 0 to 4294967295"},
 		{R"({"adapters": [{"functions": [)" + fc + R"(, {"type": "eth", "ethport": {"mtu": 20}}]}]})",
 		 "adapters[0].functions[1].ethport.mtu: must be an integer from 68 to 9216"},
-		{one(R"({"rports": [{"wwpn": "21:00:00:24:ff:00:00:01"}]})"),
+		{one(R"({"rports": [{"wwpn": "21:00:02:5a:30:00:00:01"}]})"),
 		 "adapters[0].functions[0].fcport.rports[0]: unknown key 'wwpn'"},
 		{one(R"({"rports": [{"role": "target"}, {"role": "both"}]})"),
 		 "adapters[0].functions[0].fcport.rports[1].role: must be \"target\" or \"initiator\""},

@@ -25,7 +25,7 @@ namespace {
 constexpr const char *kFc0 = "20:00:02:5a:31:0a:f0:00";
 constexpr const char *kFc1 = "20:00:02:5a:31:0a:f0:01";
 constexpr const char *kFcoe0 = "20:00:02:5a:31:0c:c0:00";
-constexpr const char *kTarget = "50:06:0e:80:10:3a:7c:00"; // behind adapter 1 port 0
+constexpr const char *kTarget = "50:25:a3:40:10:3a:7c:00"; // behind adapter 1 port 0
 
 class NextRun : public qt::ScannedTest {
 protected:

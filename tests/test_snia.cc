@@ -36,8 +36,8 @@ HBA_WWN hw(const char *text)
 }
 
 const HBA_WWN kPort0 = hw("20:00:02:5a:31:0a:f0:00"), kNode1 = hw("10:00:02:5a:31:0a:f0:01"),
-	      kFcoe0 = hw("20:00:02:5a:31:0c:c0:00"), kTgtA = hw("50:06:0e:80:10:3a:7c:00"),
-	      kInit = hw("21:00:00:24:ff:4c:8e:10"), kFabric = hw("10:00:00:05:1e:fa:b0:01"),
+	      kFcoe0 = hw("20:00:02:5a:31:0c:c0:00"), kTgtA = hw("50:25:a3:40:10:3a:7c:00"),
+	      kInit = hw("21:00:02:5a:30:4c:8e:10"), kFabric = hw("10:00:02:5a:30:fa:b0:01"),
 	      kNobody = hw("20:00:00:00:00:00:00:99");
 
 // The wrapper's view: the table the library filled, loaded once.
@@ -255,7 +255,7 @@ TEST_F(Snia, AdapterAttributesFieldByFieldWithTextCleared)
 	}
 	EXPECT_EQ(std::memcmp(a.NodeWWN.wwn, &q->nwwn, 8), 0);
 	EXPECT_EQ(a.NumberOfPorts, 2u);
-	EXPECT_EQ(a.VendorSpecificID, 0x1e6bu) << "the vendor identifier alone";
+	EXPECT_EQ(a.VendorSpecificID, 0xf1e0u) << "the vendor identifier alone";
 	EXPECT_EQ(t.GetAdapterAttributesHandler(3, &a), HBA_STATUS_ERROR_INVALID_HANDLE);
 	EXPECT_EQ(t.GetAdapterAttributesHandler(0, &a), HBA_STATUS_ERROR_INVALID_HANDLE);
 }
@@ -403,33 +403,33 @@ TEST_F(Snia, LinkServiceFramesOnTheWire)
 		 [&](uint8_t *b, HBA_UINT32 *n) { return t.SendSRLHandler(1, kPort0, kFabric, 0x10, b, n); },
 		 {0xFF, 0xFC, 0x10},
 		 {0x7B, 0, 0, 0, 0, 0, 0, 0},
-		 qt::wwn("10:00:00:05:1e:fa:b0:01")},
+		 qt::wwn("10:00:02:5a:30:fa:b0:01")},
 		{"SRL domain 5",
 		 [&](uint8_t *b, HBA_UINT32 *n) { return t.SendSRLHandler(1, kPort0, kFabric, 5, b, n); },
 		 {0xFF, 0xFC, 0x05},
 		 {0x7B, 0, 0, 0, 0, 0, 0, 0},
-		 qt::wwn("10:00:00:05:1e:fa:b0:01"),
+		 qt::wwn("10:00:02:5a:30:fa:b0:01"),
 		 FC_ELS_LS_RJT},
 		{"LIRR",
 		 [&](uint8_t *b, HBA_UINT32 *n) { return t.SendLIRRHandler(1, kPort0, kTgtA, 1, 0x18, b, n); },
 		 {0x01, 0x1a, 0x00},
 		 {0x7A, 0, 0, 0, 0x01, 0x18, 0, 0},
-		 qt::wwn("50:06:0e:80:10:3a:7c:00")},
+		 qt::wwn("50:25:a3:40:10:3a:7c:00")},
 		{"RLS",
 		 [&](uint8_t *b, HBA_UINT32 *n) { return t.SendRLSHandler(1, kPort0, kTgtA, b, n); },
 		 {0x01, 0x1a, 0x00},
 		 {0x0F, 0, 0, 0, 0, 0, 0, 0},
-		 qt::wwn("50:06:0e:80:10:3a:7c:00")},
+		 qt::wwn("50:25:a3:40:10:3a:7c:00")},
 		{"RNID",
 		 [&](uint8_t *b, HBA_UINT32 *n) { return t.SendRNIDHandler(1, kInit, NODE_WWN, b, n); },
 		 {0x01, 0x1c, 0x00},
 		 {0x78, 0, 0, 0, 0xDF, 0, 0, 0},
-		 qt::wwn("21:00:00:24:ff:4c:8e:10")},
+		 qt::wwn("21:00:02:5a:30:4c:8e:10")},
 		{"RNID v2",
 		 [&](uint8_t *b, HBA_UINT32 *n) { return t.SendRNIDV2Handler(1, kPort0, kTgtA, 0, 0x00, b, n); },
 		 {0x01, 0x1a, 0x00},
 		 {0x78, 0, 0, 0, 0x00, 0, 0, 0},
-		 qt::wwn("50:06:0e:80:10:3a:7c:00")},
+		 qt::wwn("50:25:a3:40:10:3a:7c:00")},
 	};
 	for (const auto &c : cases) {
 		SCOPED_TRACE(c.what);
@@ -474,7 +474,7 @@ TEST_F(Snia, LinkServiceRefusalsAndLibraryStatuses)
 	EXPECT_EQ(t.SendRLSHandler(1, kPort0, kTgtA, rsp, &n), (HBA_STATUS)QOR_STATUS_PORT_OFFLINE);
 	EXPECT_EQ(frames().size(), 0u) << "nothing sent from an offline port";
 	ASSERT_EQ(qorsim_set_link(FC, 0, 1), 0);
-	ASSERT_EQ(qorsim_set_rport_online(FC, 0, qt::wwn("50:06:0e:80:10:3a:7c:00"), 0), 0);
+	ASSERT_EQ(qorsim_set_rport_online(FC, 0, qt::wwn("50:25:a3:40:10:3a:7c:00"), 0), 0);
 	EXPECT_EQ(t.SendRLSHandler(1, kPort0, kTgtA, rsp, &n), (HBA_STATUS)QOR_STATUS_RPORT_OFFLINE);
 	EXPECT_EQ(frames().size(), 0u);
 
@@ -859,8 +859,8 @@ TEST_F(Snia, TargetMappingWithDeviceNames)
 	EXPECT_EQ(t.GetFcpTargetMappingV2Handler(1, kNobody, m.get()), HBA_STATUS_ERROR_ILLEGAL_WWN);
 
 	// A target without units, and one whose REPORT LUNS fails: listed once with LUN 0.
-	ASSERT_EQ(qorsim_scsi_set_luns(FC, 0, qt::wwn("50:06:0e:80:10:3a:7c:00"), nullptr, 0), 0);
-	ASSERT_EQ(qorsim_scsi_fault(FC, 0, qt::wwn("50:06:0e:80:10:3a:7c:01"), QORSIM_SCSI_FAULT_NO_ANSWER, 0), 0);
+	ASSERT_EQ(qorsim_scsi_set_luns(FC, 0, qt::wwn("50:25:a3:40:10:3a:7c:00"), nullptr, 0), 0);
+	ASSERT_EQ(qorsim_scsi_fault(FC, 0, qt::wwn("50:25:a3:40:10:3a:7c:01"), QORSIM_SCSI_FAULT_NO_ANSWER, 0), 0);
 	m->NumberOfEntries = 16;
 	ASSERT_EQ(t.GetFcpTargetMappingV2Handler(1, kPort0, m.get()), HBA_STATUS_OK);
 	ASSERT_EQ(m->NumberOfEntries, 2u);
@@ -1018,7 +1018,7 @@ TEST_F(Cpqfc_, EntryPointsByNameAndTheirRecord)
 {
 	topology(R"({"adapters":[
 	  {"serial":"QXA0000B001","hwpath":"0000:0b:00",
-	   "pci":{"vendor_id":"0x1e6b","device_id":"0x13","ssid":"0x113","ssvid":"0x1e6b"},
+	   "pci":{"vendor_id":"0xf1e0","device_id":"0x13","ssid":"0x113","ssvid":"0xf1e0"},
 	   "functions":[{"type":"fc","pwwn":"20:00:00:00:00:00:0b:01","hwpath":"0000:0b:00.1"}]},
 	  {"serial":"QXA0000C002","hwpath":"0001:04:1f",
 	   "functions":[{"type":"fc","pwwn":"20:00:00:00:00:00:04:07","hwpath":"0001:04:1f.7"}]}]})");
@@ -1051,8 +1051,8 @@ TEST_F(Cpqfc_, EntryPointsByNameAndTheirRecord)
 		uint32_t vendor_specific, subsystem;
 		uint8_t bus, devfunc, domain;
 	} const want[] = {
-		{1, 0x00131e6b, 0x01131e6b, 0x0b, 0x01, 0x00},
-		{2, 0x00131e6b, 0x01131e6b, 0x04, 0xff, 0x01},
+		{1, 0x0013f1e0, 0x0113f1e0, 0x0b, 0x01, 0x00},
+		{2, 0x0013f1e0, 0x0113f1e0, 0x04, 0xff, 0x01},
 	};
 	for (const auto &w : want) {
 		SCOPED_TRACE(w.h);

@@ -92,7 +92,7 @@ wwn_t read_wwn(const std::string &name, const std::string &s)
 	wwn_t w = 0;
 	if (!qor_wwn_parse(s.c_str(), &w))
 		refuse(name, s, "a WWN",
-		       "write 8 hex bytes as 21:00:00:24:ff:00:00:01, 0x21000024ff000001 or 21000024ff000001");
+		       "write 8 hex bytes as 21:00:02:5a:30:00:00:01, 0x2100025a30000001 or 2100025a30000001");
 	return w;
 }
 

@@ -162,7 +162,7 @@ std::vector<args> argument_sets(const command &cmd)
 	return sets;
 }
 
-// "commands/rport-show_1-0_50060e80103a7c00.json"
+// "commands/rport-show_1-0_5025a340103a7c00.json"
 std::string member_name(const command &cmd, const args &a)
 {
 	std::string n = "commands/" + std::string(cmd.path);

@@ -12,7 +12,7 @@ const param port_ap{arg::port, "A/P", "port address ADAPTER/PORT, e.g. 1/0 ('mxt
 const param controller_id{arg::controller, "ID", "controller id ('mxt ioc list')"};
 const param name_text{arg::text, "TEXT", "the name, at most 63 characters"};
 const param remote_wwn{arg::wwn, "RPWWN",
-		       "the remote port's WWN: 21:00:00:24:ff:00:00:01, 0x21000024ff000001 or 21000024ff000001"};
+		       "the remote port's WWN: 21:00:02:5a:30:00:00:01, 0x2100025a30000001 or 2100025a30000001"};
 const param reset{arg::flag, "--reset", "reset the counters instead of showing them"};
 const param partition{arg::partition, "PART",
 		      "a partition by its name ('mxt flash list'), with :INST for an instance other than 0, e.g. fw "

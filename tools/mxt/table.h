@@ -16,7 +16,7 @@ enum class arg {
 	adapter,    // adapter number, decimal, from 1
 	port,       // "A/P": adapter number and port number, decimal
 	controller, // controller id, decimal, as 'mxt ioc list' shows it
-	wwn,        // 21:00:00:24:ff:00:00:01, 0x + 16 hex digits, or 16 hex digits
+	wwn,        // 21:00:02:5a:30:00:00:01, 0x + 16 hex digits, or 16 hex digits
 	text,       // free text
 	choice,     // one of the param's choices
 	number,     // decimal within the param's range
