@@ -156,6 +156,17 @@ int validate(const std::string &lib, const std::string &topology)
 	return 0;
 }
 
+// A value that is empty or looks like an option is a missing one: the parser
+// would otherwise take "--" or "-v" as the name of a directory or a file.
+std::string path_value(std::string &v)
+{
+	if (v.empty())
+		return "needs a path";
+	if (v[0] == '-')
+		return "needs a path, not '" + v + "' (write ./" + v + " for a name that begins with '-')";
+	return {};
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -164,10 +175,11 @@ int main(int argc, char **argv)
 	std::string topology, root;
 	bool verbose = false;
 	std::vector<std::string> command;
-	app.add_option("--topology", topology, "hardware topology (JSON); default: the built-in one");
+	app.add_option("--topology", topology, "hardware topology (JSON); default: the built-in one")->check(CLI::Validator(path_value, ""));
 	app.add_option("--root", root,
 		       "directory under which /etc/qor.conf, /etc/hba.conf and /sys/class/scsi_device resolve; "
-		       "default: a private one under $XDG_STATE_HOME/qorsim; / uses the host's files");
+		       "default: a private one under $XDG_STATE_HOME/qorsim; / uses the host's files")
+		->check(CLI::Validator(path_value, ""));
 	app.add_flag("-v,--verbose", verbose, "print the root in use");
 	app.set_version_flag("--version", "qorsim " QORL_VERSION);
 	app.add_option("command", command, "the program to run and its arguments")->required();

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -79,6 +80,24 @@ TEST_F(Launcher, ValidatesAndExecs)
 	r = qorsim(homes(), "--root " + root + "/ -- sh -c 'test -d " + root + "/etc && test -n \"$LD_PRELOAD\" && echo \"$QORSIM_ROOT\"'");
 	EXPECT_EQ(r.rc, 0) << r.err;
 	EXPECT_EQ(r.out, root + "\n");
+}
+
+// An option that lacks its value does not take the next word for it: "--"
+// or "-v" there used to become a directory of that name in the current one.
+TEST_F(Launcher, AMissingPathIsRefusedNotTakenFromTheNextWord)
+{
+	for (const std::string args : {"--root -- true", "--root -v -- true", "--root= -- true", "--topology -- true",
+				       "--topology -v -- true"}) {
+		SCOPED_TRACE(args);
+		const Result r = sh("cd " + dir + " && env " + homes() + " " + bin + "/qorsim " + args);
+		EXPECT_EQ(r.rc, 2);
+		EXPECT_NE(r.err.find(args.substr(0, args.find_first_of(" =")) + ": needs a path"), std::string::npos)
+			<< r.err;
+		EXPECT_FALSE(std::filesystem::exists(dir + "/--") || std::filesystem::exists(dir + "/-v")) << "a directory named after the option";
+	}
+	const Result r = sh("cd " + dir + " && env " + homes() + " " + bin + "/qorsim --root ./-v -- true");
+	EXPECT_EQ(r.rc, 0) << r.err;
+	EXPECT_TRUE(std::filesystem::exists(dir + "/-v/etc/hba.conf"));
 }
 
 // Without --root a program gets a root of its own, kept between runs: a
