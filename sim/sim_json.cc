@@ -114,11 +114,29 @@ bool Field::boolean() const
 	return j_->get<bool>();
 }
 
-std::string Field::text(size_t room) const
+namespace {
+
+bool has_control(std::string_view s)
+{
+	for (size_t i = 0; i < s.size(); i++) {
+		const auto c = static_cast<unsigned char>(s[i]);
+		const bool c1 = c == 0xc2 && i + 1 < s.size() && static_cast<unsigned char>(s[i + 1]) < 0xa0;
+		if (c < 0x20 || c == 0x7f || c1)
+			return true;
+	}
+	return false;
+}
+
+} // namespace
+
+std::string Field::text(size_t room, Bytes bytes) const
 {
 	if (!j_->is_string() || j_->get<std::string>().size() >= room)
 		fail("must be text of at most " + std::to_string(room - 1) + " characters");
-	return j_->get<std::string>();
+	const std::string &s = j_->get_ref<const std::string &>();
+	if (bytes == Bytes::printable && has_control(s))
+		fail("must be text without control characters");
+	return s;
 }
 
 wwn_t Field::wwn() const

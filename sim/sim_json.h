@@ -60,8 +60,11 @@ public:
 	int64_t integer(int64_t lo, int64_t hi) const;
 	bool boolean() const;
 	bool is_text() const { return j_->is_string(); }
-	// Text that fits a NUL-terminated field of `room` bytes.
-	std::string text(size_t room) const;
+	// Text that fits a NUL-terminated field of `room` bytes. Control
+	// characters (C0, DEL, C1) are refused unless the field stands for
+	// what another device sent, which may be anything.
+	enum class Bytes { printable, any };
+	std::string text(size_t room, Bytes bytes = Bytes::printable) const;
 	wwn_t wwn() const;
 	mac_t mac() const;
 	// Position of the text among `words`; fails naming them.

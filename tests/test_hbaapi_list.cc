@@ -18,9 +18,10 @@ protected:
 	void SetUp() override { dir = qt::make_temp_dir(); }
 	void TearDown() override { qt::remove_tree(dir); }
 
-	qt::Run run(const std::string &args)
+	qt::Run run(const std::string &args, const std::string &qorsim_args = "")
 	{
-		return qt::run_command(bin + "/qorsim --root " + dir + "/root -- " + bin + "/hbaapi-list " + args,
+		return qt::run_command(bin + "/qorsim --root " + dir + "/root " + qorsim_args + " -- " + bin +
+					       "/hbaapi-list " + args,
 				       dir + "/stderr");
 	}
 	std::string dir, bin = QORL_BINARY_DIR;
@@ -85,6 +86,9 @@ TEST_F(HbaapiList, VersionUsageAndAConfigurationOfItsOwn)
 	r = run("--bogus");
 	EXPECT_EQ(r.rc, 2);
 	EXPECT_NE(r.err.find("unknown argument '--bogus'"), std::string::npos) << r.err;
+	r = run("$(printf 'x\\033y')");
+	EXPECT_EQ(r.rc, 2);
+	EXPECT_NE(r.err.find("unknown argument 'x\\x1by'"), std::string::npos) << r.err;
 
 	// A root's own hba.conf is kept: here it names no usable library.
 	const std::string conf = "# nothing here\nother /nonexistent/libother.so\n";
@@ -97,6 +101,27 @@ TEST_F(HbaapiList, VersionUsageAndAConfigurationOfItsOwn)
 	EXPECT_EQ(r.out, "");
 	EXPECT_NE(r.err.find("did not load"), std::string::npos) << r.err;
 	EXPECT_NE(r.err.find("/etc/hba.conf"), std::string::npos) << r.err;
+}
+
+// Names come from the vendor library, and behind it from other devices on
+// the fabric: what a terminal would take as a control is shown escaped, in
+// text as \xNN, in JSON as \uNNNN (so the value reads back whole).
+TEST_F(HbaapiList, ControlsInNamesAreEscaped)
+{
+	const std::string name = "\x1b[2J\xc3\xa9 \xc2\x9b\x7f\"\\";
+	const std::string topology = dir + "/topology.json";
+	qt::write_file(topology, R"({"adapters": [{"functions": [{"type": "fc", "fcport": {"rports": [
+		{"pwwn": "50:25:a3:40:10:3a:7c:00", "symname": "\u001b[2J\u00e9 \u009b\u007f\"\\"}]}}]}]})");
+	qt::Run r = run("", "--topology " + topology);
+	ASSERT_EQ(r.rc, 0) << r.err;
+	EXPECT_NE(r.out.find("Symbolic name: \\x1b[2J\xc3\xa9 \\xc2\\x9b\\x7f\"\\\n"), std::string::npos) << r.out;
+	r = run("--json", "--topology " + topology);
+	ASSERT_EQ(r.rc, 0) << r.err;
+	for (const char c : {'\x1b', '\x7f', '\x9b'})
+		EXPECT_EQ(r.out.find(c), std::string::npos) << "raw byte " << int(c);
+	const auto j = nlohmann::json::parse(r.out, nullptr, false);
+	ASSERT_TRUE(j.is_object()) << r.out;
+	EXPECT_EQ(j["adapters"][0]["ports"][0]["discovered"][0]["symbolic_name"], name);
 }
 
 } // namespace

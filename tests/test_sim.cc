@@ -605,12 +605,31 @@ TEST(SimTopology, ErrorsNameThePlace)
 		{R"({"adapters": [{"functions": []}], "faults": [{"flash": "erase_timeout", "adapter": 0, "part": "xx"}]})",
 		 "faults[0].part: unknown partition 'xx'"},
 		{R"({"flash_latency": {"write_ms": 1, "wall": 1}})", "flash_latency.wall: must be true or false"},
+		// Text a program prints comes without terminal controls (ESC, BEL, NUL, DEL, C1).
+		{R"({"adapters": [{"model": "\u001b[2J", "functions": []}]})",
+		 "adapters[0].model: must be text without control characters"},
+		{R"({"adapters": [{"serial": "A\u0000B", "functions": []}]})",
+		 "adapters[0].serial: must be text without control characters"},
+		{R"({"adapters": [{"functions": [{"type": "eth", "eth_name": "e\nth"}]}]})",
+		 "adapters[0].functions[0].eth_name: must be text without control characters"},
+		{one(R"({"rports": [{"luns": [{"product": "a\u007fb"}]}]})"),
+		 "adapters[0].functions[0].fcport.rports[0].luns[0].product: must be text without control characters"},
+		{one(R"({"vports": [{"symname": "\u009b2J"}]})"),
+		 "adapters[0].functions[0].fcport.vports[0].symname: must be text without control characters"},
+		{R"({"adapters": [{"functions": [)" + fc + R"(]}], "schedule": [{"at_ms": 1, "action": "event",
+		   "event": {"category": "adapter", "data": {"serial_num": "\u0007"}}}]})",
+		 "schedule[0].event.data.serial_num: must be text without control characters"},
 	};
 	for (const auto &row : rows) {
 		EXPECT_EQ(qorsim_load_topology(row.json.c_str()), -1) << row.json;
 		EXPECT_EQ(std::string(qorsim_error()).rfind(row.place_and_rule, 0), 0u)
 			<< row.json << "\n -> " << qorsim_error();
 	}
+	// What a remote device registered with the fabric may be anything: the
+	// emulator serves it as given, so that programs can be tried against it.
+	EXPECT_EQ(qorsim_load_topology(one(R"({"rports": [{"symname": "\u001b[2J\u00e9"}]})").c_str()), 0)
+		<< qorsim_error();
+	EXPECT_EQ(qorsim_load_topology(qorsim_default_topology()), 0) << qorsim_error();
 }
 
 // ---- event queue overflow ------------------------------------------------------------------------

@@ -39,16 +39,53 @@ static void indent(void)
 		fputs("  ", stdout);
 }
 
+/*
+ * Text from the vendor library (and behind it a driver or another device on
+ * the fabric) may hold anything: the length of the printable UTF-8 character
+ * at p, 0 for a byte to show escaped (a control character, C1 included, or
+ * one that is not UTF-8).
+ */
+static size_t printable(const unsigned char *p)
+{
+	size_t n = *p < 0x80 ? 1 : *p >= 0xc2 && *p <= 0xdf ? 2 : *p >= 0xe0 && *p <= 0xef ? 3
+		   : *p >= 0xf0 && *p <= 0xf4 ? 4 : 0;
+	if (n == 0 || *p < 0x20 || *p == 0x7f || (*p == 0xc2 && p[1] < 0xa0))
+		return 0;
+	for (size_t i = 1; i < n; i++)
+		if ((p[i] & 0xc0) != 0x80)
+			return 0;
+	return n;
+}
+
+/* Text: a byte that is not printable as "\xNN". */
+static void put_text(FILE *f, const char *s)
+{
+	for (const unsigned char *p = (const unsigned char *)s; *p;) {
+		size_t n = printable(p);
+		if (n == 0)
+			fprintf(f, "\\x%02x", *p++);
+		for (; n; n--)
+			fputc(*p++, f);
+	}
+}
+
+/* JSON: a byte that is not UTF-8 is taken as Latin-1; controls are escaped. */
 static void json_string(const char *s)
 {
 	putchar('"');
-	for (const unsigned char *p = (const unsigned char *)s; *p; p++) {
-		if (*p == '"' || *p == '\\')
-			printf("\\%c", *p);
-		else if (*p < 0x20)
-			printf("\\u%04x", *p);
-		else
-			putchar(*p);
+	for (const unsigned char *p = (const unsigned char *)s; *p;) {
+		size_t n = printable(p);
+		if (*p == '"' || *p == '\\') {
+			printf("\\%c", *p++);
+		} else if (n == 0 && *p == 0xc2 && (p[1] & 0xc0) == 0x80) { /* C1 */
+			printf("\\u%04x", p[1]);
+			p += 2;
+		} else if (n == 0) {
+			printf("\\u%04x", *p++);
+		} else {
+			fwrite(p, 1, n, stdout);
+			p += n;
+		}
 	}
 	putchar('"');
 }
@@ -77,7 +114,8 @@ static void open_section(const char *label, const char *json_key, int list)
 		putchar(list ? '[' : '{');
 	} else if (label) {
 		indent();
-		printf("%s:\n", label);
+		put_text(stdout, label);
+		puts(":");
 	}
 	if (O.depth + 1 < (int)(sizeof O.first / sizeof O.first[0]))
 		O.depth++;
@@ -102,7 +140,10 @@ static void text_field(const char *label, const char *json_key, const char *valu
 		return;
 	}
 	indent();
-	printf("%s: %s\n", label, value ? value : "-");
+	put_text(stdout, label);
+	fputs(": ", stdout);
+	put_text(stdout, value ? value : "-");
+	putchar('\n');
 }
 
 static void num_field(const char *label, const char *json_key, long long v)
@@ -371,7 +412,9 @@ static int adapter(HBA_UINT32 index)
 	}
 	HBA_HANDLE h = HBA_OpenAdapter(name);
 	if (h == HBA_HANDLE_INVALID) {
-		fprintf(stderr, "hbaapi-list: adapter %s cannot be opened\n", name);
+		fputs("hbaapi-list: adapter ", stderr);
+		put_text(stderr, name);
+		fputs(" cannot be opened\n", stderr);
 		return 1;
 	}
 	HBA_ADAPTERATTRIBUTES a;
@@ -427,7 +470,9 @@ int main(int argc, char **argv)
 			usage(stdout);
 			return 0;
 		} else {
-			fprintf(stderr, "hbaapi-list: unknown argument '%s'\n", argv[i]);
+			fputs("hbaapi-list: unknown argument '", stderr);
+			put_text(stderr, argv[i]);
+			fputs("'\n", stderr);
 			usage(stderr);
 			return 2;
 		}
