@@ -6,10 +6,12 @@
 #include "sim_json.h"
 
 #include <cstring>
+#include <set>
 
 #include "protocol/fc_ct.h"
 #include "protocol/fc_els.h"
 #include "protocol/fc_fchs.h"
+#include "qor/qor_text.h"
 #include "qorsim_san.h"
 
 namespace qorsim {
@@ -159,6 +161,14 @@ struct Addressing {
 	uint32_t vport(uint32_t i) const { return link == Link::fabric ? stored_pid(ours() | (i + 1)) : 0; }
 };
 
+// A WWN names one port: a second use fails at `place`.
+void take_wwn(std::set<wwn_t> &seen, wwn_t w, const std::string &place, const char *what)
+{
+	char t[QOR_WWN_TEXT_LEN];
+	if (!seen.insert(w).second)
+		bad_input(place, std::string(what) + " WWN " + qor_wwn_format(w, t) + " appears twice");
+}
+
 void build_rports(const Field &j, const Function &f, const Addressing &at, uint32_t seed, LPort &base)
 {
 	if (j.has("rports")) {
@@ -173,6 +183,11 @@ void build_rports(const Field &j, const Function &f, const Addressing &at, uint3
 		const uint32_t i = (uint32_t)base.rports.size();
 		base.rports.push_back(parse_rport(Field(none, j["rport_count"].place()), i, at.generated(i), seed));
 	}
+	std::set<wwn_t> seen;
+	for (size_t i = 0; i < base.rports.size(); i++)
+		take_wwn(seen, base.rports[i].pwwn,
+			 i < base.rports.size() - extra ? j["rports"][i].place() + ".pwwn" : j["rport_count"].place(),
+			 "remote port");
 	uint32_t id = 0;
 	for (auto &r : base.rports)
 		if (r.target) {
@@ -267,6 +282,7 @@ void build_eth(Port &p, const Field &j)
 void build_all(Model &m)
 {
 	static const nlohmann::json none = nlohmann::json::object();
+	std::set<wwn_t> ports; // the FC side's port WWNs, logical ports included
 	for (size_t ai = 0; ai < m.adapters.size(); ai++) {
 		const auto &fns = m.adapters[ai].fns;
 		for (size_t k = 0; k < fns.size(); k++) {
@@ -280,6 +296,11 @@ void build_all(Model &m)
 				build_eth(*p, j);
 			else
 				build_fc(m, f, *p, j);
+			for (size_t i = 0; !eth && i < p->lports.size(); i++)
+				take_wwn(ports, p->lports[i].pwwn,
+					 i ? j["vports"][i - 1].place() + ".pwwn"
+					   : "adapters[" + std::to_string(ai) + "].functions[" + std::to_string(k) + "].pwwn",
+					 "port");
 			f.san = std::move(p);
 		}
 	}

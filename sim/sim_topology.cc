@@ -561,16 +561,28 @@ void build(const Field &j, Model &m)
 
 bool parse_topology(const std::string &text, Model &out, std::string &err)
 {
+	json j;
 	try {
-		json j = json::parse(text, nullptr, true, true);
+		// The parser takes a NUL for the end and would ignore what follows.
+		if (const size_t nul = text.find('\0'); nul != std::string::npos) {
+			err = "not valid JSON: a NUL byte at offset " + std::to_string(nul);
+			return false;
+		}
+		j = json::parse(text, nullptr, true, true);
+	} catch (const json::exception &e) {
+		// The parser's own error id ("[json.exception.parse_error.101] ") says nothing to a reader.
+		const std::string what = e.what();
+		const size_t id = what.rfind("] ", what.find(' '));
+		err = "not valid JSON: " + (id == std::string::npos ? what : what.substr(id + 2));
+		return false;
+	}
+	try {
 		Model m;
 		build(Field(j, ""), m);
 		out = std::move(m);
 		return true;
 	} catch (const BadInput &e) {
 		err = e.what();
-	} catch (const json::parse_error &e) {
-		err = std::string("not valid JSON: ") + e.what();
 	} catch (const std::exception &e) {
 		err = std::string("bad topology: ") + e.what();
 	}

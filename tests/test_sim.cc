@@ -544,6 +544,37 @@ TEST(SimTopology, BadFilesGetClearErrors)
 	EXPECT_EQ(qorsim_load_topology(qorsim_default_topology()), 0) << qorsim_error();
 }
 
+// A topology file is a regular file of JSON text: a device or a pipe is
+// refused before it is read (/dev/zero would never end, a pipe without a
+// writer would wait), and what the JSON parser says comes without its ids.
+TEST(SimTopology, FilesThatCannotBeTopologies)
+{
+	const std::string dir = qt::make_temp_dir();
+	ASSERT_EQ(mkfifo((dir + "/fifo").c_str(), 0600), 0);
+	std::string nul = R"({"adapters": []})";
+	nul += '\0';
+	nul += "{{{";
+	qt::write_file(dir + "/nul.json", nul);
+	qt::write_file(dir + "/big.json", R"({"transition_ms": 1e400})");
+	qt::write_file(dir + "/cut.json", R"({"adapters": [)");
+	const struct {
+		std::string path, says;
+	} rows[] = {
+		{"/dev/zero", "topology file /dev/zero is not a regular file"},
+		{dir + "/fifo", "topology file " + dir + "/fifo is not a regular file"},
+		{dir, "topology file " + dir + " is not a regular file"},
+		{dir + "/nul.json", dir + "/nul.json: not valid JSON: a NUL byte at offset 16"},
+		{dir + "/big.json", dir + "/big.json: not valid JSON: number overflow parsing '1e400'"},
+		{dir + "/cut.json", dir + "/cut.json: not valid JSON: parse error at line 1, column 15"},
+	};
+	for (const auto &row : rows) {
+		EXPECT_EQ(qorsim_load_topology_file(row.path.c_str()), -1) << row.path;
+		EXPECT_NE(std::string(qorsim_error()).find(row.says), std::string::npos) << qorsim_error();
+	}
+	qt::remove_tree(dir);
+	EXPECT_EQ(qorsim_load_topology(qorsim_default_topology()), 0) << qorsim_error();
+}
+
 // Every reader of topology input names the place of a bad value and the rule
 // it breaks, whichever part of the emulator reads it.
 TEST(SimTopology, ErrorsNameThePlace)
@@ -605,6 +636,14 @@ TEST(SimTopology, ErrorsNameThePlace)
 		{R"({"adapters": [{"functions": []}], "faults": [{"flash": "erase_timeout", "adapter": 0, "part": "xx"}]})",
 		 "faults[0].part: unknown partition 'xx'"},
 		{R"({"flash_latency": {"write_ms": 1, "wall": 1}})", "flash_latency.wall: must be true or false"},
+		// A WWN names one port: on the FC side over the whole topology, behind a port among its remote ports.
+		{R"({"adapters": [{"functions": [{"type": "fc", "pwwn": "20:00:00:00:00:00:00:01"}]},
+		   {"functions": [{"type": "fcoe", "pwwn": "0x2000000000000001"}]}]})",
+		 "adapters[1].functions[0].pwwn: port WWN 20:00:00:00:00:00:00:01 appears twice"},
+		{one(R"({"vports": [{"pwwn": "2a:00:00:00:00:00:00:01"}, {"pwwn": "2a:00:00:00:00:00:00:01"}]})"),
+		 "adapters[0].functions[0].fcport.vports[1].pwwn: port WWN 2a:00:00:00:00:00:00:01 appears twice"},
+		{one(R"({"rports": [{"pwwn": "21:00:00:00:00:00:00:01"}, {"pwwn": "21:00:00:00:00:00:00:01", "role": "initiator"}]})"),
+		 "adapters[0].functions[0].fcport.rports[1].pwwn: remote port WWN 21:00:00:00:00:00:00:01 appears twice"},
 		// Text a program prints comes without terminal controls (ESC, BEL, NUL, DEL, C1).
 		{R"({"adapters": [{"model": "\u001b[2J", "functions": []}]})",
 		 "adapters[0].model: must be text without control characters"},
