@@ -6,7 +6,7 @@ PKGS="build-essential cmake pkg-config g++ clang libclang-rt-dev \
   googletest libgtest-dev libgmock-dev libbenchmark-dev \
   nlohmann-json3-dev libcli11-dev libhbaapi-dev python3-jsonschema \
   libsystemd-dev libarchive-dev python3-prometheus-client \
-  dpkg-dev debhelper fakeroot lintian"
+  dpkg-dev debhelper fakeroot lintian mandoc groff-base"
 missing=""
 for p in $PKGS; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
