@@ -205,6 +205,8 @@ void schedule(Model &m, uint64_t due_ns, std::function<void(Model &)> fn);
 // Queues a copy for every application; fills qord_num, seq_num and, when
 // zero, aen_tv.
 void queue_event(Model &m, Function &f, const qor_aen_entry_t &e);
+// `count` copies of `e`: as many single ones, in time linear in what a queue keeps.
+void queue_events(Model &m, Function &f, const qor_aen_entry_t &e, uint64_t count);
 void clear_events(Model &m);
 // An application fetches from a controller's queue: the events its full
 // queue lost since its last fetch (one overflow) are reported once, as a

@@ -212,7 +212,7 @@ void queue_event(Model &m, Function &f, const qor_aen_entry_t &e)
 {
 	qor_aen_entry_t c = e;
 	c.qord_num = f.instance;
-	c.seq_num = ++m.seq;
+	c.seq_num = m.seq = static_cast<int32_t>(static_cast<uint32_t>(m.seq) + 1); // wraps as the driver's
 	if (c.aen_tv.tv_sec == 0 && c.aen_tv.tv_usec == 0) {
 		c.aen_tv.tv_sec = static_cast<uint32_t>(m.epoch_s + m.now_ns / 1000000000u);
 		c.aen_tv.tv_usec = static_cast<uint32_t>(m.now_ns % 1000000000u / 1000u);
@@ -229,6 +229,19 @@ void queue_event(Model &m, Function &f, const qor_aen_entry_t &e)
 		q.push_back(c);
 		d.queued[a]++;
 	}
+}
+
+void queue_events(Model &m, Function &f, const qor_aen_entry_t &e, uint64_t count)
+{
+	// Copies before the last kEventQueueMax would be pushed only to be lost.
+	const uint64_t lost = count > kEventQueueMax ? count - kEventQueueMax : 0;
+	m.seq = static_cast<int32_t>(static_cast<uint32_t>(m.seq) + static_cast<uint32_t>(lost)); // wraps as the driver's
+	for (int a = 0; a < kApps; a++) {
+		f.aen_dropped[a] += lost;
+		f.aen_lost[a] += lost;
+	}
+	for (uint64_t i = lost; i < count; i++)
+		queue_event(m, f, e);
 }
 
 void end_overflow(Function &f, int app)

@@ -99,10 +99,7 @@ Run raw_event(Model &m, const Field &e)
 		ev::entry_from_json(e.need("event", "this action needs \"event\" ({\"category\", \"type\", \"data\"})"));
 	int64_t count = 1;
 	e.read("count", count, 1, 1000000);
-	return on_controller(m, e, [rec, count](Model &mm, Function &f) {
-		for (int64_t i = 0; i < count; i++)
-			queue_event(mm, f, rec);
-	});
+	return on_controller(m, e, [rec, count](Model &mm, Function &f) { queue_events(mm, f, rec, count); });
 }
 
 // A target gets a logical unit; it reports REPORTED LUNS DATA HAS CHANGED once.

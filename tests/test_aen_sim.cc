@@ -163,6 +163,32 @@ TEST_F(AenSim, ScheduledChangesHappenAtTheirVirtualTime)
 						{QOR_AEN_CAT_AUDIT, QOR_AUDIT_AEN_FLASH_UPDATE}}));
 }
 
+// The largest bursts a schedule allows, repeated as often as it allows: what
+// the queue keeps and what it lost are as if every copy had been queued
+// (the sequence numbers too), without the wait of queueing 10^11 copies.
+TEST_F(AenSim, RepeatedBurstsKeepTheLastAndCountTheRest)
+{
+	topology(topo(R"(, "schedule": [
+	  { "at_ms": 1, "action": "event", "instance": 1, "count": 1000000, "repeat": 100000, "every_ms": 1,
+	    "event": { "category": "port", "type": "offline" } } ])"));
+	qor_aen_entry_t first = qt::entry(QOR_AEN_CAT_PORT, QOR_PORT_AEN_ONLINE, {}, 1);
+	ASSERT_EQ(qorsim_inject_events(FC, 1, &first, 1), 0);
+	int n = 1;
+	ASSERT_EQ(qorl_aen_get_events(qt::controller(FC, 1), &first, &n, qor_aen_app_test), QOR_STATUS_OK);
+	ASSERT_EQ(n, 1);
+	const int32_t seq0 = first.seq_num;
+	qorsim_advance_ns(100000ull * 1000000);
+	const uint64_t total = 100000ull * 1000000;
+	EXPECT_EQ(qorsim_event_count(FC, 1, qor_aen_app_test), 1024);
+	EXPECT_EQ(qorsim_event_dropped(FC, 1, qor_aen_app_test), static_cast<int64_t>(total - 1024));
+	testing::internal::CaptureStderr();
+	ASSERT_EQ(qorl_aen_get_events(qt::controller(FC, 1), &first, &n, qor_aen_app_test), QOR_STATUS_OK);
+	EXPECT_NE(testing::internal::GetCapturedStderr().find(std::to_string(total - 1024) + " events lost"),
+		  std::string::npos);
+	EXPECT_EQ(first.aen_category, QOR_AEN_CAT_PORT);
+	EXPECT_EQ(static_cast<uint32_t>(first.seq_num), static_cast<uint32_t>(seq0) + static_cast<uint32_t>(total - 1023));
+}
+
 struct BadRow {
 	const char *schedule;
 	const char *says;
