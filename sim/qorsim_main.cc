@@ -218,6 +218,10 @@ int main(int argc, char **argv)
 		fprintf(stderr, "qorsim: cannot create %s/etc: %s\n", root.c_str(), strerror(errno));
 		return 2;
 	}
+	// "/.", "/tmp/.." or a link to "/" are the host as much as "/" is: its
+	// files are used, and nothing is written there unasked.
+	if (char real[PATH_MAX]; root != "/" && realpath(root.c_str(), real) && std::string(real) == "/")
+		root = "/";
 	if (root != "/" && !ensure_hba_conf(root)) {
 		fprintf(stderr, "qorsim: cannot write %s/etc/hba.conf: %s\n", root.c_str(), strerror(errno));
 		return 2;

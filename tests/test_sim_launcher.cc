@@ -140,6 +140,17 @@ TEST_F(Launcher, RootSlashIsTheHost)
 	ASSERT_EQ(r.rc, 0) << r.err;
 	EXPECT_EQ(r.out, "/\n");
 	EXPECT_NE(r.err.find("qorsim: root / (the host's own files)"), std::string::npos) << r.err;
+
+	// Another name of "/" is the host too: no hba.conf is written into the
+	// host's /etc, and the launcher says whose files these are.
+	ASSERT_EQ(symlink("/", (dir + "/host").c_str()), 0);
+	for (const std::string &root : {dir + "/host", std::string("/."), std::string("/tmp/..")}) {
+		SCOPED_TRACE(root);
+		r = qorsim(homes(), "--root " + root + " --verbose -- sh -c 'echo \"$QORSIM_ROOT\"'");
+		ASSERT_EQ(r.rc, 0) << r.err;
+		EXPECT_EQ(r.out, "/\n");
+		EXPECT_NE(r.err.find("qorsim: root / (the host's own files)"), std::string::npos) << r.err;
+	}
 }
 
 // What `mxt port speed` sets under a root is what `mxt port show` reports
