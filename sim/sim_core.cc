@@ -34,8 +34,10 @@ void init_sim()
 	std::string text, err;
 	const char *path = getenv("QORSIM_TOPOLOGY");
 	bool ok = path && *path ? read_text_file(path, text, err) : (text = default_topology_text(), true);
-	if (ok)
-		ok = parse_topology(text, s->m, err);
+	if (ok && !parse_topology(text, s->m, err)) {
+		ok = false;
+		err = std::string(path && *path ? path : "the built-in topology") + ": " + err;
+	}
 	if (ok) {
 		apply_config(s->m);
 		// Changes due at 0 ms happen with the load.
@@ -43,7 +45,7 @@ void init_sim()
 	}
 	if (!ok) {
 		// Nothing sensible to emulate: both nodes then fail to open.
-		fprintf(stderr, "qorsim: %s\n", err.c_str());
+		fprintf(stderr, "qorsim: invalid topology: %s; the emulated drivers are absent\n", err.c_str());
 		s->m = Model{};
 		s->m.drv[0].present = s->m.drv[1].present = false;
 	}

@@ -74,6 +74,13 @@ TEST_F(Launcher, ValidatesAndExecs)
 	Result r = qorsim(homes(), "--topology " + bad + " -- true");
 	EXPECT_EQ(r.rc, 2);
 	EXPECT_NE(r.err.find("adapters: must be an array"), std::string::npos) << r.err;
+	// A program that preloads the emulator itself gets the same line, with the file.
+	r = sh("env QORSIM_ROOT=" + dir + " QORSIM_TOPOLOGY=" + bad + " LD_PRELOAD=" + bin + "/libqorsim.so " + mxt() +
+	       " ioc list");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_NE(r.err.find("qorsim: invalid topology: " + bad + ": adapters: must be an array; the emulated drivers are absent\n"),
+		  std::string::npos)
+		<< r.err;
 	EXPECT_EQ(qorsim(homes(), "-- /nonexistent/program").rc, 127);
 	EXPECT_EQ(qorsim(homes(), "--no-such-option -- true").rc, 2);
 	const std::string root = dir + "/r";
