@@ -186,6 +186,16 @@ int main(int argc, char **argv)
 	app.positionals_at_end();
 	try {
 		app.parse(argc, argv);
+	} catch (const CLI::ExtrasError &e) {
+		// The parser lists the unknown option after the "--" it kept, which reads as if "--" were wrong.
+		for (const std::string &a : app.remaining())
+			if (a.size() > 1 && a[0] == '-' && a != "--") {
+				fprintf(stderr, "qorsim: unknown option '%s'; see qorsim --help (the command follows --)\n",
+					a.c_str());
+				return 2;
+			}
+		app.exit(e);
+		return 2;
 	} catch (const CLI::ParseError &e) {
 		int rc = app.exit(e);
 		return rc == 0 ? 0 : 2;

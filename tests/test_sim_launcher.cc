@@ -82,7 +82,12 @@ TEST_F(Launcher, ValidatesAndExecs)
 		  std::string::npos)
 		<< r.err;
 	EXPECT_EQ(qorsim(homes(), "-- /nonexistent/program").rc, 127);
-	EXPECT_EQ(qorsim(homes(), "--no-such-option -- true").rc, 2);
+	for (const char *args : {"--no-such-option -- true", "-x -- true", "-v --no-such-option=1 -- true"}) {
+		r = qorsim(homes(), args);
+		EXPECT_EQ(r.rc, 2) << args;
+		EXPECT_EQ(r.err.rfind("qorsim: unknown option '-", 0), 0u) << r.err;
+		EXPECT_NE(r.err.find("see qorsim --help"), std::string::npos) << r.err;
+	}
 	const std::string root = dir + "/r";
 	r = qorsim(homes(), "--root " + root + "/ -- sh -c 'test -d " + root + "/etc && test -n \"$LD_PRELOAD\" && echo \"$QORSIM_ROOT\"'");
 	EXPECT_EQ(r.rc, 0) << r.err;
