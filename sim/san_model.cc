@@ -169,19 +169,38 @@ void take_wwn(std::set<wwn_t> &seen, wwn_t w, const std::string &place, const ch
 		bad_input(place, std::string(what) + " WWN " + qor_wwn_format(w, t) + " appears twice");
 }
 
-void build_rports(const Field &j, const Function &f, const Addressing &at, uint32_t seed, LPort &base)
+// What a whole topology may hold: a bound on the emulator's memory (about a
+// kilobyte a remote port, a few hundred bytes a unit), far above any test's.
+constexpr size_t kMaxRports = 262144, kMaxUnits = 1048576;
+struct Budget {
+	size_t rports = 0, units = 0;
+
+	void take(const RPort &r, const Field &at)
+	{
+		if (++rports > kMaxRports)
+			at.fail("a topology has at most " + std::to_string(kMaxRports) + " remote ports");
+		if (r.target && (units += r.target->lus.units.size()) > kMaxUnits)
+			at.fail("a topology has at most " + std::to_string(kMaxUnits) + " logical units");
+	}
+};
+
+void build_rports(const Field &j, const Function &f, const Addressing &at, uint32_t seed, LPort &base, Budget &b)
 {
 	if (j.has("rports")) {
 		const Field rs = j["rports"];
-		for (size_t i = 0, n = rs.array(); i < n; i++)
+		for (size_t i = 0, n = rs.array(); i < n; i++) {
 			base.rports.push_back(parse_rport(rs[i], (uint32_t)i, at.remote((uint32_t)i), seed));
+			b.take(base.rports.back(), rs[i]);
+		}
 	}
 	uint32_t extra = 0;
 	j.read("rport_count", extra, 0, 4096);
 	const nlohmann::json none = nlohmann::json::object();
 	for (uint32_t k = 0; k < extra; k++) {
 		const uint32_t i = (uint32_t)base.rports.size();
-		base.rports.push_back(parse_rport(Field(none, j["rport_count"].place()), i, at.generated(i), seed));
+		const Field generated(none, j["rport_count"].place());
+		base.rports.push_back(parse_rport(generated, i, at.generated(i), seed));
+		b.take(base.rports.back(), generated);
 	}
 	std::set<wwn_t> seen;
 	for (size_t i = 0; i < base.rports.size(); i++)
@@ -217,7 +236,7 @@ void build_vports(const Field &j, const Addressing &at, uint32_t seed, Port &p)
 	}
 }
 
-void build_fc(const Model &m, const Function &f, Port &p, const Field &j)
+void build_fc(const Model &m, const Function &f, Port &p, const Field &j, Budget &b)
 {
 	j.object({"link", "speed_supported", "link_speed", "enabled", "ratelimit", "trunked", "io_profile", "fcoe_vlan",
 		  "pid", "fabric_name", "symname", "rports", "rport_count", "vports"});
@@ -255,7 +274,7 @@ void build_fc(const Model &m, const Function &f, Port &p, const Field &j)
 	base.symname = std::string(a.attr.model) + " port " + std::to_string(f.port);
 	j.read("symname", base.symname, 128);
 	const uint32_t seed = (uint32_t)(f.adapter * 16 + f.port + 1);
-	build_rports(j, f, at, seed, base);
+	build_rports(j, f, at, seed, base, b);
 	base.stats.ns_plogi_sent = base.stats.ns_plogi_accepts = p.link == Link::fabric ? 1 : 0;
 	base.stats.ns_gidft_sent = base.stats.ns_gidft_accepts = p.link == Link::fabric ? 1 : 0;
 	p.lports.push_back(std::move(base));
@@ -283,6 +302,7 @@ void build_all(Model &m)
 {
 	static const nlohmann::json none = nlohmann::json::object();
 	std::set<wwn_t> ports; // the FC side's port WWNs, logical ports included
+	Budget budget;
 	for (size_t ai = 0; ai < m.adapters.size(); ai++) {
 		const auto &fns = m.adapters[ai].fns;
 		for (size_t k = 0; k < fns.size(); k++) {
@@ -295,7 +315,7 @@ void build_all(Model &m)
 			if (eth)
 				build_eth(*p, j);
 			else
-				build_fc(m, f, *p, j);
+				build_fc(m, f, *p, j, budget);
 			for (size_t i = 0; !eth && i < p->lports.size(); i++)
 				take_wwn(ports, p->lports[i].pwwn,
 					 i ? j["vports"][i - 1].place() + ".pwwn"

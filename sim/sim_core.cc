@@ -63,11 +63,11 @@ Sim &sim()
 bool read_text_file(const char *path, std::string &out, std::string &err)
 {
 	// A device or a pipe could give text without end (or wait for a writer).
-	constexpr off_t kMaxSize = 64 << 20;
+	constexpr off_t kMaxSize = 16 << 20;
 	struct stat st;
 	if (stat(path, &st) == 0 && (!S_ISREG(st.st_mode) || st.st_size > kMaxSize)) {
 		err = std::string("topology file ") + path +
-		      (S_ISREG(st.st_mode) ? " is larger than 64 MiB" : " is not a regular file");
+		      (S_ISREG(st.st_mode) ? " is larger than 16 MiB" : " is not a regular file");
 		return false;
 	}
 	std::ifstream in(path, std::ios::binary);

@@ -567,6 +567,28 @@ TEST(SimTopology, FilesThatCannotBeTopologies)
 		{dir + "/big.json", dir + "/big.json: not valid JSON: number overflow parsing '1e400'"},
 		{dir + "/cut.json", dir + "/cut.json: not valid JSON: parse error at line 1, column 15"},
 	};
+	// Counts that each fit their key but together would take more memory than a host has.
+	std::string many = R"({"adapters": [{"functions": [)";
+	for (int k = 0; k < 65; k++)
+		many += std::string(k ? "," : "") + R"({"type": "fc", "fcport": {"rport_count": 4096}})";
+	qt::write_file(dir + "/rports.json", many + "]}]}");
+	std::string luns = R"({"adapters": [{"functions": [{"type": "fc", "fcport": {"rports": [)";
+	for (int k = 0; k < 65; k++)
+		luns += std::string(k ? "," : "") + R"({"pwwn": "21:00:00:00:00:00:00:)" + "0123456789"[k / 10] +
+			"0123456789"[k % 10] + R"(", "lun_count": 16384})";
+	qt::write_file(dir + "/luns.json", luns + "]}}]}]}");
+	qt::write_file(dir + "/large.json", std::string(16 << 20, ' ') + "{}");
+	const struct {
+		std::string path, says;
+	} more[] = {
+		{dir + "/rports.json", "adapters[0].functions[64].fcport.rport_count: a topology has at most 262144 remote ports"},
+		{dir + "/luns.json", "adapters[0].functions[0].fcport.rports[64]: a topology has at most 1048576 logical units"},
+		{dir + "/large.json", "topology file " + dir + "/large.json is larger than 16 MiB"},
+	};
+	for (const auto &row : more) {
+		EXPECT_EQ(qorsim_load_topology_file(row.path.c_str()), -1) << row.path;
+		EXPECT_NE(std::string(qorsim_error()).find(row.says), std::string::npos) << qorsim_error();
+	}
 	for (const auto &row : rows) {
 		EXPECT_EQ(qorsim_load_topology_file(row.path.c_str()), -1) << row.path;
 		EXPECT_NE(std::string(qorsim_error()).find(row.says), std::string::npos) << qorsim_error();
