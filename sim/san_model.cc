@@ -171,9 +171,15 @@ void take_wwn(std::set<wwn_t> &seen, wwn_t w, const std::string &place, const ch
 
 // What a whole topology may hold: a bound on the emulator's memory (about a
 // kilobyte a remote port, a few hundred bytes a unit), far above any test's.
-constexpr size_t kMaxRports = 262144, kMaxUnits = 1048576;
+constexpr size_t kMaxRports = 262144, kMaxUnits = 1048576, kMaxVports = 65536;
 struct Budget {
-	size_t rports = 0, units = 0;
+	size_t rports = 0, units = 0, vports = 0;
+
+	void take_vport(const Field &at)
+	{
+		if (++vports > kMaxVports)
+			at.fail("a topology has at most " + std::to_string(kMaxVports) + " virtual ports");
+	}
 
 	void take(const RPort &r, const Field &at)
 	{
@@ -215,13 +221,14 @@ void build_rports(const Field &j, const Function &f, const Addressing &at, uint3
 		}
 }
 
-void build_vports(const Field &j, const Addressing &at, uint32_t seed, Port &p)
+void build_vports(const Field &j, const Addressing &at, uint32_t seed, Port &p, Budget &b)
 {
 	if (!j.has("vports"))
 		return;
 	const Field vs = j["vports"];
 	for (size_t i = 0, n = vs.array(); i < n; i++) {
 		const Field v = vs[i];
+		b.take_vport(v);
 		v.object({"pwwn", "nwwn", "vf_id", "symname"});
 		LPort l;
 		v.read("vf_id", l.vf_id, 0, 4095);
@@ -278,7 +285,7 @@ void build_fc(const Model &m, const Function &f, Port &p, const Field &j, Budget
 	base.stats.ns_plogi_sent = base.stats.ns_plogi_accepts = p.link == Link::fabric ? 1 : 0;
 	base.stats.ns_gidft_sent = base.stats.ns_gidft_accepts = p.link == Link::fabric ? 1 : 0;
 	p.lports.push_back(std::move(base));
-	build_vports(j, at, seed, p);
+	build_vports(j, at, seed, p, b);
 	if (p.link == Link::down)
 		p.enabled = true;
 }

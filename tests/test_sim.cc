@@ -577,12 +577,17 @@ TEST(SimTopology, FilesThatCannotBeTopologies)
 		luns += std::string(k ? "," : "") + R"({"pwwn": "21:00:00:00:00:00:00:)" + "0123456789"[k / 10] +
 			"0123456789"[k % 10] + R"(", "lun_count": 16384})";
 	qt::write_file(dir + "/luns.json", luns + "]}}]}]}");
+	std::string vports = R"({"adapters": [{"functions": [{"type": "fc", "fcport": {"vports": [{})";
+	for (int k = 0; k < 65536; k++)
+		vports += ", {}";
+	qt::write_file(dir + "/vports.json", vports + "]}}]}]}");
 	qt::write_file(dir + "/large.json", std::string(16 << 20, ' ') + "{}");
 	const struct {
 		std::string path, says;
 	} more[] = {
 		{dir + "/rports.json", "adapters[0].functions[64].fcport.rport_count: a topology has at most 262144 remote ports"},
 		{dir + "/luns.json", "adapters[0].functions[0].fcport.rports[64]: a topology has at most 1048576 logical units"},
+		{dir + "/vports.json", "adapters[0].functions[0].fcport.vports[65536]: a topology has at most 65536 virtual ports"},
 		{dir + "/large.json", "topology file " + dir + "/large.json is larger than 16 MiB"},
 	};
 	for (const auto &row : more) {
