@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <set>
+#include <vector>
 
 #include "qor/qor_text.h"
 
@@ -19,6 +21,60 @@ void put_text(char *dst, size_t room, std::string_view s)
 void bad_input(const std::string &place, const std::string &rule)
 {
 	throw BadInput((place.empty() ? std::string("topology") : place) + ": " + rule);
+}
+
+nlohmann::json parse_json(const std::string &text)
+{
+	using event = nlohmann::json::parse_event_t;
+	// Where the parser is: per open object its keys and the current one,
+	// per open array the number of elements begun; the place of the
+	// innermost object is what its parents say of it.
+	struct Level {
+		bool array;
+		size_t elements = 0;
+		std::string key;
+		std::set<std::string> keys;
+	};
+	std::vector<Level> at;
+	std::string twice;
+	auto place = [&] {
+		std::string p;
+		for (size_t i = 0; i + 1 < at.size(); i++)
+			p += at[i].array ? "[" + std::to_string(at[i].elements - 1) + "]" : (p.empty() ? "" : ".") + at[i].key;
+		return p;
+	};
+	auto element = [&] {
+		if (!at.empty() && at.back().array)
+			at.back().elements++;
+	};
+	nlohmann::json j = nlohmann::json::parse(
+		text,
+		[&](int, event e, nlohmann::json &parsed) {
+			switch (e) {
+			case event::object_start:
+			case event::array_start:
+				element();
+				at.push_back({e == event::array_start});
+				break;
+			case event::object_end:
+			case event::array_end:
+				at.pop_back();
+				break;
+			case event::key:
+				at.back().key = parsed.get<std::string>();
+				if (!at.back().keys.insert(at.back().key).second && twice.empty())
+					twice = place() + ": key '" + at.back().key + "' appears twice";
+				break;
+			case event::value:
+				element();
+				break;
+			}
+			return true;
+		},
+		true, true);
+	if (!twice.empty())
+		throw BadInput(twice.rfind(": ", 0) == 0 ? "topology" + twice : twice);
+	return j;
 }
 
 void Field::fail(const std::string &rule) const

@@ -32,6 +32,11 @@ template <size_t N> void put_text(char (&dst)[N], std::string_view s)
 	put_text(dst, N, s);
 }
 
+// JSON text (comments allowed) as a value; a key given twice in one object
+// throws BadInput naming the object, since one of the two would be lost.
+// Syntax errors throw the parser's exceptions.
+nlohmann::json parse_json(const std::string &text);
+
 class Field {
 public:
 	Field(const nlohmann::json &j, std::string place) : j_(&j), place_(std::move(place)) {}

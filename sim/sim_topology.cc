@@ -568,7 +568,10 @@ bool parse_topology(const std::string &text, Model &out, std::string &err)
 			err = "not valid JSON: a NUL byte at offset " + std::to_string(nul);
 			return false;
 		}
-		j = json::parse(text, nullptr, true, true);
+		j = parse_json(text);
+	} catch (const BadInput &e) {
+		err = e.what();
+		return false;
 	} catch (const json::exception &e) {
 		// The parser's own error id ("[json.exception.parse_error.101] ") says nothing to a reader.
 		const std::string what = e.what();

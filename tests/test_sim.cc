@@ -663,6 +663,11 @@ TEST(SimTopology, ErrorsNameThePlace)
 		{R"({"adapters": [{"functions": []}], "faults": [{"flash": "erase_timeout", "adapter": 0, "part": "xx"}]})",
 		 "faults[0].part: unknown partition 'xx'"},
 		{R"({"flash_latency": {"write_ms": 1, "wall": 1}})", "flash_latency.wall: must be true or false"},
+		// A key given twice in one object: one of the two would be lost.
+		{R"({"adapters": [], "adapters": []})", "topology: key 'adapters' appears twice"},
+		{R"({"adapters": [{"functions": [)" + fc + R"(, {"type": "fc", "pwwn": "20:00:00:00:00:00:00:01",
+		   "fcport": {"rports": [{}, {"role": "target", "luns": [{"lun": 1, "lun": 2}]}]}}]}]})",
+		 "adapters[0].functions[1].fcport.rports[1].luns[0]: key 'lun' appears twice"},
 		// A WWN names one port: on the FC side over the whole topology, behind a port among its remote ports.
 		{R"({"adapters": [{"functions": [{"type": "fc", "pwwn": "20:00:00:00:00:00:00:01"}]},
 		   {"functions": [{"type": "fcoe", "pwwn": "0x2000000000000001"}]}]})",
