@@ -170,10 +170,12 @@ void take_wwn(std::set<wwn_t> &seen, wwn_t w, const std::string &place, const ch
 }
 
 // What a whole topology may hold: a bound on the emulator's memory (about a
-// kilobyte a remote port, a few hundred bytes a unit), far above any test's.
+// kilobyte a remote port, a few hundred bytes a unit), far above any test's;
+// and the device names given, each of which names one unit.
 constexpr size_t kMaxRports = 262144, kMaxUnits = 1048576, kMaxVports = 65536;
 struct Budget {
 	size_t rports = 0, units = 0, vports = 0;
+	std::set<std::string> devices;
 
 	void take_vport(const Field &at)
 	{
@@ -185,8 +187,13 @@ struct Budget {
 	{
 		if (++rports > kMaxRports)
 			at.fail("a topology has at most " + std::to_string(kMaxRports) + " remote ports");
-		if (r.target && (units += r.target->lus.units.size()) > kMaxUnits)
+		if (!r.target)
+			return;
+		if ((units += r.target->lus.units.size()) > kMaxUnits)
 			at.fail("a topology has at most " + std::to_string(kMaxUnits) + " logical units");
+		for (const scsi::Unit &u : r.target->lus.units)
+			if (!u.devname.empty() && !devices.insert(u.devname).second)
+				at.fail("device " + u.devname + " appears twice");
 	}
 };
 

@@ -668,6 +668,10 @@ TEST(SimTopology, ErrorsNameThePlace)
 		{R"({"adapters": [{"functions": [)" + fc + R"(, {"type": "fc", "pwwn": "20:00:00:00:00:00:00:01",
 		   "fcport": {"rports": [{}, {"role": "target", "luns": [{"lun": 1, "lun": 2}]}]}}]}]})",
 		 "adapters[0].functions[1].fcport.rports[1].luns[0]: key 'lun' appears twice"},
+		// A device name names one unit, over the whole topology.
+		{R"({"adapters": [{"functions": [{"type": "fc", "fcport": {"rports": [{"luns": [{"device": "sdb"}]}]}},
+		   {"type": "fc", "fcport": {"rports": [{"luns": [{"device": "sdc"}, {"device": "sdb"}]}]}}]}]})",
+		 "adapters[0].functions[1].fcport.rports[0]: device sdb appears twice"},
 		// A WWN names one port: on the FC side over the whole topology, behind a port among its remote ports.
 		{R"({"adapters": [{"functions": [{"type": "fc", "pwwn": "20:00:00:00:00:00:00:01"}]},
 		   {"functions": [{"type": "fcoe", "pwwn": "0x2000000000000001"}]}]})",
