@@ -74,8 +74,11 @@ TEST_F(HbaapiList, BothDefaultAdaptersWithPortsAndDiscoveredPorts)
 	ASSERT_EQ(r.rc, 0) << r.err;
 	for (const char *s : {"2 adapters", "Adapter QXA2210F001:", "Adapter QXC2214C007:", "Port 1:",
 			      "Discovered port 2:", "Port WWN: 50:25:a3:40:10:3a:7c:00", "Tx frames: ",
-			      "OS device name: /dev/sdd"})
+			      "OS device name: /dev/sdd", "  Number of ports: 2\n  Ports:\n",
+			      "      Number of discovered ports: 3\n"})
 		EXPECT_NE(r.out.find(s), std::string::npos) << s << "\n" << r.out;
+	// A count and the section it counts are two names: a line's name says what it is.
+	EXPECT_EQ(r.out.find("Ports: 2"), std::string::npos) << r.out;
 }
 
 TEST_F(HbaapiList, VersionUsageAndAConfigurationOfItsOwn)

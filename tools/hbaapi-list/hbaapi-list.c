@@ -289,7 +289,7 @@ static void port_fields(const HBA_PORTATTRIBUTES *p, int discovered)
 	num_field("Maximum frame size", "max_frame_size", p->PortMaxFrameSize);
 	if (!discovered) {
 		wwn_field("Fabric name", "fabric_name", p->FabricName);
-		num_field("Discovered ports", "discovered_ports", p->NumberofDiscoveredPorts);
+		num_field("Number of discovered ports", "discovered_ports", p->NumberofDiscoveredPorts);
 	}
 }
 
@@ -439,7 +439,7 @@ static int adapter(HBA_UINT32 index)
 		str_field("Option ROM version", "option_rom_version", a.OptionROMVersion, sizeof a.OptionROMVersion);
 		str_field("Firmware version", "firmware_version", a.FirmwareVersion, sizeof a.FirmwareVersion);
 		fmt_field("Vendor specific ID", "vendor_specific_id", "0x%08x", a.VendorSpecificID);
-		num_field("Ports", "number_of_ports", a.NumberOfPorts);
+		num_field("Number of ports", "number_of_ports", a.NumberOfPorts);
 	}
 	open_section("Ports", "ports", 1);
 	for (HBA_UINT32 p = 0; st == HBA_STATUS_OK && p < a.NumberOfPorts; p++)
