@@ -65,7 +65,7 @@ constexpr Named kStatuses[] = {QOR_STATUS_LIST(QORSIM_STATUS_ROW)};
 
 int get_errno(const Field &f)
 {
-	return static_cast<int>(named(f, kErrnos, std::size(kErrnos), 0, 4095, "errno name"));
+	return static_cast<int>(named(f, kErrnos, std::size(kErrnos), 1, 4095, "errno name"));
 }
 
 uint32_t get_status(const Field &f)

@@ -663,6 +663,9 @@ TEST(SimTopology, ErrorsNameThePlace)
 		{R"({"adapters": [{"functions": []}], "faults": [{"flash": "erase_timeout", "adapter": 0, "part": "xx"}]})",
 		 "faults[0].part: unknown partition 'xx'"},
 		{R"({"flash_latency": {"write_ms": 1, "wall": 1}})", "flash_latency.wall: must be true or false"},
+		// errno 0 is no failure: a fault with it would silently do nothing.
+		{R"({"faults": [{"code": "0xC0084303", "errno": 0}]})", "faults[0].errno: must be an integer from 1 to 4095"},
+		{R"({"faults": [{"open": "/dev/qor", "errno": "0"}]})", "faults[0].errno: must be an integer from 1 to 4095"},
 		// A key given twice in one object: one of the two would be lost.
 		{R"({"adapters": [], "adapters": []})", "topology: key 'adapters' appears twice"},
 		{R"({"adapters": [{"functions": [)" + fc + R"(, {"type": "fc", "pwwn": "20:00:00:00:00:00:00:01",
