@@ -175,7 +175,8 @@ int main(int argc, char **argv)
 	std::string topology, root;
 	bool verbose = false;
 	std::vector<std::string> command;
-	app.add_option("--topology", topology, "hardware topology (JSON); default: the built-in one")->check(CLI::Validator(path_value, ""));
+	app.add_option("--topology", topology, "hardware topology (JSON); default: the built-in one")
+		->check(CLI::Validator(path_value, ""));
 	app.add_option("--root", root,
 		       "directory under which /etc/qor.conf, /etc/hba.conf and /sys/class/scsi_device resolve; "
 		       "default: a private one under $XDG_STATE_HOME/qorsim; / uses the host's files")

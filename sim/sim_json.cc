@@ -4,7 +4,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "qor/qor_text.h"
@@ -36,7 +38,7 @@ nlohmann::json parse_json(const std::string &text)
 		std::set<std::string> keys;
 	};
 	std::vector<Level> at;
-	std::string twice;
+	std::optional<std::pair<std::string, std::string>> twice; // the object's place, the key
 	auto place = [&] {
 		std::string p;
 		for (size_t i = 0; i + 1 < at.size(); i++)
@@ -62,8 +64,8 @@ nlohmann::json parse_json(const std::string &text)
 				break;
 			case event::key:
 				at.back().key = parsed.get<std::string>();
-				if (!at.back().keys.insert(at.back().key).second && twice.empty())
-					twice = place() + ": key '" + at.back().key + "' appears twice";
+				if (!at.back().keys.insert(at.back().key).second && !twice)
+					twice.emplace(place(), at.back().key);
 				break;
 			case event::value:
 				element();
@@ -72,8 +74,8 @@ nlohmann::json parse_json(const std::string &text)
 			return true;
 		},
 		true, true);
-	if (!twice.empty())
-		throw BadInput(twice.rfind(": ", 0) == 0 ? "topology" + twice : twice);
+	if (twice)
+		bad_input(twice->first, "key '" + twice->second + "' appears twice");
 	return j;
 }
 
