@@ -520,9 +520,18 @@ TEST_F(Mxt, RefusedCommandsSayWhy)
 		{"stats --watch 0", "argument --watch: '0' is not a valid number"},
 		{"stats --watch 2 --prometheus", "--watch shows rates, which --prometheus does not carry"},
 		{"stats -o x.prom", "--output writes the Prometheus form; give --prometheus with it"},
+		// An empty file name is no file; the null WWN names no port (it
+		// once listed every target).
+		{"stats -o ''", "--output writes the Prometheus form; give --prometheus with it"},
+		{"lun list 1/0 0x0000000000000000", "argument RPWWN: '0x0000000000000000' is not a port's WWN"},
+		{"rport show 1/0 00:00:00:00:00:00:00:00", "argument RPWWN: '00:00:00:00:00:00:00:00' is not a port's WWN"},
 	};
 	for (const refusal &r : cases_)
 		refused(r.args, r.message);
+	result empty = mxt("stats --prometheus -o ''");
+	EXPECT_EQ(empty.rc, 1);
+	EXPECT_EQ(empty.out, "") << "not printed instead";
+	EXPECT_EQ(empty.err.rfind("mxt: no file name in ''; give the name of a file", 0), 0u) << empty.err;
 	// '1/4294967297' once disabled port 1/1.
 	EXPECT_FALSE(has(conf(), "port-enable")) << conf();
 	check_schemas();
@@ -1067,6 +1076,76 @@ TEST_F(Mxt, BytesThatAreNotUtf8AreReplaced)
 	EXPECT_TRUE(has(t.out, "lab\xef\xbf\xbdx")) << t.out;
 }
 
+// Driver text with control characters (a name, a description, a symbolic
+// name, a serial number in an event) reaches the terminal escaped as \xNN,
+// never raw; JSON keeps the text as it is, escaped by JSON itself.
+TEST_F(Mxt, ControlCharactersNeverReachTheTerminalRaw)
+{
+	std::string topo = root + "/ctl.json";
+	qt::write_file(topo, R"({"adapters":[{"serial":"QX\u001b[31mA","model_descr":"evil\u001b[2J\u0007desc\u009b1m",
+		"functions":[{"type":"fc","fcport":{"symname":"sym\u001b]0;title\u0007x",
+		"rports":[{"pwwn":"50:00:00:00:00:00:00:01"}]}}]}],
+		"schedule":[{"at_ms":0,"action":"adapter_add","adapter":0}]})");
+	for (const char *args : {"adapter list", "adapter show 1", "ioc show 0", "lport list 1/0", "events"}) {
+		result r = mxt(args, topo);
+		ASSERT_EQ(r.rc, 0) << args << ": " << r.err;
+		for (const std::string &text : {r.out, r.err})
+			for (unsigned char ch : text)
+				ASSERT_TRUE(ch >= 0x20 || ch == '\n') << args << ": raw control character " << (int)ch << " in\n"
+								       << text;
+		EXPECT_FALSE(has(r.out, "\xc2\x9b")) << args << ": a raw C1 control character";
+		EXPECT_TRUE(has(r.out, "QX\\x1b[31mA") || has(r.out, "sym\\x1b]0;title\\x07x")) << args << ": " << r.out;
+	}
+	EXPECT_TRUE(has(mxt("adapter show 1", topo).out, "evil\\x1b[2J\\x07desc\\x9b1m\n"));
+	json a = json::parse(mxt("--json adapter show 1", topo).out);
+	EXPECT_EQ(a["model_descr"], "evil\x1b[2J\x07" "desc\xc2\x9b" "1m");
+	// Multi-line text keeps its lines.
+	result c = mxt("config show", topo);
+	EXPECT_GT(std::count(c.out.begin(), c.out.end(), '\n'), 2) << c.out;
+}
+
+// --list-commands in text is one usage line per command (its help below
+// it), in the words of 'mxt --help'; the JSON form is what programs read.
+TEST_F(Mxt, ListCommandsTextShowsUsageLines)
+{
+	result r = sh(bin + "/mxt --list-commands");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	EXPECT_FALSE(has(r.out, "{\"name\"")) << "no raw JSON in the text form";
+	for (const char *line : {"ioc coalesce ID on|off [--delay N] [--latency N]\n", "ioc list\n",
+				 "lun list A/P [RPWWN]\n", "stats [A/P...] [--watch N] [--prometheus] [--rports] [--output|-o VALUE]\n",
+				 "boot update PKG [N] [--all] [--devid 0x13|0x14|0x17|0x21]\n", "flash erase N PART [--yes]\n"})
+		EXPECT_TRUE(has("\n" + r.out, std::string("\n") + line)) << line << "in\n" << r.out;
+	size_t usages = 0;
+	for (const json &c : json::parse(sh(bin + "/mxt --list-commands --json").out)) {
+		const std::string path = c["path"];
+		const size_t at = ("\n" + r.out).find("\n" + path + (c["arguments"].empty() ? "\n" : " "));
+		ASSERT_NE(at, std::string::npos) << path;
+		usages++;
+		const std::string help = r.out.substr(r.out.find('\n', at) + 1);
+		EXPECT_EQ(help.rfind("    " + c["help"].get<std::string>() + " (" + c["side"].get<std::string>() + ", " +
+					     c["effect"].get<std::string>() + ")\n",
+				     0),
+			  0u)
+			<< path;
+	}
+	EXPECT_EQ((size_t)std::count(r.out.begin(), r.out.end(), '\n'), 2 * usages);
+}
+
+// Output that cannot be written (a full disk) is a failure, not a cut file
+// with exit status 0.
+TEST_F(Mxt, UnwritableOutputExitsOne)
+{
+	struct stat st;
+	if (stat("/dev/full", &st) != 0)
+		GTEST_SKIP() << "no /dev/full";
+	for (const char *args : {"adapter list", "--json stats", "stats --prometheus", "--list-commands"}) {
+		result r = mxt(std::string(args) + " >/dev/full");
+		EXPECT_EQ(r.rc, 1) << args;
+		EXPECT_TRUE(has(r.err, "mxt: writing the output failed: ")) << args << ": " << r.err;
+		EXPECT_TRUE(has(r.err, "check the space left")) << args << ": " << r.err;
+	}
+}
+
 TEST_F(Mxt, UsageErrorsExitOne)
 {
 	EXPECT_EQ(mxt("").rc, 1);
@@ -1119,6 +1198,22 @@ TEST_F(Mxt, PrometheusFormCarriesEveryCounter)
 	ASSERT_EQ(p.rc, 0) << p.err;
 	EXPECT_TRUE(has(p.out, R"(qorl_fc_rport_offlines_total{adapter="1",port="0",port_wwn="20:00:00:00:00:00:00:01",rport_wwn="21:00:02:5a:30:00:00:01"} 1)"))
 		<< p.out;
+	check_schemas();
+}
+
+// A port named twice is read and shown once: the exposition format refuses
+// a series that appears twice.
+TEST_F(Mxt, StatsShowsAPortNamedTwiceOnce)
+{
+	result p = mxt("stats 1/0 2/1 1/0 --prometheus");
+	ASSERT_EQ(p.rc, 0) << p.err;
+	size_t n = 0;
+	for (size_t at = 0; (at = p.out.find("qorl_fc_port_up{adapter=\"1\",port=\"0\"", at)) != std::string::npos; at++)
+		n++;
+	EXPECT_EQ(n, 1u) << p.out.substr(0, 600);
+	result j = mxt("--json stats 1/0 1/0");
+	ASSERT_EQ(j.rc, 0) << j.err;
+	EXPECT_EQ(collect("stats", "stats 1/0 1/0", j.out).size(), 1u);
 	check_schemas();
 }
 
@@ -1405,6 +1500,38 @@ TEST_F(Mxt, FlashAndBootRefusals)
 	};
 	for (const refusal &r : cases_)
 		refused(r.args, r.message);
+	// Files: what the library would rename over (a directory, a link) is left
+	// alone, an empty name is none, an empty image is said to be empty.
+	const std::string dir = root + "/d", link = root + "/link", victim = root + "/victim", empty = root + "/empty";
+	mkdir(dir.c_str(), 0755);
+	qt::write_file(victim, "keep\n");
+	qt::write_file(empty, "");
+	ASSERT_EQ(symlink(victim.c_str(), link.c_str()), 0);
+	const std::string lun = std::string("scsi read 1/0 ") + "50:25:a3:40:10:3a:7c:00" + " 0 0 -o ";
+	const refusal files[] = {
+		{"flash read 1 fw " + dir, dir + " exists and is not a regular file; it is left alone; give the name of a file"},
+		{"flash read 1 fw " + link, link + " exists and is not a regular file; it is left alone"},
+		{"flash read 1 fw ''", "no file name in ''; give the name of a file"},
+		{lun + dir, dir + " exists and is not a regular file; it is left alone"},
+		{lun + link, link + " exists and is not a regular file; it is left alone"},
+		{lun + root + "/missing/x", "cannot create a file in " + root + "/missing: No such file or directory; give"},
+		{"flash write 1 fw " + empty, "image file " + empty + " is empty; give the path of the image file"},
+		{"flash write 1 fw " + dir, "image file " + dir + " is not a regular file; give the path of the image file"},
+		{"boot inspect " + dir, "package " + dir + " is not a regular file; give the path of the package"},
+		{"boot update " + root + "/nonexistent.tar --all",
+		 "cannot read package " + root + "/nonexistent.tar: No such file or directory; give the path of the package"},
+	};
+	for (const refusal &r : files)
+		refused(r.args, r.message);
+	struct stat st;
+	ASSERT_EQ(lstat(link.c_str(), &st), 0);
+	EXPECT_TRUE(S_ISLNK(st.st_mode)) << "the link stays a link";
+	EXPECT_EQ(qt::read_file(victim), "keep\n");
+	EXPECT_EQ(sh("ls -A " + root + " | grep -c tmp").out, "0\n") << "no temporary file left";
+	// A device is written as it is, through a link too.
+	result dev = mxt(lun + "/dev/stdout");
+	EXPECT_EQ(dev.rc, 0) << dev.err;
+	EXPECT_GE(dev.out.size(), 512u);
 	// With a library status: the package is not one.
 	const std::string bad = root + "/bad.tar";
 	qt::write_file(bad, std::string(2048, 'x'));

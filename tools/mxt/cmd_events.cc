@@ -235,8 +235,9 @@ void emit_line(const doc &e)
 		std::cout << one_line(e) << std::endl;
 		return;
 	}
-	std::cout << text(e["time"]) << "  " << text(e["category"]) << " " << text(e["type"]) << "  "
-		  << controller_text(e) << "  " << object_text(e) << std::endl;
+	std::cout << printable(text(e["time"]) + "  " + text(e["category"]) + " " + text(e["type"]) + "  " +
+			       controller_text(e) + "  " + object_text(e))
+		  << std::endl;
 }
 
 bool wanted(const std::string &kind, uint32_t cat)

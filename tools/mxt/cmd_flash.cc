@@ -82,14 +82,17 @@ doc name_or_null(const char *name)
 	return *name ? doc(name) : doc();
 }
 
-// A readable file named by the caller, or a failure that says why not.
+// A readable file named by the caller, not empty, or a failure that says why not.
 void readable(const std::string &path, const std::string &what)
 {
+	const std::string hint = "; give the path of the " + what;
 	struct stat st;
 	if (stat(path.c_str(), &st) != 0 || access(path.c_str(), R_OK) != 0)
-		fail("cannot read " + what + " " + path + ": " + strerror(errno));
+		fail("cannot read " + what + " " + path + ": " + strerror(errno) + hint);
 	if (!S_ISREG(st.st_mode))
-		fail(what + " " + path + " is not a regular file");
+		fail(what + " " + path + " is not a regular file" + hint);
+	if (st.st_size == 0)
+		fail(what + " " + path + " is empty" + hint);
 }
 
 } // namespace
@@ -125,6 +128,8 @@ doc flash_read(call &c)
 	qorl_t *q = flash_controller(c);
 	const qor_flash_part_attr_t p = named_part(q, c);
 	std::string file = c.words["FILE"];
+	// The library renames over whatever is there: a link or a directory would go.
+	check_replaceable(file);
 	qor_status_t st = qorl_flash_read_part(q, c.part, c.part_instance, file.data(), p.part_size, QOR_TRUE);
 	check(st, "reading " + part_word(c) + " of " + c.where() + " to " + file,
 	      st == QOR_STATUS_EFOPEN || st == QOR_STATUS_FAILED ? "check that the file's directory exists and is writable"

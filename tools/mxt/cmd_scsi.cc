@@ -2,6 +2,7 @@
 // standard SCSI commands sent to one of them. Replies are read only through
 // the bounded readers of protocol/scsi_decode.h; what a target refuses is
 // shown with the standard names of its sense data.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -328,42 +329,51 @@ doc designators_doc(const uint8_t *p, size_t n)
 }
 
 // The file a read goes to: written beside and renamed over a regular file,
-// written straight to anything else (a device, a pipe).
+// written straight to anything else (a device, a pipe, /dev/stdout).
 class output_file {
 public:
 	explicit output_file(const std::string &path) : path_(path)
 	{
 		struct stat st;
-		const bool special = ::stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode);
-		write_to_ = special ? path : path + ".tmp." + std::to_string(getpid());
-		f_ = fopen(write_to_.c_str(), "wb");
-		if (!f_)
+		const bool special = ::stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode);
+		int fd = special ? ::open(path.c_str(), O_WRONLY | O_CLOEXEC) : create_beside(path, &tmp_);
+		if (fd < 0)
+			fail("cannot write " + path + ": " + strerror(errno) + "; give a file you can write");
+		f_ = fdopen(fd, "wb");
+		if (!f_) {
+			::close(fd);
+			discard();
 			fail("cannot write " + path + ": " + strerror(errno));
+		}
 	}
 	~output_file()
 	{
 		if (f_) {
 			fclose(f_);
-			if (write_to_ != path_)
-				remove(write_to_.c_str());
+			discard();
 		}
 	}
 	FILE *get() const { return f_; }
 	void commit()
 	{
-		const bool ok = fflush(f_) == 0 && !ferror(f_);
+		const bool ok = fflush(f_) == 0 && !ferror(f_) && (tmp_.empty() || fsync(fileno(f_)) == 0);
+		const int e = errno;
 		const bool closed = fclose(f_) == 0;
 		f_ = nullptr;
-		if (!ok || !closed || (write_to_ != path_ && rename(write_to_.c_str(), path_.c_str()) != 0)) {
-			const int e = errno;
-			if (write_to_ != path_)
-				remove(write_to_.c_str());
-			fail("cannot write " + path_ + ": " + strerror(e));
+		if (!ok || !closed || (!tmp_.empty() && rename(tmp_.c_str(), path_.c_str()) != 0)) {
+			const int err = !ok ? e : errno;
+			discard();
+			fail("cannot write " + path_ + ": " + strerror(err) + "; check the space left on its file system");
 		}
 	}
 
 private:
-	std::string path_, write_to_;
+	void discard()
+	{
+		if (!tmp_.empty())
+			remove(tmp_.c_str());
+	}
+	std::string path_, tmp_;
 	FILE *f_ = nullptr;
 };
 

@@ -2,7 +2,9 @@
 // usage error and a failed command are reported the same way.
 #include <CLI/CLI.hpp>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <iostream>
 #include <list>
 #include <string_view>
@@ -136,7 +138,7 @@ std::string join(const std::vector<std::string> &words)
 
 void tell(const failure &f)
 {
-	fprintf(stderr, "mxt: %s\n", f.message.c_str());
+	fprintf(stderr, "mxt: %s\n", printable(f.message).c_str());
 	if (opts().json)
 		print(error_doc(f));
 }
@@ -168,7 +170,7 @@ int main(int argc, char **argv)
 		check_path(argc, argv);
 		app.parse(argc, argv);
 		if (list) {
-			print(command_list());
+			print(opts().json ? command_list() : doc(command_lines()));
 		} else {
 			for (leaf &l : leaves) {
 				if (!l.app->parsed())
@@ -201,6 +203,16 @@ int main(int argc, char **argv)
 		rc = 1;
 	} catch (const std::exception &e) {
 		tell(failure{std::string("internal error: ") + e.what()});
+		rc = 1;
+	}
+	// Output that did not reach its file is a failure: a monitoring run into
+	// a full disk must not leave a cut file behind with status 0.
+	errno = 0;
+	std::cout.flush();
+	if (std::fflush(stdout) != 0 || std::ferror(stdout) || !std::cout) {
+		const int e = errno;
+		fprintf(stderr, "mxt: writing the output failed: %s; check the space left on the file system it goes to\n",
+			e ? strerror(e) : "a write error");
 		rc = 1;
 	}
 	qorl_libexit();

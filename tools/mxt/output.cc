@@ -17,7 +17,7 @@ constexpr auto replace_invalid = doc::error_handler_t::replace;
 std::string scalar(const doc &v)
 {
 	if (v.is_string())
-		return v.get<std::string>();
+		return printable(v.get<std::string>());
 	if (v.is_boolean())
 		return v.get<bool>() ? "yes" : "no";
 	if (v.is_null())
@@ -112,9 +112,29 @@ void print(const doc &d)
 	else if (d.is_object())
 		print_record(d, 0);
 	else if (d.is_string() && !d.get<std::string>().empty() && d.get<std::string>().back() == '\n')
-		std::cout << d.get<std::string>();
+		std::cout << printable(d.get<std::string>(), true);
 	else
 		std::cout << scalar(d) << "\n";
+}
+
+std::string printable(std::string_view s, bool lines)
+{
+	std::string out;
+	out.reserve(s.size());
+	for (size_t i = 0; i < s.size(); i++) {
+		const auto ch = (unsigned char)s[i];
+		// C1 controls arrive as UTF-8 (U+0080 to U+009F): 0xc2 and a byte below 0xa0.
+		const bool c1 = ch == 0xc2 && i + 1 < s.size() && (unsigned char)s[i + 1] < 0xa0;
+		if ((ch >= 0x20 && ch != 0x7f && !c1) || (lines && (ch == '\n' || ch == '\t'))) {
+			out += (char)ch;
+			continue;
+		}
+		const unsigned v = c1 ? (unsigned char)s[++i] : ch;
+		char e[8];
+		snprintf(e, sizeof e, "\\x%02x", v);
+		out += e;
+	}
+	return out;
 }
 
 std::string scalar_text(const doc &v)

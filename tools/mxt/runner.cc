@@ -256,6 +256,48 @@ void run(const command &cmd, const std::map<std::string, std::string> &raw, cons
 		print(done(c));
 }
 
+namespace {
+
+// "on|off", "N", "VALUE": what an argument's value looks like in a usage line.
+std::string value_text(const param &p)
+{
+	if (!p.choices.empty()) {
+		std::string s;
+		for (const std::string &ch : p.choices)
+			s += (s.empty() ? "" : "|") + ch;
+		return s;
+	}
+	if (p.name[0] != '-')
+		return p.type == arg::ports ? std::string(p.name) + "..." : p.name;
+	return p.type == arg::number ? "N" : "VALUE";
+}
+
+} // namespace
+
+std::string usage(const command &c)
+{
+	std::string s = c.path;
+	for (const param &p : c.params) {
+		std::string name = p.name;
+		for (char &ch : name)
+			if (ch == ',')
+				ch = '|';
+		const std::string item = p.name[0] != '-' ? value_text(p)
+					 : p.type == arg::flag ? name
+							       : name + " " + value_text(p);
+		s += " " + (required(p) ? item : "[" + item + "]");
+	}
+	return s;
+}
+
+std::string command_lines()
+{
+	std::string out;
+	for (const command &c : commands())
+		out += usage(c) + "\n    " + c.help + " (" + side_word(c.needs) + ", " + effect_word(c.does) + ")\n";
+	return out;
+}
+
 doc command_list()
 {
 	doc rows = doc::array();
