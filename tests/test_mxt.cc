@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -359,14 +360,31 @@ TEST_F(Mxt, TheManualMatchesEveryCommandAndOption)
 	const std::map<std::string, std::string> entries = manual_entries(manual);
 	for (const json &c : commands) {
 		const std::string path = c["path"];
-		std::string entry;
+		std::string entry, usage;
 		for (auto &[tags, text] : entries)
-			if (has(" " + tags, " " + path + " ") || has(" " + tags, " " + path + "\n"))
+			if (has(" " + tags, " " + path + " ") || has(" " + tags, " " + path + "\n")) {
 				entry = text;
+				for (std::string l : lines_of(tags)) {
+					if (l.rfind(".", 0) == 0) // the macro of a tag line
+						l = l.substr(l.find(' ') + 1);
+					if (l == path || l.rfind(path + " ", 0) == 0)
+						usage = l;
+				}
+			}
 		if (entry.empty()) {
 			ADD_FAILURE() << "docs/mxt.1 has no entry for '" << path << "'";
 			continue;
 		}
+		EXPECT_NE(usage, "") << "no usage line for '" << path << "' in " << entry;
+		// Every option the entry's usage line names is one the command takes.
+		std::set<std::string> forms = {"--json"};
+		for (const json &a : c["arguments"])
+			for (const std::string &f : lines_of(std::regex_replace(a["name"].get<std::string>(), std::regex(","), "\n")))
+				forms.insert(f);
+		const std::regex option("(^|[ [|])(--?[a-z][a-z-]*)");
+		for (std::sregex_iterator m(usage.begin(), usage.end(), option), end; m != end; ++m)
+			EXPECT_TRUE(forms.count((*m)[2])) << "docs/mxt.1 gives '" << path << "' the option " << (*m)[2]
+							  << ", which it does not take: " << usage;
 		for (const json &a : c["arguments"]) {
 			std::string name = a["name"];
 			for (size_t at = 0; at <= name.size();) {
