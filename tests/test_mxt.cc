@@ -1682,6 +1682,12 @@ TEST_F(Mxt, RefusedScsiCommandsNameTheirSense)
 	EXPECT_EQ(r.rc, 1);
 	EXPECT_TRUE(has(r.err, "blocks 204799 to 204800 are past the end of LUN 300")) << r.err;
 	EXPECT_TRUE(has(r.err, "which has 204800 blocks")) << r.err;
+	// Within a unit over 2 TiB, but beyond what READ(10) addresses: not "past the end".
+	r = mxt(std::string("scsi read 1/0 ") + kArrayA + " 1 4294967290 --count 7");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_EQ(r.err, std::string("mxt: blocks 4294967290 to 4294967296 of LUN 1 of ") + kArrayA +
+				 " on port 1/0 are beyond the first 4294967296, which are all READ(10) reaches; give "
+				 "blocks below 4294967296\n");
 	r = mxt("lun list 1/0 21:00:02:5a:30:4c:8e:10");
 	EXPECT_EQ(r.rc, 1);
 	EXPECT_TRUE(has(r.err, "is not a SCSI target")) << r.err;

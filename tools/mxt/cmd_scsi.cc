@@ -492,10 +492,12 @@ doc scsi_read(call &c)
 	bool sixteen;
 	require_good(read_capacity(u, &cap, &sixteen), "reading the capacity of " + where);
 	const uint64_t blocks = cap.last_lba + 1;
-	if (lba + count > blocks || lba + count > (uint64_t)UINT32_MAX + 1)
-		fail("blocks " + std::to_string(lba) + " to " + std::to_string(lba + count - 1) + " are past the end of " +
-		     where + ", which has " + std::to_string(blocks) + " blocks" +
-		     (blocks > (uint64_t)UINT32_MAX + 1 ? " (READ(10) reaches the first 4294967296)" : ""));
+	const std::string range = "blocks " + std::to_string(lba) + " to " + std::to_string(lba + count - 1);
+	if (lba + count > blocks)
+		fail(range + " are past the end of " + where + ", which has " + std::to_string(blocks) + " blocks");
+	if (lba + count > (uint64_t)UINT32_MAX + 1)
+		fail(range + " of " + where + " are beyond the first 4294967296, which are all READ(10) reaches; give "
+		     "blocks below 4294967296");
 	if (cap.block_len == 0 || cap.block_len > 1u << 20)
 		fail(where + " reports a block size of " + std::to_string(cap.block_len) + " bytes, which cannot be read");
 
