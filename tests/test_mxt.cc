@@ -532,6 +532,7 @@ TEST_F(Mxt, RefusedCommandsSayWhy)
 		{"ioc frobnicate", "unknown command 'ioc frobnicate'; see mxt ioc --help"},
 		{"ioc", "'ioc' needs a command; see mxt ioc --help"},
 		{"", "no command given; see mxt --help"},
+		{"--bogus", "The following argument was not expected: --bogus; see mxt --help"},
 		{"port show", "port show: A/P is required; see mxt port show --help"},
 		{"stats 1/9", "adapter 1 has no port 9; 'mxt port list' shows the ports"},
 		{"stats 1/0 x", "argument A/P: 'x' is not a port address"},

@@ -89,13 +89,19 @@ bool standalone(std::string_view a)
 void check_path(int argc, char **argv)
 {
 	std::vector<std::string> given;
+	bool unknown_option = false;
 	for (int i = 1; i < argc; i++) {
 		std::string_view a = argv[i];
 		if (standalone(a))
 			return;
 		if (a.empty() || a[0] != '-')
 			given.emplace_back(a);
+		else
+			unknown_option = unknown_option || a != "--json";
 	}
+	// An option mxt does not know is named by the parser, not taken for a missing command.
+	if (given.empty() && unknown_option)
+		return;
 	if (given.empty())
 		fail("no command given; see mxt --help");
 	std::string path;
