@@ -536,6 +536,8 @@ TEST_F(Mxt, RefusedCommandsSayWhy)
 		{"port show", "port show: A/P is required; see mxt port show --help"},
 		{"stats 1/9", "adapter 1 has no port 9; 'mxt port list' shows the ports"},
 		{"stats 1/0 x", "argument A/P: 'x' is not a port address"},
+		{"stats ''", "argument A/P: '' is not a port address"},
+		{"stats 1/0 ''", "argument A/P: '' is not a port address"},
 		{"stats --watch 0", "argument --watch: '0' is not a valid number"},
 		{"stats --watch 2 --prometheus", "--watch shows rates, which --prometheus does not carry"},
 		{"stats -o x.prom", "--output writes the Prometheus form; give --prometheus with it"},

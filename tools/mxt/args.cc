@@ -153,7 +153,8 @@ void read_arg(call &c, const param &p, const std::string &s)
 			refuse(p.name, s, "a loop address", "give 0x01 to 0xef, or 'clear'");
 		break;
 	case arg::ports:
-		for (size_t at = 0; at < s.size();) {
+		// Every word is an address: an empty one ("$PORT" unset) is refused, not skipped.
+		for (size_t at = 0; at <= s.size();) {
 			size_t sp = s.find(' ', at);
 			if (sp == std::string::npos)
 				sp = s.size();
