@@ -669,6 +669,11 @@ TEST_F(Mxt, RefusalsSayWhyAndWhatToDo)
 		{"port alpa 1/0 0x03", "", "QOR_STATUS_EINVAL", {"one of the 126 valid loop addresses"}},
 		{"port speed 1/0 16", "", "QOR_STATUS_UNSUPP_SPEED", {"'mxt port show 1/0' shows the highest supported speed"}},
 		{"trunk enable 2", "", "QOR_STATUS_TRUNK_UNSUPP", {"this adapter cannot trunk its ports"}},
+		// A name the file cannot hold: what a name may be, not only its length.
+		{"adapter name 1 'a\"b'", "", "QOR_STATUS_EINVAL",
+		 {"naming adapter 1:", "without control characters, '\"', ';' or '\\'"}, {"port's name"}},
+		{"ioc name 4 qor-uplink", "", "QOR_STATUS_EINVAL", {"naming controller 4:", "may not contain 'adapter' or 'qor'"}},
+		{"ioc name 1 adapter-b", "", "QOR_STATUS_EINVAL", {"may not contain 'adapter'"}, {"'qor'"}},
 		// An enable or disable that does not complete names the controller:
 		// driver, instance, port.
 		{"adapter enable 1",

@@ -186,6 +186,8 @@ doc scsi_read(call &);
 doc stats(call &);
 doc report(call &);
 
+// What a name may hold: an adapter's (null) or the port's of a controller.
+std::string name_rules(const qorl_t *q);
 // The attributes of the port the call names.
 qor_port_attr_t read_port_attr(const call &c);
 // Every remote port WWN of the logical port lpwwn of the call's port.
