@@ -1324,6 +1324,19 @@ TEST_F(Mxt, WatchRatesComeFromTwoSnapshots)
 		tx = tx || has(l, "  1/0  fc_port.tx_frames  ");
 	}
 	EXPECT_TRUE(tx);
+
+	// A port whose counters cannot be read is a warning each round, not a silence.
+	const std::string topo = root + "/failing.json";
+	qt::write_file(topo, R"({"adapters":[{"functions":[{"type":"fc"},{"type":"fc"}]}],
+		"faults":[{"code":"0xC018432F","instance":0,"errno":"EIO","count":"always"}]})");
+	const std::vector<std::string> failing = {
+		"/bin/sh", "-c", "exec " + bin + "/qorsim --root " + root + " --topology " + topo + " -- " + bin +
+					  "/mxt stats 1/0 --watch 3 2>&1"};
+	qt::Lines w = qt::read_lines(failing, [](const std::vector<std::string> &l) { return l.size() >= 2; });
+	ASSERT_GE(w.lines.size(), 2u);
+	for (size_t i = 0; i < 2; i++)
+		EXPECT_EQ(w.lines[i], "mxt: warning: reading the statistics of port 1/0: status 42 (QOR_STATUS_EIO): "
+				      "input/output error");
 	check_schemas();
 }
 

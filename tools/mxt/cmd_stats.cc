@@ -324,6 +324,13 @@ exposition prometheus(const std::vector<port_snap> &snaps)
 	return x;
 }
 
+void warn_errors(const std::vector<port_snap> &snaps)
+{
+	for (const port_snap &s : snaps)
+		for (const std::string &e : s.errors)
+			fprintf(stderr, "mxt: warning: %s\n", e.c_str());
+}
+
 // ---- --watch ---------------------------------------------------------------------------
 
 volatile sig_atomic_t stopping = 0;
@@ -472,15 +479,11 @@ void watch(const std::vector<std::pair<int, int>> &ports, bool rports, unsigned 
 			watch_json(snaps, before, seconds);
 		else
 			watch_text(snaps, before, seconds, tty);
+		// The screen shows them; lines of moved counters would not.
+		if (!opts().json && !tty)
+			warn_errors(snaps);
 		before = values_of(snaps);
 	}
-}
-
-void warn_errors(const std::vector<port_snap> &snaps)
-{
-	for (const port_snap &s : snaps)
-		for (const std::string &e : s.errors)
-			fprintf(stderr, "mxt: warning: %s\n", e.c_str());
 }
 
 } // namespace
