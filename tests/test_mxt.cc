@@ -1546,11 +1546,15 @@ TEST_F(Mxt, FlashAndBootRefusals)
 	qt::write_file(victim, "keep\n");
 	qt::write_file(empty, "");
 	ASSERT_EQ(symlink(victim.c_str(), link.c_str()), 0);
+	// A device or pipe (/dev/null) is not renamed over either.
+	const std::string fifo = root + "/fifo";
+	ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
 	const std::string lun = std::string("scsi read 1/0 ") + "50:25:a3:40:10:3a:7c:00" + " 0 0 -o ";
 	const refusal files[] = {
 		{"flash read 1 fw " + dir, dir + " exists and is not a regular file; it is left alone; give the name of a file"},
 		{"flash read 1 fw " + link, link + " exists and is not a regular file; it is left alone"},
 		{"flash read 1 fw ''", "no file name in ''; give the name of a file"},
+		{"flash read 1 fw " + fifo, fifo + " exists and is not a regular file; it is left alone"},
 		{lun + dir, dir + " exists and is not a regular file; it is left alone"},
 		{lun + link, link + " exists and is not a regular file; it is left alone"},
 		{lun + root + "/missing/x", "cannot create a file in " + root + "/missing: No such file or directory; give"},
@@ -1565,6 +1569,8 @@ TEST_F(Mxt, FlashAndBootRefusals)
 	struct stat st;
 	ASSERT_EQ(lstat(link.c_str(), &st), 0);
 	EXPECT_TRUE(S_ISLNK(st.st_mode)) << "the link stays a link";
+	ASSERT_EQ(lstat(fifo.c_str(), &st), 0);
+	EXPECT_TRUE(S_ISFIFO(st.st_mode)) << "the pipe stays a pipe";
 	EXPECT_EQ(qt::read_file(victim), "keep\n");
 	EXPECT_EQ(sh("ls -A " + root + " | grep -c tmp").out, "0\n") << "no temporary file left";
 	// A device is written as it is, through a link too.
