@@ -1736,6 +1736,14 @@ TEST_F(Mxt, LunListShowsATargetThatFailsAsARow)
 	EXPECT_TRUE(rows[0]["lun"].is_null());
 	EXPECT_EQ(rows[0]["error"]["name"], "QOR_STATUS_ETIMER");
 	EXPECT_EQ(rows[1]["capacity_bytes"], 4096);
+	// In text the failed target does not take the others' columns away, and says why.
+	result t = mxt("lun list 1/0", topo);
+	ASSERT_EQ(t.rc, 0) << t.err;
+	const std::string header = t.out.substr(0, t.out.find('\n'));
+	for (const char *col : {"vendor", "capacity", "device", "error"})
+		EXPECT_TRUE(has_word(header, col)) << col << " in " << header;
+	EXPECT_TRUE(has(t.out, "QX-Disk")) << t.out;
+	EXPECT_TRUE(has(t.out, "(QOR_STATUS_ETIMER): the driver timed out\n")) << t.out;
 	r = mxt("lun list 1/0 50:00:00:00:00:00:00:01", topo);
 	EXPECT_EQ(r.rc, 1);
 	EXPECT_TRUE(has(r.err, "listing the LUNs of 50:00:00:00:00:00:00:01 on port 1/0: status 5 (QOR_STATUS_ETIMER)"))
