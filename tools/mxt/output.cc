@@ -143,7 +143,8 @@ std::string printable(std::string_view s, bool lines)
 	for (size_t i = 0; i < s.size(); i++) {
 		const auto ch = (unsigned char)s[i];
 		// C1 controls arrive as UTF-8 (U+0080 to U+009F): 0xc2 and a byte below 0xa0.
-		const bool c1 = ch == 0xc2 && i + 1 < s.size() && (unsigned char)s[i + 1] < 0xa0;
+		const bool c1 = ch == 0xc2 && i + 1 < s.size() && (unsigned char)s[i + 1] >= 0x80 &&
+				(unsigned char)s[i + 1] < 0xa0;
 		if ((ch >= 0x20 && ch != 0x7f && !c1) || (lines && (ch == '\n' || ch == '\t'))) {
 			out += (char)ch;
 			continue;
