@@ -1125,6 +1125,9 @@ TEST_F(Mxt, ControlCharactersNeverReachTheTerminalRaw)
 	EXPECT_TRUE(has(mxt("adapter show 1", topo).out, "evil\\x1b[2J\\x07desc\\x9b1m\n"));
 	json a = json::parse(mxt("--json adapter show 1", topo).out);
 	EXPECT_EQ(a["model_descr"], "evil\x1b[2J\x07" "desc\xc2\x9b" "1m");
+	// A byte 0xc2 that does not start a C1 control (user input, not UTF-8) stays as it is.
+	result u = mxt("\"$(printf 'x\\302A')\"");
+	EXPECT_EQ(u.err, "mxt: unknown command 'x\xc2" "A'; see mxt --help\n");
 	// Multi-line text keeps its lines.
 	result c = mxt("config show", topo);
 	EXPECT_GT(std::count(c.out.begin(), c.out.end(), '\n'), 2) << c.out;
