@@ -1490,6 +1490,29 @@ TEST_F(Mxt, FailedPartitionWriteSaysWhatWasWritten)
 	check_schemas();
 }
 
+// More adapters than one update takes at once: refused before the library
+// is asked (it would say so on standard output, in the middle of --json).
+TEST_F(Mxt, BootUpdateOfTooManyAdaptersIsRefusedCleanly)
+{
+	json t = {{"adapters", json::array()}};
+	for (int i = 0; i < 17; i++)
+		t["adapters"].push_back({{"serial", "QXS" + std::to_string(100 + i)}, {"card_type", 611},
+					 {"functions", {{{"type", "fc"}}}}});
+	const std::string topo = root + "/many.json";
+	qt::write_file(topo, t.dump());
+	const std::string says = "mxt: boot update --all updates at most 16 adapters at once and there are 17; update "
+				 "them one at a time (mxt boot update " + package() + " N)\n";
+	result r = mxt("boot update " + package() + " --all", topo);
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_EQ(r.out, "");
+	EXPECT_EQ(r.err, says);
+	r = mxt("--json boot update " + package() + " --all", topo);
+	EXPECT_EQ(r.rc, 1);
+	json e = collect("error", "boot update of 17 adapters", r.out);
+	EXPECT_EQ(e["error"]["message"], says.substr(5, says.size() - 6));
+	check_schemas();
+}
+
 // Run with a terminal as standard input and output (util-linux script).
 result on_terminal(const std::string &cmd)
 {

@@ -401,6 +401,11 @@ doc boot_update(call &c)
 	if (!c.words["--devid"].empty())
 		u.devid = (uint16_t)std::stoul(c.words["--devid"], nullptr, 16);
 	std::vector<shown> view;
+	// Refused here rather than by the library, which says so on standard output.
+	if (all && qorl_adapter_get_count() > QORL_BOOT_MAX_ADAPTERS)
+		fail("boot update --all updates at most " + std::to_string(QORL_BOOT_MAX_ADAPTERS) +
+		     " adapters at once and there are " + std::to_string(qorl_adapter_get_count()) +
+		     "; update them one at a time (mxt boot update " + u.path + " N)");
 	if (all) {
 		u.q = nullptr;
 		for (unsigned a = 1; a <= qorl_adapter_get_count() && a <= QORL_BOOT_MAX_ADAPTERS; a++)
