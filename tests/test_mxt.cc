@@ -1513,6 +1513,26 @@ TEST_F(Mxt, BootUpdateOfTooManyAdaptersIsRefusedCleanly)
 	check_schemas();
 }
 
+// A driver of another interface version: the library's warning goes to
+// standard error, so that standard output is still one JSON document or
+// the Prometheus text (node_exporter refuses a file with a stray line).
+TEST_F(Mxt, DriverVersionWarningStaysOffStandardOutput)
+{
+	const std::string topo = root + "/version.json";
+	qt::write_file(topo, R"({"drivers":{"fc":{"present":true,"version":4132}},
+		"adapters":[{"serial":"QXA2210F001","functions":[{"type":"fc"}]}]})");
+	for (const std::string &args : {std::string("--json adapter list"), std::string("--json stats"),
+					 "--json boot inspect " + package()}) {
+		result r = mxt(args, topo);
+		ASSERT_EQ(r.rc, 0) << args << ": " << r.err;
+		EXPECT_FALSE(json::parse(r.out, nullptr, false).is_discarded()) << args << ": " << r.out.substr(0, 200);
+		EXPECT_TRUE(has(r.err, "WARNING: MXT and Driver versions don't match!!!")) << args << ": " << r.err;
+	}
+	result p = mxt("stats --prometheus", topo);
+	ASSERT_EQ(p.rc, 0) << p.err;
+	EXPECT_EQ(p.out.rfind("# HELP ", 0), 0u) << p.out.substr(0, 200);
+}
+
 // Run with a terminal as standard input and output (util-linux script).
 result on_terminal(const std::string &cmd)
 {

@@ -234,10 +234,8 @@ doc boot_inspect(call &c)
 	}
 	d["cards"] = cards;
 	// The adapters here, when a driver answers; a package is read without one too.
-	qorl_libinit(qor_aen_app_mxt);
-	qorl_libload();
 	doc adapters = doc::array();
-	const int n = qorl_adapter_scan();
+	const int n = discover(qor_aen_app_mxt);
 	for (int a = 1; a <= n; a++) {
 		qorl_t *q = qorl_adapter_get_port(a);
 		qor_ioc_attr_t ia{};

@@ -73,6 +73,10 @@ void write_all(int fd, std::string_view data, const std::string &path);
 // Library session: init under an application identity, load, discover.
 // Fails with the driver message when no driver answers.
 void open_session(qor_aen_app_t app = qor_aen_app_mxt);
+// Init, load and scan, whatever the outcome (the last error is the scan's);
+// what the library prints meanwhile goes to standard error. Returns the
+// adapter count.
+int discover(qor_aen_app_t app);
 
 // Text forms, through the shared codec.
 std::string wwn_text(wwn_t w);

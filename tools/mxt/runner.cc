@@ -1,6 +1,8 @@
 // The runner: every command's arguments are read, its session opened, its
 // address resolved, its failure reported and its change written back here,
 // the same way for all.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -22,17 +24,35 @@ doc printed()
 	return doc(doc::value_t::discarded);
 }
 
+int discover(qor_aen_app_t app)
+{
+	// The library warns on standard output when a driver speaks another
+	// interface version; mxt's standard output carries its document only
+	// (JSON, the Prometheus text), so the warning goes to standard error.
+	std::fflush(stdout);
+	const int saved = dup(STDOUT_FILENO);
+	if (saved >= 0)
+		dup2(STDERR_FILENO, STDOUT_FILENO);
+	qorl_libinit(app);
+	qorl_libload();
+	// So that the last error after the scan is the scan's own.
+	qorl_set_last_error(QOR_STATUS_OK);
+	const int n = qorl_adapter_scan();
+	std::fflush(stdout);
+	if (saved >= 0) {
+		dup2(saved, STDOUT_FILENO);
+		close(saved);
+	}
+	return n;
+}
+
 void open_session(qor_aen_app_t app)
 {
 	static bool open = false;
 	if (open)
 		return;
 	open = true;
-	qorl_libinit(app);
-	qorl_libload();
-	// So that the last error after the scan is the scan's own.
-	qorl_set_last_error(QOR_STATUS_OK);
-	int n = qorl_adapter_scan();
+	const int n = discover(app);
 	qor_status_t st = qorl_get_last_error();
 	// A host with one of the two drivers only is no fault.
 	if (st == QOR_STATUS_OK || (n > 0 && st == QOR_STATUS_NO_DRIVER))
