@@ -1531,6 +1531,15 @@ TEST_F(Mxt, DriverVersionWarningStaysOffStandardOutput)
 	result p = mxt("stats --prometheus", topo);
 	ASSERT_EQ(p.rc, 0) << p.err;
 	EXPECT_EQ(p.out.rfind("# HELP ", 0), 0u) << p.out.substr(0, 200);
+	// An event fetch that fails is printed by the library too: the error object stays whole.
+	qt::write_file(topo, R"({"adapters":[{"serial":"QXA2210F001","functions":[{"type":"fc"}]}],
+		"faults":[{"code":"0xC058432A","errno":"EIO","count":"always"}]})");
+	result e = mxt("--json events", topo);
+	EXPECT_EQ(e.rc, 1);
+	json err = collect("error", "events whose fetch fails", e.out);
+	EXPECT_EQ(err["error"]["name"], "QOR_STATUS_EIO") << e.out;
+	EXPECT_TRUE(has(e.err, "ioctl error")) << e.err;
+	check_schemas();
 }
 
 // Run with a terminal as standard input and output (util-linux script).

@@ -73,6 +73,16 @@ void write_all(int fd, std::string_view data, const std::string &path);
 // Library session: init under an application identity, load, discover.
 // Fails with the driver message when no driver answers.
 void open_session(qor_aen_app_t app = qor_aen_app_mxt);
+// While it lives, what the library prints on standard output (designed
+// warnings) goes to standard error: mxt's standard output carries its
+// document only (JSON, the Prometheus text).
+struct library_lines_to_stderr {
+	int saved = -1;
+	library_lines_to_stderr();
+	~library_lines_to_stderr();
+	library_lines_to_stderr(const library_lines_to_stderr &) = delete;
+	library_lines_to_stderr &operator=(const library_lines_to_stderr &) = delete;
+};
 // Init, load and scan, whatever the outcome (the last error is the scan's);
 // what the library prints meanwhile goes to standard error. Returns the
 // adapter count.

@@ -24,26 +24,33 @@ doc printed()
 	return doc(doc::value_t::discarded);
 }
 
-int discover(qor_aen_app_t app)
+library_lines_to_stderr::library_lines_to_stderr()
 {
-	// The library warns on standard output when a driver speaks another
-	// interface version; mxt's standard output carries its document only
-	// (JSON, the Prometheus text), so the warning goes to standard error.
 	std::fflush(stdout);
-	const int saved = dup(STDOUT_FILENO);
+	saved = dup(STDOUT_FILENO);
 	if (saved >= 0)
 		dup2(STDERR_FILENO, STDOUT_FILENO);
-	qorl_libinit(app);
-	qorl_libload();
-	// So that the last error after the scan is the scan's own.
-	qorl_set_last_error(QOR_STATUS_OK);
-	const int n = qorl_adapter_scan();
+}
+
+library_lines_to_stderr::~library_lines_to_stderr()
+{
 	std::fflush(stdout);
 	if (saved >= 0) {
 		dup2(saved, STDOUT_FILENO);
 		close(saved);
 	}
-	return n;
+}
+
+int discover(qor_aen_app_t app)
+{
+	// The library warns on standard output when a driver speaks another
+	// interface version.
+	library_lines_to_stderr quiet;
+	qorl_libinit(app);
+	qorl_libload();
+	// So that the last error after the scan is the scan's own.
+	qorl_set_last_error(QOR_STATUS_OK);
+	return qorl_adapter_scan();
 }
 
 void open_session(qor_aen_app_t app)
