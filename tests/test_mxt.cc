@@ -1167,7 +1167,8 @@ TEST_F(Mxt, UnwritableOutputExitsOne)
 	struct stat st;
 	if (stat("/dev/full", &st) != 0)
 		GTEST_SKIP() << "no /dev/full";
-	for (const char *args : {"adapter list", "--json stats", "stats --prometheus", "--list-commands"}) {
+	for (const char *args : {"adapter list", "--json stats", "stats --prometheus", "--list-commands", "--help",
+				 "--version", "flash --help"}) {
 		result r = mxt(std::string(args) + " >/dev/full");
 		EXPECT_EQ(r.rc, 1) << args;
 		EXPECT_TRUE(has(r.err, "mxt: writing the output failed: ")) << args << ": " << r.err;

@@ -198,12 +198,14 @@ int main(int argc, char **argv)
 			}
 		}
 	} catch (const CLI::ParseError &e) {
-		if (e.get_exit_code() == 0)
-			return app.exit(e);
-		std::string path = reached(app);
-		std::string see = "see mxt " + (path.empty() ? "" : path + " ") + "--help";
-		tell(failure{(path.empty() ? "" : path + ": ") + e.what() + "; " + see});
-		rc = 1;
+		if (e.get_exit_code() == 0) {
+			app.exit(e); // help and version, checked below like any output
+		} else {
+			std::string path = reached(app);
+			std::string see = "see mxt " + (path.empty() ? "" : path + " ") + "--help";
+			tell(failure{(path.empty() ? "" : path + ": ") + e.what() + "; " + see});
+			rc = 1;
+		}
 	} catch (const failure &f) {
 		tell(f);
 		rc = 1;
