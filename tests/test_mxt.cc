@@ -1174,6 +1174,11 @@ TEST_F(Mxt, UnwritableOutputExitsOne)
 		EXPECT_TRUE(has(r.err, "mxt: writing the output failed: ")) << args << ": " << r.err;
 		EXPECT_TRUE(has(r.err, "check the space left")) << args << ": " << r.err;
 	}
+	// Blocks written as they are read: the first failed write ends the command.
+	result r = mxt("scsi read 1/0 50:25:a3:40:10:3a:7c:00 0 0 --count 100 >/dev/full");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_EQ(r.err, "mxt: writing the data failed: No space left on device; check the space left on the file "
+			 "system it goes to\n");
 }
 
 TEST_F(Mxt, UsageErrorsExitOne)

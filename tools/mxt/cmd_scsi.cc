@@ -530,7 +530,8 @@ doc scsi_read(call &c)
 		else if (dump)
 			hex_dump(stdout, chunk.data(), bytes, (at - lba) * cap.block_len);
 		else if (fwrite(chunk.data(), 1, bytes, file ? file->get() : stdout) != bytes)
-			fail(std::string("writing the data failed: ") + strerror(errno));
+			fail(std::string("writing the data failed: ") + strerror(errno) +
+			     "; check the space left on the file system it goes to");
 		at += take;
 	}
 	if (file)

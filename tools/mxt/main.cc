@@ -214,10 +214,12 @@ int main(int argc, char **argv)
 		rc = 1;
 	}
 	// Output that did not reach its file is a failure: a monitoring run into
-	// a full disk must not leave a cut file behind with status 0.
+	// a full disk must not leave a cut file behind with status 0. A command
+	// that failed has said so in its one line.
 	errno = 0;
 	std::cout.flush();
-	if (std::fflush(stdout) != 0 || std::ferror(stdout) || !std::cout) {
+	const bool lost = std::fflush(stdout) != 0 || std::ferror(stdout) || !std::cout;
+	if (lost && rc == 0) {
 		const int e = errno;
 		fprintf(stderr, "mxt: writing the output failed: %s; check the space left on the file system it goes to\n",
 			e ? strerror(e) : "a write error");
