@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -359,14 +360,31 @@ TEST_F(Mxt, TheManualMatchesEveryCommandAndOption)
 	const std::map<std::string, std::string> entries = manual_entries(manual);
 	for (const json &c : commands) {
 		const std::string path = c["path"];
-		std::string entry;
+		std::string entry, usage;
 		for (auto &[tags, text] : entries)
-			if (has(" " + tags, " " + path + " ") || has(" " + tags, " " + path + "\n"))
+			if (has(" " + tags, " " + path + " ") || has(" " + tags, " " + path + "\n")) {
 				entry = text;
+				for (std::string l : lines_of(tags)) {
+					if (l.rfind(".", 0) == 0) // the macro of a tag line
+						l = l.substr(l.find(' ') + 1);
+					if (l == path || l.rfind(path + " ", 0) == 0)
+						usage = l;
+				}
+			}
 		if (entry.empty()) {
 			ADD_FAILURE() << "docs/mxt.1 has no entry for '" << path << "'";
 			continue;
 		}
+		EXPECT_NE(usage, "") << "no usage line for '" << path << "' in " << entry;
+		// Every option the entry's usage line names is one the command takes.
+		std::set<std::string> forms = {"--json"};
+		for (const json &a : c["arguments"])
+			for (const std::string &f : lines_of(std::regex_replace(a["name"].get<std::string>(), std::regex(","), "\n")))
+				forms.insert(f);
+		const std::regex option("(^|[ [|])(--?[a-z][a-z-]*)");
+		for (std::sregex_iterator m(usage.begin(), usage.end(), option), end; m != end; ++m)
+			EXPECT_TRUE(forms.count((*m)[2])) << "docs/mxt.1 gives '" << path << "' the option " << (*m)[2]
+							  << ", which it does not take: " << usage;
 		for (const json &a : c["arguments"]) {
 			std::string name = a["name"];
 			for (size_t at = 0; at <= name.size();) {
@@ -514,15 +532,27 @@ TEST_F(Mxt, RefusedCommandsSayWhy)
 		{"ioc frobnicate", "unknown command 'ioc frobnicate'; see mxt ioc --help"},
 		{"ioc", "'ioc' needs a command; see mxt ioc --help"},
 		{"", "no command given; see mxt --help"},
+		{"--bogus", "The following argument was not expected: --bogus; see mxt --help"},
 		{"port show", "port show: A/P is required; see mxt port show --help"},
 		{"stats 1/9", "adapter 1 has no port 9; 'mxt port list' shows the ports"},
 		{"stats 1/0 x", "argument A/P: 'x' is not a port address"},
+		{"stats ''", "argument A/P: '' is not a port address"},
+		{"stats 1/0 ''", "argument A/P: '' is not a port address"},
 		{"stats --watch 0", "argument --watch: '0' is not a valid number"},
 		{"stats --watch 2 --prometheus", "--watch shows rates, which --prometheus does not carry"},
 		{"stats -o x.prom", "--output writes the Prometheus form; give --prometheus with it"},
+		// An empty file name is no file; the null WWN names no port (it
+		// once listed every target).
+		{"stats -o ''", "--output writes the Prometheus form; give --prometheus with it"},
+		{"lun list 1/0 0x0000000000000000", "argument RPWWN: '0x0000000000000000' is not a port's WWN"},
+		{"rport show 1/0 00:00:00:00:00:00:00:00", "argument RPWWN: '00:00:00:00:00:00:00:00' is not a port's WWN"},
 	};
 	for (const refusal &r : cases_)
 		refused(r.args, r.message);
+	result empty = mxt("stats --prometheus -o ''");
+	EXPECT_EQ(empty.rc, 1);
+	EXPECT_EQ(empty.out, "") << "not printed instead";
+	EXPECT_EQ(empty.err.rfind("mxt: no file name in ''; give the name of a file", 0), 0u) << empty.err;
 	// '1/4294967297' once disabled port 1/1.
 	EXPECT_FALSE(has(conf(), "port-enable")) << conf();
 	check_schemas();
@@ -639,6 +669,11 @@ TEST_F(Mxt, RefusalsSayWhyAndWhatToDo)
 		{"port alpa 1/0 0x03", "", "QOR_STATUS_EINVAL", {"one of the 126 valid loop addresses"}},
 		{"port speed 1/0 16", "", "QOR_STATUS_UNSUPP_SPEED", {"'mxt port show 1/0' shows the highest supported speed"}},
 		{"trunk enable 2", "", "QOR_STATUS_TRUNK_UNSUPP", {"this adapter cannot trunk its ports"}},
+		// A name the file cannot hold: what a name may be, not only its length.
+		{"adapter name 1 'a\"b'", "", "QOR_STATUS_EINVAL",
+		 {"naming adapter 1:", "without control characters, '\"', ';' or '\\'"}, {"port's name"}},
+		{"ioc name 4 qor-uplink", "", "QOR_STATUS_EINVAL", {"naming controller 4:", "may not contain 'adapter' or 'qor'"}},
+		{"ioc name 1 adapter-b", "", "QOR_STATUS_EINVAL", {"may not contain 'adapter'"}, {"'qor'"}},
 		// An enable or disable that does not complete names the controller:
 		// driver, instance, port.
 		{"adapter enable 1",
@@ -1067,6 +1102,85 @@ TEST_F(Mxt, BytesThatAreNotUtf8AreReplaced)
 	EXPECT_TRUE(has(t.out, "lab\xef\xbf\xbdx")) << t.out;
 }
 
+// Driver text with control characters (a name, a description, a symbolic
+// name, a serial number in an event) reaches the terminal escaped as \xNN,
+// never raw; JSON keeps the text as it is, escaped by JSON itself.
+TEST_F(Mxt, ControlCharactersNeverReachTheTerminalRaw)
+{
+	std::string topo = root + "/ctl.json";
+	qt::write_file(topo, R"({"adapters":[{"serial":"QX\u001b[31mA","model_descr":"evil\u001b[2J\u0007desc\u009b1m",
+		"functions":[{"type":"fc","fcport":{"symname":"sym\u001b]0;title\u0007x",
+		"rports":[{"pwwn":"50:00:00:00:00:00:00:01"}]}}]}],
+		"schedule":[{"at_ms":0,"action":"adapter_add","adapter":0}]})");
+	for (const char *args : {"adapter list", "adapter show 1", "ioc show 0", "lport list 1/0", "events"}) {
+		result r = mxt(args, topo);
+		ASSERT_EQ(r.rc, 0) << args << ": " << r.err;
+		for (const std::string &text : {r.out, r.err})
+			for (unsigned char ch : text)
+				ASSERT_TRUE(ch >= 0x20 || ch == '\n') << args << ": raw control character " << (int)ch << " in\n"
+								       << text;
+		EXPECT_FALSE(has(r.out, "\xc2\x9b")) << args << ": a raw C1 control character";
+		EXPECT_TRUE(has(r.out, "QX\\x1b[31mA") || has(r.out, "sym\\x1b]0;title\\x07x")) << args << ": " << r.out;
+	}
+	EXPECT_TRUE(has(mxt("adapter show 1", topo).out, "evil\\x1b[2J\\x07desc\\x9b1m\n"));
+	json a = json::parse(mxt("--json adapter show 1", topo).out);
+	EXPECT_EQ(a["model_descr"], "evil\x1b[2J\x07" "desc\xc2\x9b" "1m");
+	// A byte 0xc2 that does not start a C1 control (user input, not UTF-8) stays as it is.
+	result u = mxt("\"$(printf 'x\\302A')\"");
+	EXPECT_EQ(u.err, "mxt: unknown command 'x\xc2" "A'; see mxt --help\n");
+	// Multi-line text keeps its lines.
+	result c = mxt("config show", topo);
+	EXPECT_GT(std::count(c.out.begin(), c.out.end(), '\n'), 2) << c.out;
+}
+
+// --list-commands in text is one usage line per command (its help below
+// it), in the words of 'mxt --help'; the JSON form is what programs read.
+TEST_F(Mxt, ListCommandsTextShowsUsageLines)
+{
+	result r = sh(bin + "/mxt --list-commands");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	EXPECT_FALSE(has(r.out, "{\"name\"")) << "no raw JSON in the text form";
+	for (const char *line : {"ioc coalesce ID on|off [--delay N] [--latency N]\n", "ioc list\n",
+				 "lun list A/P [RPWWN]\n", "stats [A/P...] [--watch N] [--prometheus] [--rports] [--output|-o VALUE]\n",
+				 "boot update PKG [N] [--all] [--devid 0x13|0x14|0x17|0x21]\n", "flash erase N PART [--yes]\n"})
+		EXPECT_TRUE(has("\n" + r.out, std::string("\n") + line)) << line << "in\n" << r.out;
+	size_t usages = 0;
+	for (const json &c : json::parse(sh(bin + "/mxt --list-commands --json").out)) {
+		const std::string path = c["path"];
+		const size_t at = ("\n" + r.out).find("\n" + path + (c["arguments"].empty() ? "\n" : " "));
+		ASSERT_NE(at, std::string::npos) << path;
+		usages++;
+		const std::string help = r.out.substr(r.out.find('\n', at) + 1);
+		EXPECT_EQ(help.rfind("    " + c["help"].get<std::string>() + " (" + c["side"].get<std::string>() + ", " +
+					     c["effect"].get<std::string>() + ")\n",
+				     0),
+			  0u)
+			<< path;
+	}
+	EXPECT_EQ((size_t)std::count(r.out.begin(), r.out.end(), '\n'), 2 * usages);
+}
+
+// Output that cannot be written (a full disk) is a failure, not a cut file
+// with exit status 0.
+TEST_F(Mxt, UnwritableOutputExitsOne)
+{
+	struct stat st;
+	if (stat("/dev/full", &st) != 0)
+		GTEST_SKIP() << "no /dev/full";
+	for (const char *args : {"adapter list", "--json stats", "stats --prometheus", "--list-commands", "--help",
+				 "--version", "flash --help"}) {
+		result r = mxt(std::string(args) + " >/dev/full");
+		EXPECT_EQ(r.rc, 1) << args;
+		EXPECT_TRUE(has(r.err, "mxt: writing the output failed: ")) << args << ": " << r.err;
+		EXPECT_TRUE(has(r.err, "check the space left")) << args << ": " << r.err;
+	}
+	// Blocks written as they are read: the first failed write ends the command.
+	result r = mxt("scsi read 1/0 50:25:a3:40:10:3a:7c:00 0 0 --count 100 >/dev/full");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_EQ(r.err, "mxt: writing the data failed: No space left on device; check the space left on the file "
+			 "system it goes to\n");
+}
+
 TEST_F(Mxt, UsageErrorsExitOne)
 {
 	EXPECT_EQ(mxt("").rc, 1);
@@ -1119,6 +1233,22 @@ TEST_F(Mxt, PrometheusFormCarriesEveryCounter)
 	ASSERT_EQ(p.rc, 0) << p.err;
 	EXPECT_TRUE(has(p.out, R"(qorl_fc_rport_offlines_total{adapter="1",port="0",port_wwn="20:00:00:00:00:00:00:01",rport_wwn="21:00:02:5a:30:00:00:01"} 1)"))
 		<< p.out;
+	check_schemas();
+}
+
+// A port named twice is read and shown once: the exposition format refuses
+// a series that appears twice.
+TEST_F(Mxt, StatsShowsAPortNamedTwiceOnce)
+{
+	result p = mxt("stats 1/0 2/1 1/0 --prometheus");
+	ASSERT_EQ(p.rc, 0) << p.err;
+	size_t n = 0;
+	for (size_t at = 0; (at = p.out.find("qorl_fc_port_up{adapter=\"1\",port=\"0\"", at)) != std::string::npos; at++)
+		n++;
+	EXPECT_EQ(n, 1u) << p.out.substr(0, 600);
+	result j = mxt("--json stats 1/0 1/0");
+	ASSERT_EQ(j.rc, 0) << j.err;
+	EXPECT_EQ(collect("stats", "stats 1/0 1/0", j.out).size(), 1u);
 	check_schemas();
 }
 
@@ -1203,6 +1333,19 @@ TEST_F(Mxt, WatchRatesComeFromTwoSnapshots)
 		tx = tx || has(l, "  1/0  fc_port.tx_frames  ");
 	}
 	EXPECT_TRUE(tx);
+
+	// A port whose counters cannot be read is a warning each round, not a silence.
+	const std::string topo = root + "/failing.json";
+	qt::write_file(topo, R"({"adapters":[{"functions":[{"type":"fc"},{"type":"fc"}]}],
+		"faults":[{"code":"0xC018432F","instance":0,"errno":"EIO","count":"always"}]})");
+	const std::vector<std::string> failing = {
+		"/bin/sh", "-c", "exec " + bin + "/qorsim --root " + root + " --topology " + topo + " -- " + bin +
+					  "/mxt stats 1/0 --watch 3 2>&1"};
+	qt::Lines w = qt::read_lines(failing, [](const std::vector<std::string> &l) { return l.size() >= 2; });
+	ASSERT_GE(w.lines.size(), 2u);
+	for (size_t i = 0; i < 2; i++)
+		EXPECT_EQ(w.lines[i], "mxt: warning: reading the statistics of port 1/0: status 42 (QOR_STATUS_EIO): "
+				      "input/output error");
 	check_schemas();
 }
 
@@ -1353,6 +1496,58 @@ TEST_F(Mxt, FailedPartitionWriteSaysWhatWasWritten)
 	check_schemas();
 }
 
+// More adapters than one update takes at once: refused before the library
+// is asked (it would say so on standard output, in the middle of --json).
+TEST_F(Mxt, BootUpdateOfTooManyAdaptersIsRefusedCleanly)
+{
+	json t = {{"adapters", json::array()}};
+	for (int i = 0; i < 17; i++)
+		t["adapters"].push_back({{"serial", "QXS" + std::to_string(100 + i)}, {"card_type", 611},
+					 {"functions", {{{"type", "fc"}}}}});
+	const std::string topo = root + "/many.json";
+	qt::write_file(topo, t.dump());
+	const std::string says = "mxt: boot update --all updates at most 16 adapters at once and there are 17; update "
+				 "them one at a time (mxt boot update " + package() + " N)\n";
+	result r = mxt("boot update " + package() + " --all", topo);
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_EQ(r.out, "");
+	EXPECT_EQ(r.err, says);
+	r = mxt("--json boot update " + package() + " --all", topo);
+	EXPECT_EQ(r.rc, 1);
+	json e = collect("error", "boot update of 17 adapters", r.out);
+	EXPECT_EQ(e["error"]["message"], says.substr(5, says.size() - 6));
+	check_schemas();
+}
+
+// A driver of another interface version: the library's warning goes to
+// standard error, so that standard output is still one JSON document or
+// the Prometheus text (node_exporter refuses a file with a stray line).
+TEST_F(Mxt, DriverVersionWarningStaysOffStandardOutput)
+{
+	const std::string topo = root + "/version.json";
+	qt::write_file(topo, R"({"drivers":{"fc":{"present":true,"version":4132}},
+		"adapters":[{"serial":"QXA2210F001","functions":[{"type":"fc"}]}]})");
+	for (const std::string &args : {std::string("--json adapter list"), std::string("--json stats"),
+					 "--json boot inspect " + package()}) {
+		result r = mxt(args, topo);
+		ASSERT_EQ(r.rc, 0) << args << ": " << r.err;
+		EXPECT_FALSE(json::parse(r.out, nullptr, false).is_discarded()) << args << ": " << r.out.substr(0, 200);
+		EXPECT_TRUE(has(r.err, "WARNING: MXT and Driver versions don't match!!!")) << args << ": " << r.err;
+	}
+	result p = mxt("stats --prometheus", topo);
+	ASSERT_EQ(p.rc, 0) << p.err;
+	EXPECT_EQ(p.out.rfind("# HELP ", 0), 0u) << p.out.substr(0, 200);
+	// An event fetch that fails is printed by the library too: the error object stays whole.
+	qt::write_file(topo, R"({"adapters":[{"serial":"QXA2210F001","functions":[{"type":"fc"}]}],
+		"faults":[{"code":"0xC058432A","errno":"EIO","count":"always"}]})");
+	result e = mxt("--json events", topo);
+	EXPECT_EQ(e.rc, 1);
+	json err = collect("error", "events whose fetch fails", e.out);
+	EXPECT_EQ(err["error"]["name"], "QOR_STATUS_EIO") << e.out;
+	EXPECT_TRUE(has(e.err, "ioctl error")) << e.err;
+	check_schemas();
+}
+
 // Run with a terminal as standard input and output (util-linux script).
 result on_terminal(const std::string &cmd)
 {
@@ -1405,6 +1600,44 @@ TEST_F(Mxt, FlashAndBootRefusals)
 	};
 	for (const refusal &r : cases_)
 		refused(r.args, r.message);
+	// Files: what the library would rename over (a directory, a link) is left
+	// alone, an empty name is none, an empty image is said to be empty.
+	const std::string dir = root + "/d", link = root + "/link", victim = root + "/victim", empty = root + "/empty";
+	mkdir(dir.c_str(), 0755);
+	qt::write_file(victim, "keep\n");
+	qt::write_file(empty, "");
+	ASSERT_EQ(symlink(victim.c_str(), link.c_str()), 0);
+	// A device or pipe (/dev/null) is not renamed over either.
+	const std::string fifo = root + "/fifo";
+	ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+	const std::string lun = std::string("scsi read 1/0 ") + "50:25:a3:40:10:3a:7c:00" + " 0 0 -o ";
+	const refusal files[] = {
+		{"flash read 1 fw " + dir, dir + " exists and is not a regular file; it is left alone; give the name of a file"},
+		{"flash read 1 fw " + link, link + " exists and is not a regular file; it is left alone"},
+		{"flash read 1 fw ''", "no file name in ''; give the name of a file"},
+		{"flash read 1 fw " + fifo, fifo + " exists and is not a regular file; it is left alone"},
+		{lun + dir, dir + " exists and is not a regular file; it is left alone"},
+		{lun + link, link + " exists and is not a regular file; it is left alone"},
+		{lun + root + "/missing/x", "cannot create a file in " + root + "/missing: No such file or directory; give"},
+		{"flash write 1 fw " + empty, "image file " + empty + " is empty; give the path of the image file"},
+		{"flash write 1 fw " + dir, "image file " + dir + " is not a regular file; give the path of the image file"},
+		{"boot inspect " + dir, "package " + dir + " is not a regular file; give the path of the package"},
+		{"boot update " + root + "/nonexistent.tar --all",
+		 "cannot read package " + root + "/nonexistent.tar: No such file or directory; give the path of the package"},
+	};
+	for (const refusal &r : files)
+		refused(r.args, r.message);
+	struct stat st;
+	ASSERT_EQ(lstat(link.c_str(), &st), 0);
+	EXPECT_TRUE(S_ISLNK(st.st_mode)) << "the link stays a link";
+	ASSERT_EQ(lstat(fifo.c_str(), &st), 0);
+	EXPECT_TRUE(S_ISFIFO(st.st_mode)) << "the pipe stays a pipe";
+	EXPECT_EQ(qt::read_file(victim), "keep\n");
+	EXPECT_EQ(sh("ls -A " + root + " | grep -c tmp").out, "0\n") << "no temporary file left";
+	// A device is written as it is, through a link too.
+	result dev = mxt(lun + "/dev/stdout");
+	EXPECT_EQ(dev.rc, 0) << dev.err;
+	EXPECT_GE(dev.out.size(), 512u);
 	// With a library status: the package is not one.
 	const std::string bad = root + "/bad.tar";
 	qt::write_file(bad, std::string(2048, 'x'));
@@ -1537,6 +1770,12 @@ TEST_F(Mxt, RefusedScsiCommandsNameTheirSense)
 	EXPECT_EQ(r.rc, 1);
 	EXPECT_TRUE(has(r.err, "blocks 204799 to 204800 are past the end of LUN 300")) << r.err;
 	EXPECT_TRUE(has(r.err, "which has 204800 blocks")) << r.err;
+	// Within a unit over 2 TiB, but beyond what READ(10) addresses: not "past the end".
+	r = mxt(std::string("scsi read 1/0 ") + kArrayA + " 1 4294967290 --count 7");
+	EXPECT_EQ(r.rc, 1);
+	EXPECT_EQ(r.err, std::string("mxt: blocks 4294967290 to 4294967296 of LUN 1 of ") + kArrayA +
+				 " on port 1/0 are beyond the first 4294967296, which are all READ(10) reaches; give "
+				 "blocks below 4294967296\n");
 	r = mxt("lun list 1/0 21:00:02:5a:30:4c:8e:10");
 	EXPECT_EQ(r.rc, 1);
 	EXPECT_TRUE(has(r.err, "is not a SCSI target")) << r.err;
@@ -1558,6 +1797,14 @@ TEST_F(Mxt, LunListShowsATargetThatFailsAsARow)
 	EXPECT_TRUE(rows[0]["lun"].is_null());
 	EXPECT_EQ(rows[0]["error"]["name"], "QOR_STATUS_ETIMER");
 	EXPECT_EQ(rows[1]["capacity_bytes"], 4096);
+	// In text the failed target does not take the others' columns away, and says why.
+	result t = mxt("lun list 1/0", topo);
+	ASSERT_EQ(t.rc, 0) << t.err;
+	const std::string header = t.out.substr(0, t.out.find('\n'));
+	for (const char *col : {"vendor", "capacity", "device", "error"})
+		EXPECT_TRUE(has_word(header, col)) << col << " in " << header;
+	EXPECT_TRUE(has(t.out, "QX-Disk")) << t.out;
+	EXPECT_TRUE(has(t.out, "(QOR_STATUS_ETIMER): the driver timed out\n")) << t.out;
 	r = mxt("lun list 1/0 50:00:00:00:00:00:00:01", topo);
 	EXPECT_EQ(r.rc, 1);
 	EXPECT_TRUE(has(r.err, "listing the LUNs of 50:00:00:00:00:00:00:01 on port 1/0: status 5 (QOR_STATUS_ETIMER)"))

@@ -93,6 +93,9 @@ wwn_t read_wwn(const std::string &name, const std::string &s)
 	if (!qor_wwn_parse(s.c_str(), &w))
 		refuse(name, s, "a WWN",
 		       "write 8 hex bytes as 21:00:02:5a:30:00:00:01, 0x2100025a30000001 or 2100025a30000001");
+	// 0 stands for "none" everywhere (lun list's optional target too): no port has it.
+	if (w == 0)
+		refuse(name, s, "a port's WWN", "the null WWN names no port; 'mxt rport list' shows the remote ports");
 	return w;
 }
 
@@ -150,7 +153,8 @@ void read_arg(call &c, const param &p, const std::string &s)
 			refuse(p.name, s, "a loop address", "give 0x01 to 0xef, or 'clear'");
 		break;
 	case arg::ports:
-		for (size_t at = 0; at < s.size();) {
+		// Every word is an address: an empty one ("$PORT" unset) is refused, not skipped.
+		for (size_t at = 0; at <= s.size();) {
 			size_t sp = s.find(' ', at);
 			if (sp == std::string::npos)
 				sp = s.size();

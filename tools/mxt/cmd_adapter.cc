@@ -62,7 +62,7 @@ doc adapter_name(call &c)
 {
 	qorl_adapter_set_name((unsigned)c.adapter, c.words["TEXT"].data());
 	qor_status_t st = qorl_get_last_error();
-	return c.changed(st, "naming " + c.where(), st == QOR_STATUS_EINVAL ? "names hold at most 63 characters" : "");
+	return c.changed(st, "naming " + c.where(), st == QOR_STATUS_EINVAL ? name_rules(nullptr) : "");
 }
 
 namespace {

@@ -235,8 +235,9 @@ void emit_line(const doc &e)
 		std::cout << one_line(e) << std::endl;
 		return;
 	}
-	std::cout << text(e["time"]) << "  " << text(e["category"]) << " " << text(e["type"]) << "  "
-		  << controller_text(e) << "  " << object_text(e) << std::endl;
+	std::cout << printable(text(e["time"]) + "  " + text(e["category"]) + " " + text(e["type"]) + "  " +
+			       controller_text(e) + "  " + object_text(e))
+		  << std::endl;
 }
 
 bool wanted(const std::string &kind, uint32_t cat)
@@ -256,7 +257,12 @@ doc show_queued(const std::string &kind)
 	for (qorl_t *q = qorl_ioc_get_list(); q && i < n; q = q->next, i++) {
 		for (;;) {
 			int count = QOR_AEN_MAX_ENTRIES;
-			qor_status_t st = qorl_aen_get_events(q, buf.data(), &count, qor_aen_app_test);
+			qor_status_t st;
+			{
+				// A failed fetch is also printed by the library.
+				library_lines_to_stderr quiet;
+				st = qorl_aen_get_events(q, buf.data(), &count, qor_aen_app_test);
+			}
 			if (st != QOR_STATUS_OK)
 				fail_status("reading the events of controller " + std::to_string(q->id), st);
 			for (int k = 0; k < count; k++) {

@@ -82,14 +82,17 @@ doc name_or_null(const char *name)
 	return *name ? doc(name) : doc();
 }
 
-// A readable file named by the caller, or a failure that says why not.
+// A readable file named by the caller, not empty, or a failure that says why not.
 void readable(const std::string &path, const std::string &what)
 {
+	const std::string hint = "; give the path of the " + what;
 	struct stat st;
 	if (stat(path.c_str(), &st) != 0 || access(path.c_str(), R_OK) != 0)
-		fail("cannot read " + what + " " + path + ": " + strerror(errno));
+		fail("cannot read " + what + " " + path + ": " + strerror(errno) + hint);
 	if (!S_ISREG(st.st_mode))
-		fail(what + " " + path + " is not a regular file");
+		fail(what + " " + path + " is not a regular file" + hint);
+	if (st.st_size == 0)
+		fail(what + " " + path + " is empty" + hint);
 }
 
 } // namespace
@@ -125,6 +128,8 @@ doc flash_read(call &c)
 	qorl_t *q = flash_controller(c);
 	const qor_flash_part_attr_t p = named_part(q, c);
 	std::string file = c.words["FILE"];
+	// The library renames over whatever is there: a link or a directory would go.
+	check_replaceable(file);
 	qor_status_t st = qorl_flash_read_part(q, c.part, c.part_instance, file.data(), p.part_size, QOR_TRUE);
 	check(st, "reading " + part_word(c) + " of " + c.where() + " to " + file,
 	      st == QOR_STATUS_EFOPEN || st == QOR_STATUS_FAILED ? "check that the file's directory exists and is writable"
@@ -229,10 +234,8 @@ doc boot_inspect(call &c)
 	}
 	d["cards"] = cards;
 	// The adapters here, when a driver answers; a package is read without one too.
-	qorl_libinit(qor_aen_app_mxt);
-	qorl_libload();
 	doc adapters = doc::array();
-	const int n = qorl_adapter_scan();
+	const int n = discover(qor_aen_app_mxt);
 	for (int a = 1; a <= n; a++) {
 		qorl_t *q = qorl_adapter_get_port(a);
 		qor_ioc_attr_t ia{};
@@ -396,6 +399,11 @@ doc boot_update(call &c)
 	if (!c.words["--devid"].empty())
 		u.devid = (uint16_t)std::stoul(c.words["--devid"], nullptr, 16);
 	std::vector<shown> view;
+	// Refused here rather than by the library, which says so on standard output.
+	if (all && qorl_adapter_get_count() > QORL_BOOT_MAX_ADAPTERS)
+		fail("boot update --all updates at most " + std::to_string(QORL_BOOT_MAX_ADAPTERS) +
+		     " adapters at once and there are " + std::to_string(qorl_adapter_get_count()) +
+		     "; update them one at a time (mxt boot update " + u.path + " N)");
 	if (all) {
 		u.q = nullptr;
 		for (unsigned a = 1; a <= qorl_adapter_get_count() && a <= QORL_BOOT_MAX_ADAPTERS; a++)

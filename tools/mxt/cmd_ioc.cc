@@ -217,10 +217,21 @@ doc ioc_coalesce(call &c)
 			 "setting interrupt coalescing of " + c.where());
 }
 
+std::string name_rules(const qorl_t *q)
+{
+	// What the configuration file can hold, and the words that would make a
+	// port's line look like another key.
+	std::string s = "a name is at most 63 characters of UTF-8 text without control characters, '\"', ';' or '\\'";
+	if (q)
+		s += std::string(", and a port's name may not contain 'adapter'") +
+		     (fc_side(q->ioc_type) ? "" : " or 'qor'");
+	return s;
+}
+
 doc ioc_name(call &c)
 {
 	qor_status_t st = qorl_ioc_set_name(c.q, c.words["TEXT"].data());
-	return c.changed(st, "naming " + c.where(), st == QOR_STATUS_EINVAL ? "names hold at most 63 characters" : "");
+	return c.changed(st, "naming " + c.where(), st == QOR_STATUS_EINVAL ? name_rules(c.q) : "");
 }
 
 } // namespace mxt

@@ -2,6 +2,7 @@
 // standard SCSI commands sent to one of them. Replies are read only through
 // the bounded readers of protocol/scsi_decode.h; what a target refuses is
 // shown with the standard names of its sense data.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -328,42 +329,51 @@ doc designators_doc(const uint8_t *p, size_t n)
 }
 
 // The file a read goes to: written beside and renamed over a regular file,
-// written straight to anything else (a device, a pipe).
+// written straight to anything else (a device, a pipe, /dev/stdout).
 class output_file {
 public:
 	explicit output_file(const std::string &path) : path_(path)
 	{
 		struct stat st;
-		const bool special = ::stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode);
-		write_to_ = special ? path : path + ".tmp." + std::to_string(getpid());
-		f_ = fopen(write_to_.c_str(), "wb");
-		if (!f_)
+		const bool special = ::stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode);
+		int fd = special ? ::open(path.c_str(), O_WRONLY | O_CLOEXEC) : create_beside(path, &tmp_);
+		if (fd < 0)
+			fail("cannot write " + path + ": " + strerror(errno) + "; give a file you can write");
+		f_ = fdopen(fd, "wb");
+		if (!f_) {
+			::close(fd);
+			discard();
 			fail("cannot write " + path + ": " + strerror(errno));
+		}
 	}
 	~output_file()
 	{
 		if (f_) {
 			fclose(f_);
-			if (write_to_ != path_)
-				remove(write_to_.c_str());
+			discard();
 		}
 	}
 	FILE *get() const { return f_; }
 	void commit()
 	{
-		const bool ok = fflush(f_) == 0 && !ferror(f_);
+		const bool ok = fflush(f_) == 0 && !ferror(f_) && (tmp_.empty() || fsync(fileno(f_)) == 0);
+		const int e = errno;
 		const bool closed = fclose(f_) == 0;
 		f_ = nullptr;
-		if (!ok || !closed || (write_to_ != path_ && rename(write_to_.c_str(), path_.c_str()) != 0)) {
-			const int e = errno;
-			if (write_to_ != path_)
-				remove(write_to_.c_str());
-			fail("cannot write " + path_ + ": " + strerror(e));
+		if (!ok || !closed || (!tmp_.empty() && rename(tmp_.c_str(), path_.c_str()) != 0)) {
+			const int err = !ok ? e : errno;
+			discard();
+			fail("cannot write " + path_ + ": " + strerror(err) + "; check the space left on its file system");
 		}
 	}
 
 private:
-	std::string path_, write_to_;
+	void discard()
+	{
+		if (!tmp_.empty())
+			remove(tmp_.c_str());
+	}
+	std::string path_, tmp_;
 	FILE *f_ = nullptr;
 };
 
@@ -482,10 +492,12 @@ doc scsi_read(call &c)
 	bool sixteen;
 	require_good(read_capacity(u, &cap, &sixteen), "reading the capacity of " + where);
 	const uint64_t blocks = cap.last_lba + 1;
-	if (lba + count > blocks || lba + count > (uint64_t)UINT32_MAX + 1)
-		fail("blocks " + std::to_string(lba) + " to " + std::to_string(lba + count - 1) + " are past the end of " +
-		     where + ", which has " + std::to_string(blocks) + " blocks" +
-		     (blocks > (uint64_t)UINT32_MAX + 1 ? " (READ(10) reaches the first 4294967296)" : ""));
+	const std::string range = "blocks " + std::to_string(lba) + " to " + std::to_string(lba + count - 1);
+	if (lba + count > blocks)
+		fail(range + " are past the end of " + where + ", which has " + std::to_string(blocks) + " blocks");
+	if (lba + count > (uint64_t)UINT32_MAX + 1)
+		fail(range + " of " + where + " are beyond the first 4294967296, which are all READ(10) reaches; give "
+		     "blocks below 4294967296");
 	if (cap.block_len == 0 || cap.block_len > 1u << 20)
 		fail(where + " reports a block size of " + std::to_string(cap.block_len) + " bytes, which cannot be read");
 
@@ -518,7 +530,8 @@ doc scsi_read(call &c)
 		else if (dump)
 			hex_dump(stdout, chunk.data(), bytes, (at - lba) * cap.block_len);
 		else if (fwrite(chunk.data(), 1, bytes, file ? file->get() : stdout) != bytes)
-			fail(std::string("writing the data failed: ") + strerror(errno));
+			fail(std::string("writing the data failed: ") + strerror(errno) +
+			     "; check the space left on the file system it goes to");
 		at += take;
 	}
 	if (file)

@@ -3,6 +3,7 @@
 // or as per-second rates with --watch.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
@@ -106,7 +107,10 @@ std::vector<std::pair<int, int>> selected(const call &c)
 			if (!qorl_adapter_get_ioc(ad, p))
 				fail("adapter " + std::to_string(a) + " has no port " + std::to_string(p) +
 				     "; 'mxt port list' shows the ports");
-			out.emplace_back(a, p);
+			// A port named twice is shown once: the exposition format
+			// refuses a series that appears twice.
+			if (std::find(out.begin(), out.end(), std::pair{a, p}) == out.end())
+				out.emplace_back(a, p);
 		}
 		return out;
 	}
@@ -320,6 +324,13 @@ exposition prometheus(const std::vector<port_snap> &snaps)
 	return x;
 }
 
+void warn_errors(const std::vector<port_snap> &snaps)
+{
+	for (const port_snap &s : snaps)
+		for (const std::string &e : s.errors)
+			fprintf(stderr, "mxt: warning: %s\n", e.c_str());
+}
+
 // ---- --watch ---------------------------------------------------------------------------
 
 volatile sig_atomic_t stopping = 0;
@@ -468,15 +479,11 @@ void watch(const std::vector<std::pair<int, int>> &ports, bool rports, unsigned 
 			watch_json(snaps, before, seconds);
 		else
 			watch_text(snaps, before, seconds, tty);
+		// The screen shows them; lines of moved counters would not.
+		if (!opts().json && !tty)
+			warn_errors(snaps);
 		before = values_of(snaps);
 	}
-}
-
-void warn_errors(const std::vector<port_snap> &snaps)
-{
-	for (const port_snap &s : snaps)
-		for (const std::string &e : s.errors)
-			fprintf(stderr, "mxt: warning: %s\n", e.c_str());
 }
 
 } // namespace
@@ -485,14 +492,17 @@ doc stats(call &c)
 {
 	const bool prom = c.flags["--prometheus"], rports = c.flags["--rports"];
 	const bool watching = c.numbers.count("--watch") > 0;
-	const std::string output = c.words.count("--output,-o") ? c.words["--output,-o"] : "";
+	const bool to_file = c.words.count("--output,-o") > 0;
+	const std::string output = to_file ? c.words["--output,-o"] : "";
 	if (watching && prom)
 		fail("--watch shows rates, which --prometheus does not carry; give one of them (Prometheus computes "
 		     "rates itself)");
 	if (prom && opts().json)
 		fail("--json and --prometheus are two forms of output; give one of them");
-	if (!output.empty() && !prom)
+	if (to_file && !prom)
 		fail("--output writes the Prometheus form; give --prometheus with it");
+	if (to_file)
+		check_replaceable(output);
 	const std::vector<std::pair<int, int>> ports = selected(c);
 	if (watching) {
 		watch(ports, rports, (unsigned)c.numbers["--watch"]);
@@ -502,7 +512,7 @@ doc stats(call &c)
 	warn_errors(snaps);
 	if (prom) {
 		const exposition x = prometheus(snaps);
-		if (output.empty()) {
+		if (!to_file) {
 			std::cout.flush();
 			x.write([](std::string_view piece) { fwrite(piece.data(), 1, piece.size(), stdout); });
 			fflush(stdout);

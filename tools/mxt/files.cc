@@ -26,6 +26,8 @@ std::string base_of(const std::string &path)
 	return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
+const char *const replace_hint = "give the name of a file in a directory you can write";
+
 [[noreturn]] void fail_errno(const std::string &what, int err, const std::string &hint)
 {
 	fail(what + ": " + strerror(err) + "; " + hint);
@@ -33,22 +35,35 @@ std::string base_of(const std::string &path)
 
 } // namespace
 
-void replace_file_with(const std::string &path, const std::function<void(int fd)> &write)
+void check_replaceable(const std::string &path)
 {
-	const std::string dir = dir_of(path), hint = "give a file in a directory you can write (-o FILE)";
 	if (path.empty() || base_of(path).empty())
-		fail("no file name in '" + path + "'; " + hint);
+		fail("no file name in '" + path + "'; " + replace_hint);
 	struct stat st;
 	if (lstat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode))
-		fail(path + " exists and is not a regular file; it is left alone; " + hint);
+		fail(path + " exists and is not a regular file; it is left alone; " + replace_hint);
+}
+
+int create_beside(const std::string &path, std::string *tmp)
+{
+	check_replaceable(path);
+	const std::string dir = dir_of(path);
 	// Named so that no reader's pattern ("*.prom", "*.tar.gz") picks it up.
-	std::string tmp = dir + "/." + base_of(path) + ".XXXXXX";
-	int fd = mkstemp(tmp.data());
+	*tmp = dir + "/." + base_of(path) + ".XXXXXX";
+	int fd = mkstemp(tmp->data());
 	if (fd < 0)
-		fail_errno("cannot create a file in " + dir, errno, hint);
+		fail_errno("cannot create a file in " + dir, errno, replace_hint);
 	const mode_t mask = umask(0);
 	umask(mask);
 	fchmod(fd, 0666 & ~mask);
+	return fd;
+}
+
+void replace_file_with(const std::string &path, const std::function<void(int fd)> &write)
+{
+	const std::string hint = replace_hint;
+	std::string tmp;
+	const int fd = create_beside(path, &tmp);
 	try {
 		write(fd);
 		if (fsync(fd) != 0)

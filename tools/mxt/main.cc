@@ -2,7 +2,9 @@
 // usage error and a failed command are reported the same way.
 #include <CLI/CLI.hpp>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <iostream>
 #include <list>
 #include <string_view>
@@ -87,13 +89,19 @@ bool standalone(std::string_view a)
 void check_path(int argc, char **argv)
 {
 	std::vector<std::string> given;
+	bool unknown_option = false;
 	for (int i = 1; i < argc; i++) {
 		std::string_view a = argv[i];
 		if (standalone(a))
 			return;
 		if (a.empty() || a[0] != '-')
 			given.emplace_back(a);
+		else
+			unknown_option = unknown_option || a != "--json";
 	}
+	// An option mxt does not know is named by the parser, not taken for a missing command.
+	if (given.empty() && unknown_option)
+		return;
 	if (given.empty())
 		fail("no command given; see mxt --help");
 	std::string path;
@@ -136,7 +144,7 @@ std::string join(const std::vector<std::string> &words)
 
 void tell(const failure &f)
 {
-	fprintf(stderr, "mxt: %s\n", f.message.c_str());
+	fprintf(stderr, "mxt: %s\n", printable(f.message).c_str());
 	if (opts().json)
 		print(error_doc(f));
 }
@@ -168,7 +176,7 @@ int main(int argc, char **argv)
 		check_path(argc, argv);
 		app.parse(argc, argv);
 		if (list) {
-			print(command_list());
+			print(opts().json ? command_list() : doc(command_lines()));
 		} else {
 			for (leaf &l : leaves) {
 				if (!l.app->parsed())
@@ -190,17 +198,31 @@ int main(int argc, char **argv)
 			}
 		}
 	} catch (const CLI::ParseError &e) {
-		if (e.get_exit_code() == 0)
-			return app.exit(e);
-		std::string path = reached(app);
-		std::string see = "see mxt " + (path.empty() ? "" : path + " ") + "--help";
-		tell(failure{(path.empty() ? "" : path + ": ") + e.what() + "; " + see});
-		rc = 1;
+		if (e.get_exit_code() == 0) {
+			app.exit(e); // help and version, checked below like any output
+		} else {
+			std::string path = reached(app);
+			std::string see = "see mxt " + (path.empty() ? "" : path + " ") + "--help";
+			tell(failure{(path.empty() ? "" : path + ": ") + e.what() + "; " + see});
+			rc = 1;
+		}
 	} catch (const failure &f) {
 		tell(f);
 		rc = 1;
 	} catch (const std::exception &e) {
 		tell(failure{std::string("internal error: ") + e.what()});
+		rc = 1;
+	}
+	// Output that did not reach its file is a failure: a monitoring run into
+	// a full disk must not leave a cut file behind with status 0. A command
+	// that failed has said so in its one line.
+	errno = 0;
+	std::cout.flush();
+	const bool lost = std::fflush(stdout) != 0 || std::ferror(stdout) || !std::cout;
+	if (lost && rc == 0) {
+		const int e = errno;
+		fprintf(stderr, "mxt: writing the output failed: %s; check the space left on the file system it goes to\n",
+			e ? strerror(e) : "a write error");
 		rc = 1;
 	}
 	qorl_libexit();

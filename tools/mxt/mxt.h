@@ -50,6 +50,10 @@ doc error_doc(const failure &f);
 void print(const doc &d);
 // A document as JSON on one line (bytes that are not UTF-8 become U+FFFD).
 std::string one_line(const doc &d);
+// Text for a terminal: control characters (C0, DEL, C1) as \xNN, so that
+// a name or vendor string from a driver cannot move the cursor or retitle
+// the window; with lines, newlines and tabs stay.
+std::string printable(std::string_view s, bool lines = false);
 // A value as a text cell shows it: "-" for null, "yes"/"no", lists joined by ",".
 std::string scalar_text(const doc &v);
 
@@ -57,12 +61,32 @@ std::string scalar_text(const doc &v);
 // is synced and renamed over it. A target that exists and is not a regular
 // file is refused; a failure leaves the old file and no temporary.
 void replace_file_with(const std::string &path, const std::function<void(int fd)> &write);
+// Fails unless path names a file that may be replaced: a name, and nothing
+// there but a regular file (a directory, link or device is left alone).
+void check_replaceable(const std::string &path);
+// Opens a new temporary file beside path (".<name>.XXXXXX", mode 0666 less
+// the umask) once check_replaceable passed; *tmp gets its name.
+int create_beside(const std::string &path, std::string *tmp);
 // Writes all of data to fd; fails naming path.
 void write_all(int fd, std::string_view data, const std::string &path);
 
 // Library session: init under an application identity, load, discover.
 // Fails with the driver message when no driver answers.
 void open_session(qor_aen_app_t app = qor_aen_app_mxt);
+// While it lives, what the library prints on standard output (designed
+// warnings) goes to standard error: mxt's standard output carries its
+// document only (JSON, the Prometheus text).
+struct library_lines_to_stderr {
+	int saved = -1;
+	library_lines_to_stderr();
+	~library_lines_to_stderr();
+	library_lines_to_stderr(const library_lines_to_stderr &) = delete;
+	library_lines_to_stderr &operator=(const library_lines_to_stderr &) = delete;
+};
+// Init, load and scan, whatever the outcome (the last error is the scan's);
+// what the library prints meanwhile goes to standard error. Returns the
+// adapter count.
+int discover(qor_aen_app_t app);
 
 // Text forms, through the shared codec.
 std::string wwn_text(wwn_t w);

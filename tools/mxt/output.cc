@@ -1,5 +1,6 @@
 // The two output forms: JSON, and text (tables for lists, "name: value" lines
 // for records); and the values both show.
+#include <algorithm>
 #include <cstring>
 #include <iostream>
 #include <vector>
@@ -14,10 +15,18 @@ namespace {
 
 constexpr auto replace_invalid = doc::error_handler_t::replace;
 
+// An error object kept in a row ({"status", "name", "message"}): shown by its message.
+bool error_object(const doc &v)
+{
+	return v.is_object() && v.contains("message") && v["message"].is_string();
+}
+
 std::string scalar(const doc &v)
 {
 	if (v.is_string())
-		return v.get<std::string>();
+		return printable(v.get<std::string>());
+	if (error_object(v))
+		return printable(v["message"].get<std::string>());
 	if (v.is_boolean())
 		return v.get<bool>() ? "yes" : "no";
 	if (v.is_null())
@@ -35,7 +44,7 @@ std::string scalar(const doc &v)
 bool cell(const doc &v)
 {
 	if (!v.is_array())
-		return !v.is_object();
+		return !v.is_object() || error_object(v);
 	for (auto &e : v)
 		if (e.is_structured())
 			return false;
@@ -74,10 +83,20 @@ void print_table(const doc &rows)
 {
 	if (rows.empty())
 		return;
+	// Every row's columns: a row with fewer (a target that failed) must not
+	// hide the others'. A new key goes after the one before it in its row.
 	std::vector<std::string> cols;
-	for (auto it = rows[0].begin(); it != rows[0].end(); ++it)
-		if (cell(it.value()))
-			cols.push_back(it.key());
+	for (auto &r : rows) {
+		auto after = cols.begin();
+		for (auto it = r.begin(); it != r.end(); ++it) {
+			if (!cell(it.value()))
+				continue;
+			auto at = std::find(cols.begin(), cols.end(), it.key());
+			if (at == cols.end())
+				at = cols.insert(after, it.key());
+			after = at + 1;
+		}
+	}
 	std::vector<size_t> w(cols.size());
 	for (size_t c = 0; c < cols.size(); c++) {
 		w[c] = cols[c].size();
@@ -112,9 +131,30 @@ void print(const doc &d)
 	else if (d.is_object())
 		print_record(d, 0);
 	else if (d.is_string() && !d.get<std::string>().empty() && d.get<std::string>().back() == '\n')
-		std::cout << d.get<std::string>();
+		std::cout << printable(d.get<std::string>(), true);
 	else
 		std::cout << scalar(d) << "\n";
+}
+
+std::string printable(std::string_view s, bool lines)
+{
+	std::string out;
+	out.reserve(s.size());
+	for (size_t i = 0; i < s.size(); i++) {
+		const auto ch = (unsigned char)s[i];
+		// C1 controls arrive as UTF-8 (U+0080 to U+009F): 0xc2 and a byte below 0xa0.
+		const bool c1 = ch == 0xc2 && i + 1 < s.size() && (unsigned char)s[i + 1] >= 0x80 &&
+				(unsigned char)s[i + 1] < 0xa0;
+		if ((ch >= 0x20 && ch != 0x7f && !c1) || (lines && (ch == '\n' || ch == '\t'))) {
+			out += (char)ch;
+			continue;
+		}
+		const unsigned v = c1 ? (unsigned char)s[++i] : ch;
+		char e[8];
+		snprintf(e, sizeof e, "\\x%02x", v);
+		out += e;
+	}
+	return out;
 }
 
 std::string scalar_text(const doc &v)

@@ -1,6 +1,8 @@
 // The runner: every command's arguments are read, its session opened, its
 // address resolved, its failure reported and its change written back here,
 // the same way for all.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -22,17 +24,42 @@ doc printed()
 	return doc(doc::value_t::discarded);
 }
 
+library_lines_to_stderr::library_lines_to_stderr()
+{
+	std::fflush(stdout);
+	saved = dup(STDOUT_FILENO);
+	if (saved >= 0)
+		dup2(STDERR_FILENO, STDOUT_FILENO);
+}
+
+library_lines_to_stderr::~library_lines_to_stderr()
+{
+	std::fflush(stdout);
+	if (saved >= 0) {
+		dup2(saved, STDOUT_FILENO);
+		close(saved);
+	}
+}
+
+int discover(qor_aen_app_t app)
+{
+	// The library warns on standard output when a driver speaks another
+	// interface version.
+	library_lines_to_stderr quiet;
+	qorl_libinit(app);
+	qorl_libload();
+	// So that the last error after the scan is the scan's own.
+	qorl_set_last_error(QOR_STATUS_OK);
+	return qorl_adapter_scan();
+}
+
 void open_session(qor_aen_app_t app)
 {
 	static bool open = false;
 	if (open)
 		return;
 	open = true;
-	qorl_libinit(app);
-	qorl_libload();
-	// So that the last error after the scan is the scan's own.
-	qorl_set_last_error(QOR_STATUS_OK);
-	int n = qorl_adapter_scan();
+	const int n = discover(app);
 	qor_status_t st = qorl_get_last_error();
 	// A host with one of the two drivers only is no fault.
 	if (st == QOR_STATUS_OK || (n > 0 && st == QOR_STATUS_NO_DRIVER))
@@ -254,6 +281,48 @@ void run(const command &cmd, const std::map<std::string, std::string> &raw, cons
 		print(out);
 	else if (opts().json)
 		print(done(c));
+}
+
+namespace {
+
+// "on|off", "N", "VALUE": what an argument's value looks like in a usage line.
+std::string value_text(const param &p)
+{
+	if (!p.choices.empty()) {
+		std::string s;
+		for (const std::string &ch : p.choices)
+			s += (s.empty() ? "" : "|") + ch;
+		return s;
+	}
+	if (p.name[0] != '-')
+		return p.type == arg::ports ? std::string(p.name) + "..." : p.name;
+	return p.type == arg::number ? "N" : "VALUE";
+}
+
+} // namespace
+
+std::string usage(const command &c)
+{
+	std::string s = c.path;
+	for (const param &p : c.params) {
+		std::string name = p.name;
+		for (char &ch : name)
+			if (ch == ',')
+				ch = '|';
+		const std::string item = p.name[0] != '-' ? value_text(p)
+					 : p.type == arg::flag ? name
+							       : name + " " + value_text(p);
+		s += " " + (required(p) ? item : "[" + item + "]");
+	}
+	return s;
+}
+
+std::string command_lines()
+{
+	std::string out;
+	for (const command &c : commands())
+		out += usage(c) + "\n    " + c.help + " (" + side_word(c.needs) + ", " + effect_word(c.does) + ")\n";
+	return out;
 }
 
 doc command_list()

@@ -125,8 +125,12 @@ doc collect(const command &cmd, const std::map<std::string, std::string> &raw,
 	    const std::map<std::string, bool> &flags);
 // Whether a controller is of a side.
 bool on_side(const qorl_t *q, side s);
-// Every command path with its arguments and traits (--list-commands).
+// Every command path with its arguments and traits (--list-commands --json).
 doc command_list();
+// "ioc coalesce ID on|off [--delay N] [--latency N]".
+std::string usage(const command &c);
+// --list-commands as text: each command's usage line, then its help, side and effect.
+std::string command_lines();
 
 // Reads one argument into the call with the strict reader of its kind;
 // fails naming the argument and what it takes.
@@ -182,6 +186,8 @@ doc scsi_read(call &);
 doc stats(call &);
 doc report(call &);
 
+// What a name may hold: an adapter's (null) or the port's of a controller.
+std::string name_rules(const qorl_t *q);
 // The attributes of the port the call names.
 qor_port_attr_t read_port_attr(const call &c);
 // Every remote port WWN of the logical port lpwwn of the call's port.
