@@ -116,8 +116,7 @@ RPort parse_rport(const Field &j, uint32_t idx, uint32_t def_pid, uint32_t seed)
 	j.read("online", r.online);
 	j.read("registered", r.registered);
 	r.symname = std::string(target ? "QX-Array port " : "QX-Host port ") + std::to_string(idx);
-	if (j.has("symname"))
-		r.symname = j["symname"].text(256, Field::Bytes::any);
+	j.read("symname", r.symname, 256);
 	j.read("df_sz", r.df_sz, 0, 65535);
 	const uint32_t lesb[6] = {1, 2, 0, 0, 7 + idx, 3};
 	memcpy(r.lesb, lesb, sizeof lesb);

@@ -234,11 +234,11 @@ bool Field::read(const char *key, bool &out) const
 	return true;
 }
 
-bool Field::read(const char *key, std::string &out, size_t room) const
+bool Field::read(const char *key, std::string &out, size_t room, Bytes bytes) const
 {
 	if (!has(key))
 		return false;
-	out = (*this)[key].text(room);
+	out = (*this)[key].text(room, bytes);
 	return true;
 }
 

@@ -65,11 +65,12 @@ public:
 	int64_t integer(int64_t lo, int64_t hi) const;
 	bool boolean() const;
 	bool is_text() const { return j_->is_string(); }
-	// Text that fits a NUL-terminated field of `room` bytes. Control
-	// characters (C0, DEL, C1) are refused unless the field stands for
-	// what another device sent, which may be anything.
+	// Text that fits a NUL-terminated field of `room` bytes. What a card or
+	// another device reports may hold any byte (the tools must cope), so
+	// only names that become interface or file names ask for `printable`:
+	// no control characters (C0, DEL, C1).
 	enum class Bytes { printable, any };
-	std::string text(size_t room, Bytes bytes = Bytes::printable) const;
+	std::string text(size_t room, Bytes bytes = Bytes::any) const;
 	wwn_t wwn() const;
 	mac_t mac() const;
 	// Position of the text among `words`; fails naming them.
@@ -86,7 +87,7 @@ public:
 		return true;
 	}
 	bool read(const char *key, bool &out) const;
-	bool read(const char *key, std::string &out, size_t room) const;
+	bool read(const char *key, std::string &out, size_t room, Bytes bytes = Bytes::any) const;
 	template <size_t N> bool read(const char *key, char (&out)[N]) const
 	{
 		std::string s;

@@ -249,7 +249,7 @@ void parse_function(const Field &jf, Model &m, int ai, int fi, std::vector<int> 
 	f.device_id = a.pci.device_id;
 	jf.read("device_id", f.device_id, 0, 0xffff);
 	f.hwpath = a.hwpath + "." + std::to_string(f.pcifn);
-	if (!jf.read("hwpath", f.hwpath, 32) && f.hwpath.size() >= 32)
+	if (!jf.read("hwpath", f.hwpath, 32, Field::Bytes::printable) && f.hwpath.size() >= 32)
 		jf["hwpath"].fail("derived hardware path is too long; give one of at most 31 characters");
 
 	const mac_t dm = derived_mac(a.serial, f.pcifn);
@@ -271,7 +271,7 @@ void parse_function(const Field &jf, Model &m, int ai, int fi, std::vector<int> 
 	jf.read_mac("factory_mac", f.factory_mac);
 	jf.read_mac("current_mac", f.current_mac);
 	jf.read("port_name", f.port_name, 64);
-	if (!jf.read("eth_name", f.eth_name, 64))
+	if (!jf.read("eth_name", f.eth_name, 64, Field::Bytes::printable))
 		f.eth_name = "\x01"; // numbered once instances are known
 	jf.read("pvid", f.pvid, 0, 4095);
 	if (jf.has("state"))
@@ -337,7 +337,7 @@ void parse_adapter(const Field &ja, Model &m, size_t ai, std::vector<int> &expli
 	ja.read("manufacturer", at.manufacturer);
 	snprintf(buf, sizeof buf, "0000:%02zx:00", (5 + 2 * ai) & 0xff);
 	a.hwpath = buf;
-	ja.read("hwpath", a.hwpath, 28);
+	ja.read("hwpath", a.hwpath, 28, Field::Bytes::printable);
 	ja.read("name", a.name[0], 64);
 	a.name[1] = a.name[0];
 	qor_ioc_driver_attr_t &dr = a.driver[0];

@@ -1131,6 +1131,12 @@ TEST_F(Mxt, ControlCharactersNeverReachTheTerminalRaw)
 	// Multi-line text keeps its lines.
 	result c = mxt("config show", topo);
 	EXPECT_GT(std::count(c.out.begin(), c.out.end(), '\n'), 2) << c.out;
+	// The file cannot key a setting on that serial: the driver takes the
+	// name, and mxt says it will not last.
+	result n = mxt("adapter name 1 foo", topo);
+	EXPECT_EQ(n.rc, 1) << n.err;
+	EXPECT_TRUE(has(n.err, "active now but will not survive a restart")) << n.err;
+	EXPECT_TRUE(has(n.err, "'QX\\x1b[31mA'")) << n.err;
 }
 
 // --list-commands in text is one usage line per command (its help below

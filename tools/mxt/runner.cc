@@ -211,13 +211,20 @@ void resolve(call &c)
 }
 
 // Writes the configuration back and says so when the file did not take it.
-void write_back()
+void write_back(const call &c)
 {
 	std::string path = qorl_get_cfg_path();
 	qor_status_t st = qorl_config_sync(path.data());
 	if (st != QOR_STATUS_OK)
 		fail_status("the setting is active now but will not survive a restart: writing " + path + " failed", st,
 			    "make " + path + " and its directory writable, then repeat the command");
+	// An adapter's settings are kept under its serial number; the library
+	// keeps none for a serial that cannot be written as a plain word, or
+	// when the file names as many adapters as it can hold.
+	if (c.ad && !c.q && !c.already && qorl_config_ad_lookup(c.ad->serial_num) < 0)
+		fail("the setting is active now but will not survive a restart: " + path + " has no place for adapter " +
+		     std::to_string(c.adapter) + " (serial number '" + c.ad->serial_num +
+		     "' is not a plain word, or the file holds as many adapters as it can); set it again after each start");
 }
 
 // What --json prints for a command that has nothing else to show.
@@ -272,7 +279,7 @@ void run(const command &cmd, const std::map<std::string, std::string> &raw, cons
 		c.was = cmd.probe(c);
 	doc out = cmd.run(c);
 	if (cmd.does == effect::sets)
-		write_back();
+		write_back(c);
 	if (!c.note.empty())
 		fprintf(stderr, "mxt: note: %s\n", c.note.c_str());
 	if (out.is_discarded())
