@@ -2,17 +2,18 @@
 """Seed corpora for the boot package, "boot.txt", option ROM and VPD fuzz
 targets, made from scratch (scripts/make-boot-package.py builds the package
 pieces). Writes OUTDIR/{boot_pkg,boot_txt,optrom,vpd}/seed-*."""
-import importlib.util
+import types
 import os
 import re
 import struct
 import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-spec = importlib.util.spec_from_file_location(
-    "make_boot_package", os.path.join(HERE, "..", "scripts", "make-boot-package.py"))
-mbp = importlib.util.module_from_spec(spec)
-spec.loader.exec_module(mbp)
+# The package builder's file name is not a module name: run it as one.
+mbp = types.ModuleType("make_boot_package")
+mbp.__file__ = os.path.join(HERE, "..", "scripts", "make-boot-package.py")
+with open(mbp.__file__, encoding="utf-8") as f:
+    exec(compile(f.read(), mbp.__file__, "exec"), mbp.__dict__)
 
 
 def oem_texts():

@@ -51,12 +51,12 @@ _mxt() {
         fi
     done
     # The value of an option.
-    local spec=${_mxt_value["@$path $prev"]-}
-    if [[ -n $spec ]]; then
-        if [[ $spec == text ]]; then
+    local want=${_mxt_value["@$path $prev"]-}
+    if [[ -n $want ]]; then
+        if [[ $want == text ]]; then
             COMPREPLY=($(compgen -f -- "$cur"))
         else
-            COMPREPLY=($(compgen -W "$(_mxt_values ${spec%%:*} "${spec#*:}")" -- "$cur"))
+            COMPREPLY=($(compgen -W "$(_mxt_values ${want%%:*} "${want#*:}")" -- "$cur"))
         fi
         return
     fi
@@ -101,9 +101,9 @@ def main():
             if forms[0].startswith("-"):
                 options += forms
                 if a["type"] != "flag":
-                    spec = "text" if a["type"] == "text" else f'{a["type"]}:{" ".join(a["choices"])}'
+                    want = "text" if a["type"] == "text" else f'{a["type"]}:{" ".join(a["choices"])}'
                     for f in forms:
-                        lines.append(f'_mxt_value["@{q(row["path"])} {q(f)}"]="{q(spec)}"')
+                        lines.append(f'_mxt_value["@{q(row["path"])} {q(f)}"]="{q(want)}"')
             else:
                 positionals.append(f'{a["type"]}:{",".join(a["choices"])}')
         lines.append(f'_mxt_options["@{q(row["path"])}"]="{q(" ".join(options))}"')
