@@ -2,8 +2,6 @@
 // standard SCSI commands sent to one of them. Replies are read only through
 // the bounded readers of protocol/scsi_decode.h; what a target refuses is
 // shown with the standard names of its sense data.
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,7 +9,6 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -328,55 +325,6 @@ doc designators_doc(const uint8_t *p, size_t n)
 	return list;
 }
 
-// The file a read goes to: written beside and renamed over a regular file,
-// written straight to anything else (a device, a pipe, /dev/stdout).
-class output_file {
-public:
-	explicit output_file(const std::string &path) : path_(path)
-	{
-		struct stat st;
-		const bool special = ::stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode);
-		int fd = special ? ::open(path.c_str(), O_WRONLY | O_CLOEXEC) : create_beside(path, &tmp_);
-		if (fd < 0)
-			fail("cannot write " + path + ": " + strerror(errno) + "; give a file you can write");
-		f_ = fdopen(fd, "wb");
-		if (!f_) {
-			::close(fd);
-			discard();
-			fail("cannot write " + path + ": " + strerror(errno));
-		}
-	}
-	~output_file()
-	{
-		if (f_) {
-			fclose(f_);
-			discard();
-		}
-	}
-	FILE *get() const { return f_; }
-	void commit()
-	{
-		const bool ok = fflush(f_) == 0 && !ferror(f_) && (tmp_.empty() || fsync(fileno(f_)) == 0);
-		const int e = errno;
-		const bool closed = fclose(f_) == 0;
-		f_ = nullptr;
-		if (!ok || !closed || (!tmp_.empty() && rename(tmp_.c_str(), path_.c_str()) != 0)) {
-			const int err = !ok ? e : errno;
-			discard();
-			fail("cannot write " + path_ + ": " + strerror(err) + "; check the space left on its file system");
-		}
-	}
-
-private:
-	void discard()
-	{
-		if (!tmp_.empty())
-			remove(tmp_.c_str());
-	}
-	std::string path_, tmp_;
-	FILE *f_ = nullptr;
-};
-
 } // namespace
 
 doc lun_list(call &c)
@@ -502,40 +450,49 @@ doc scsi_read(call &c)
 		fail(where + " reports a block size of " + std::to_string(cap.block_len) + " bytes, which cannot be read");
 
 	const auto out_path = c.words.find("--output,-o");
-	std::optional<output_file> file;
-	if (out_path != c.words.end())
-		file.emplace(out_path->second);
+	const bool file = out_path != c.words.end();
 	// Where the bytes go: the file, the JSON document, a hex dump on a
 	// terminal, or standard output as they are.
 	const bool to_json = !file && opts().json, dump = !file && !to_json && isatty(STDOUT_FILENO);
 	std::vector<uint8_t> all, chunk((size_t)kRead10Blocks * cap.block_len);
-	for (uint64_t at = lba; at < lba + count;) {
-		// The library's READ(10) moves 8 blocks; the last ones of the unit go as
-		// a READ(10) of what is left.
-		const uint32_t n = (uint32_t)std::min<uint64_t>(kRead10Blocks, blocks - at);
-		scsi_cdb_t cdb{};
-		fc_put_be32(cdb.scsi_cdb + SCSI_READ10_LBA_OFF, (uint32_t)at);
-		builder fn = qorl_scsi_read10;
-		if (n < kRead10Blocks) {
-			cdb.scsi_cdb[0] = SCSI_OP_READ10;
-			fc_put_be16(cdb.scsi_cdb + SCSI_READ10_LEN_OFF, (uint16_t)n);
-			fn = qorl_scsi_cmnd;
+	// Reads the blocks asked for, handing each command's bytes to put with
+	// their offset from the first block.
+	auto read_all = [&](const auto &put) {
+		for (uint64_t at = lba; at < lba + count;) {
+			// The library's READ(10) moves 8 blocks; the last ones of the unit go
+			// as a READ(10) of what is left.
+			const uint32_t n = (uint32_t)std::min<uint64_t>(kRead10Blocks, blocks - at);
+			scsi_cdb_t cdb{};
+			fc_put_be32(cdb.scsi_cdb + SCSI_READ10_LBA_OFF, (uint32_t)at);
+			builder fn = qorl_scsi_read10;
+			if (n < kRead10Blocks) {
+				cdb.scsi_cdb[0] = SCSI_OP_READ10;
+				fc_put_be16(cdb.scsi_cdb + SCSI_READ10_LEN_OFF, (uint16_t)n);
+				fn = qorl_scsi_cmnd;
+			}
+			require_good(send(u, fn, cdb, chunk.data(), n * cap.block_len),
+				     "reading block " + std::to_string(at) + " of " + where);
+			const uint64_t take = std::min<uint64_t>(n, lba + count - at);
+			put((size_t)(take * cap.block_len), (at - lba) * cap.block_len);
+			at += take;
 		}
-		require_good(send(u, fn, cdb, chunk.data(), n * cap.block_len),
-			     "reading block " + std::to_string(at) + " of " + where);
-		const uint64_t take = std::min<uint64_t>(n, lba + count - at);
-		const size_t bytes = (size_t)(take * cap.block_len);
-		if (to_json)
-			all.insert(all.end(), chunk.begin(), chunk.begin() + (ptrdiff_t)bytes);
-		else if (dump)
-			hex_dump(stdout, chunk.data(), bytes, (at - lba) * cap.block_len);
-		else if (fwrite(chunk.data(), 1, bytes, file ? file->get() : stdout) != bytes)
-			fail(std::string("writing the data failed: ") + strerror(errno) +
-			     "; check the space left on the file system it goes to");
-		at += take;
-	}
+	};
 	if (file)
-		file->commit();
+		write_to(out_path->second, [&](int fd) {
+			read_all([&](size_t bytes, uint64_t) {
+				write_all(fd, {(const char *)chunk.data(), bytes}, out_path->second);
+			});
+		});
+	else if (to_json)
+		read_all([&](size_t bytes, uint64_t) { all.insert(all.end(), chunk.begin(), chunk.begin() + (ptrdiff_t)bytes); });
+	else if (dump)
+		read_all([&](size_t bytes, uint64_t off) { hex_dump(stdout, chunk.data(), bytes, off); });
+	else
+		read_all([&](size_t bytes, uint64_t) {
+			if (fwrite(chunk.data(), 1, bytes, stdout) != bytes)
+				fail(std::string("writing the data failed: ") + strerror(errno) +
+				     "; check the space left on the file system it goes to");
+		});
 	if (!file && !to_json)
 		return printed();
 	doc d = unit_address(c, u);

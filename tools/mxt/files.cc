@@ -82,6 +82,24 @@ void replace_file_with(const std::string &path, const std::function<void(int fd)
 	}
 }
 
+void write_to(const std::string &path, const std::function<void(int fd)> &write)
+{
+	struct stat st;
+	if (::stat(path.c_str(), &st) != 0 || S_ISREG(st.st_mode) || S_ISDIR(st.st_mode))
+		return replace_file_with(path, write);
+	const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+	if (fd < 0)
+		fail_errno("cannot write " + path, errno, "give a file you can write");
+	try {
+		write(fd);
+	} catch (...) {
+		close(fd);
+		throw;
+	}
+	if (close(fd) != 0)
+		fail_errno("writing " + path, errno, "check the space left on its file system");
+}
+
 void write_all(int fd, std::string_view data, const std::string &path)
 {
 	for (size_t at = 0; at < data.size();) {

@@ -67,6 +67,9 @@ void check_replaceable(const std::string &path);
 // Opens a new temporary file beside path (".<name>.XXXXXX", mode 0666 less
 // the umask) once check_replaceable passed; *tmp gets its name.
 int create_beside(const std::string &path, std::string *tmp);
+// As replace_file_with, but a device or pipe there (/dev/stdout, a tape)
+// is written as it is, through a link too.
+void write_to(const std::string &path, const std::function<void(int fd)> &write);
 // Writes all of data to fd; fails naming path.
 void write_all(int fd, std::string_view data, const std::string &path);
 
