@@ -96,10 +96,8 @@ using slot = void (*)(void);
 
 TEST(SniaRegistration, EverySlotFilledAndV2BeginsWithV1)
 {
-	HBA_ENTRYPOINTS v1;
-	HBA_ENTRYPOINTSV2 v2;
-	std::memset(&v1, 0, sizeof v1);
-	std::memset(&v2, 0, sizeof v2);
+	HBA_ENTRYPOINTS v1{};
+	HBA_ENTRYPOINTSV2 v2{};
 	ASSERT_EQ(HBA_RegisterLibrary(&v1), HBA_STATUS_OK);
 	ASSERT_EQ(HBA_RegisterLibraryV2(&v2), HBA_STATUS_OK);
 	slot s1[24], s2[54];
