@@ -17,6 +17,7 @@ namespace {
 const wwn_t kTgtA = qt::wwn("50:25:a3:40:10:3a:7c:00");
 const uint8_t kTgtAPid[3] = {0x01, 0x1a, 0x00};
 const uint8_t kOurPid[3] = {0x10, 0x00, 0x00}; // adapter 1 port 0 on its fabric
+const char *const kNameA = "QX-Array A ctl0 port 0";
 
 // A driver that wrote only the first `kept` bytes of a pass-through reply
 // (-1: all it had) and reported `reported` as its size (-1: its own).
@@ -73,6 +74,23 @@ protected:
 		b.resize(qorsim_san_last_payload(b.data(), b.size()));
 		return b;
 	}
+	// Target A's name as the caller gets it: `want`, or (nullptr) the caller's buffer untouched.
+	void expect_name(uint32_t pid, qor_status_t st, const char *want)
+	{
+		qor_rport_symname_t n;
+		strcpy(n.symname, "before");
+		EXPECT_EQ(qorl_get_rport_symname(fc0, 0, pid, fc0->pwwn, kTgtA, &n), st);
+		EXPECT_STREQ(n.symname, want ? want : "before");
+	}
+	// Target A's link counters (`wire` as on the wire); the caller's left alone on a failure.
+	void expect_rls(qor_status_t st, const uint32_t (&wire)[6])
+	{
+		qorl_stats_t s[6];
+		memset(s, 0x44, sizeof s);
+		EXPECT_EQ(qorl_rport_get_remote_link_error_status(fc0, fc0->pwwn, kTgtA, s), st);
+		for (int i = 0; i < 6; i++)
+			EXPECT_EQ(s[i].value, st == QOR_STATUS_OK ? __builtin_bswap32(wire[i]) : 0x44444444u) << i;
+	}
 };
 
 qor_ioctl_fcpt_t sent(size_t i = 0)
@@ -86,11 +104,7 @@ qor_ioctl_fcpt_t sent(size_t i = 0)
 
 TEST_F(Fcpt, GspnIdFrameAndAnswer)
 {
-	qor_rport_symname_t name;
-	memset(&name, 'z', sizeof name);
-	ASSERT_EQ(qorl_get_rport_symname(fc0, 0, pid_of(kTgtA), fc0->pwwn, kTgtA, &name), QOR_STATUS_OK);
-	EXPECT_STREQ(name.symname, "QX-Array A ctl0 port 0");
-
+	expect_name(pid_of(kTgtA), QOR_STATUS_OK, kNameA);
 	qor_ioctl_fcpt_t r = sent();
 	EXPECT_EQ(r.qord_num, fc0->instance);
 	EXPECT_EQ(r.vf_id, 0);
@@ -139,10 +153,12 @@ TEST_F(Fcpt, RlsFrameAndCounters)
 		EXPECT_EQ(p[i], 0) << i;
 }
 
-TEST_F(Fcpt, OfflineAddressesSendNothing)
+// Offline addresses send nothing; a name that is empty leaves the caller's buffer alone.
+TEST_F(Fcpt, OfflineAddressesAndEmptyNames)
 {
 	topology(R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
-	  {"pwwn":"50:00:00:00:00:00:00:01","online":false}]}},{"type":"fc","fcport":{"link":"down"}}]}]})");
+	  {"pwwn":"50:00:00:00:00:00:00:01","online":false},{"pwwn":"50:00:00:00:00:00:00:02","symname":""}]}},
+	  {"type":"fc","fcport":{"link":"down"}}]}]})");
 	ASSERT_EQ(qorl_adapter_scan(), 1);
 	qorl_t *a = qorl_ioc_open_idx(0), *b = qorl_ioc_open_idx(1);
 	qorsim_log_clear();
@@ -153,6 +169,12 @@ TEST_F(Fcpt, OfflineAddressesSendNothing)
 	qor_rport_symname_t n;
 	EXPECT_EQ(qorl_get_rport_symname(b, 0, 0x10203, b->pwwn, 1, &n), QOR_STATUS_PORT_OFFLINE);
 	EXPECT_EQ(qt::log_entries(QOR_IOCTL_FCPT).size(), 0u);
+
+	qor_rport_attr_t ra;
+	ASSERT_EQ(qorl_rport_get_attr(a, 0, 0, qt::wwn("50:00:00:00:00:00:00:02"), &ra), QOR_STATUS_OK);
+	strcpy(n.symname, "before");
+	EXPECT_EQ(qorl_get_rport_symname(a, 0, ra.pid, a->pwwn, ra.pwwn, &n), QOR_STATUS_OK);
+	EXPECT_STREQ(n.symname, "before");
 }
 
 // Fabric replies that are refusals, cut short or over-long, and what the
@@ -168,7 +190,6 @@ struct Reply {
 };
 void PrintTo(const Reply &c, std::ostream *os) { *os << c.name; }
 
-const char *const kNameA = "QX-Array A ctl0 port 0";
 const Reply kReplies[] = {
 	{"reject", QORSIM_SAN_FAULT_NS_REJECT, QOR_STATUS_FABRIC_RJT, nullptr, QOR_STATUS_OK, {1, 2, 0, 0, 7, 3}},
 	// The name length claims 200, 8 characters arrived: the zeros after them end it.
@@ -188,91 +209,45 @@ TEST_P(Replies, AreBoundedNotRefused)
 	const Reply &c = GetParam();
 	const uint32_t pid = pid_of(kTgtA);
 	qorsim_san_fabric_fault(c.fault);
-	qor_rport_symname_t n;
-	memset(&n, 'q', sizeof n);
-	n.symname[254] = 0;
-	EXPECT_EQ(qorl_get_rport_symname(fc0, 0, pid, fc0->pwwn, kTgtA, &n), c.symname);
-	if (c.name_read)
-		EXPECT_STREQ(n.symname, c.name_read);
-	else
-		EXPECT_EQ(n.symname[0], 'q') << "the caller's buffer is left alone";
-	qorl_stats_t s[6];
-	memset(s, 0x44, sizeof s);
-	EXPECT_EQ(qorl_rport_get_remote_link_error_status(fc0, fc0->pwwn, kTgtA, s), c.rls);
-	for (int i = 0; i < 6; i++)
-		EXPECT_EQ(s[i].value, c.rls == QOR_STATUS_OK ? __builtin_bswap32(c.counters[i]) : 0x44444444u) << i;
+	expect_name(pid, c.symname, c.name_read);
+	expect_rls(c.rls, c.counters);
 }
 
 INSTANTIATE_TEST_SUITE_P(Fcpt, Replies, ::testing::ValuesIn(kReplies), [](const auto &i) { return qt::test_name(i.param.name); });
 
-// The driver's own size reaches the caller, also above the room it gave.
-TEST_F(Fcpt, PassThroughHandsOnTheDriversSize)
-{
-	qorsim_san_fabric_fault(QORSIM_SAN_FAULT_RSPSZ_OVER);
-	own_name_query q;
-	uint8_t rsp[20];
-	uint32_t room = sizeof rsp;
-	EXPECT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_FALSE, FC_CLASS_3, &q.h, &q.req, sizeof q.req, rsp, &room),
-		  QOR_STATUS_OK);
-	EXPECT_EQ(room, sizeof rsp + 100);
-	// A channel failure leaves the size alone.
-	qorsim_fault_request(QOR_IOCTL_FCPT, -1, EIO, 0, 1);
-	room = sizeof rsp;
-	EXPECT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_FALSE, FC_CLASS_3, &q.h, &q.req, sizeof q.req, rsp, &room),
-		  QOR_STATUS_EIO);
-	EXPECT_EQ(room, sizeof rsp);
-}
-
 // Replies cut anywhere, and sizes that say otherwise than the bytes.
-TEST_F(Fcpt, NameServerReplyReadFromTheClearedBuffer)
+TEST_F(Fcpt, RepliesReadFromTheClearedBuffer)
 {
 	const uint32_t pid = pid_of(kTgtA);
 	struct {
+		bool rls; // else the name server's GSPN_ID
 		int kept;
 		int64_t reported;
 		qor_status_t st;
 		const char *name; // nullptr: untouched
-	} cases[] = {
-		{0, -1, QOR_STATUS_OK, nullptr},                 // no reply at all
-		{8, -1, QOR_STATUS_FABRIC_RJT, nullptr},         // no accept code
-		{9, -1, QOR_STATUS_FABRIC_RJT, nullptr},         // half of it
-		{20, -1, QOR_STATUS_OK, "QX-"},                  // the name cut after 3
-		{-1, 5, QOR_STATUS_OK, kNameA},                  // all there, 5 reported
-		{-1, 4096, QOR_STATUS_OK, kNameA},               // all there, more reported than the room
-		{8, 512, QOR_STATUS_FABRIC_RJT, nullptr},
-	};
-	for (const auto &c : cases) {
-		SCOPED_TRACE(testing::Message() << "kept " << c.kept << ", reported " << c.reported);
-		cut_replies(c.kept, c.reported);
-		qor_rport_symname_t n;
-		strcpy(n.symname, "before");
-		EXPECT_EQ(qorl_get_rport_symname(fc0, 0, pid, fc0->pwwn, kTgtA, &n), c.st);
-		EXPECT_STREQ(n.symname, c.name ? c.name : "before");
-	}
-}
-
-TEST_F(Fcpt, RlsAcceptReadFromTheClearedBuffer)
-{
-	struct {
-		int kept;
-		int64_t reported;
-		qor_status_t st;
 		uint32_t counters[6];
-	} cases[] = {
-		{0, -1, QOR_STATUS_FAILED, {}},             // no reply: no accept
-		{1, -1, QOR_STATUS_OK, {0, 0, 0, 0, 0, 0}}, // the reply code alone
-		{8, -1, QOR_STATUS_OK, {1, 0, 0, 0, 0, 0}}, // and one counter
-		{-1, 0, QOR_STATUS_OK, {1, 2, 0, 0, 7, 3}}, // all there, 0 reported
-		{-1, 400, QOR_STATUS_OK, {1, 2, 0, 0, 7, 3}},
+	} const cases[] = {
+		{false, 0, -1, QOR_STATUS_OK, nullptr, {}},          // no reply at all
+		{false, 8, -1, QOR_STATUS_FABRIC_RJT, nullptr, {}},  // no accept code
+		{false, 9, -1, QOR_STATUS_FABRIC_RJT, nullptr, {}},  // half of it
+		{false, 20, -1, QOR_STATUS_OK, "QX-", {}},           // the name cut after 3
+		{false, -1, 5, QOR_STATUS_OK, kNameA, {}},           // all there, 5 reported
+		{false, -1, 4096, QOR_STATUS_OK, kNameA, {}},        // all there, more reported than the room
+		{false, 8, 512, QOR_STATUS_FABRIC_RJT, nullptr, {}},
+		{true, 0, -1, QOR_STATUS_FAILED, nullptr, {}},             // no reply: no accept
+		{true, 1, -1, QOR_STATUS_OK, nullptr, {0, 0, 0, 0, 0, 0}}, // the reply code alone
+		{true, 8, -1, QOR_STATUS_OK, nullptr, {1, 0, 0, 0, 0, 0}}, // and one counter
+		{true, -1, 0, QOR_STATUS_OK, nullptr, {1, 2, 0, 0, 7, 3}}, // all there, 0 reported
+		{true, -1, 400, QOR_STATUS_OK, nullptr, {1, 2, 0, 0, 7, 3}},
 	};
 	for (const auto &c : cases) {
-		SCOPED_TRACE(testing::Message() << "kept " << c.kept << ", reported " << c.reported);
+		SCOPED_TRACE(testing::Message() << (c.rls ? "RLS" : "GSPN_ID") << " kept " << c.kept << ", reported "
+						<< c.reported);
 		cut_replies(c.kept, c.reported);
-		qorl_stats_t s[6];
-		memset(s, 0x44, sizeof s);
-		EXPECT_EQ(qorl_rport_get_remote_link_error_status(fc0, fc0->pwwn, kTgtA, s), c.st);
-		for (int i = 0; i < 6; i++)
-			EXPECT_EQ(s[i].value, c.st == QOR_STATUS_OK ? __builtin_bswap32(c.counters[i]) : 0x44444444u) << i;
+		if (c.rls)
+			expect_rls(c.st, c.counters);
+		else
+			expect_name(pid, c.st, c.name);
 	}
 }
 
@@ -310,20 +285,20 @@ TEST_F(Fcpt, PassThroughFieldsAndRoom)
 	room = sizeof rsp;
 	EXPECT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_FALSE, FC_CLASS_3, &h, &req, sizeof req, rsp, &room),
 		  QOR_STATUS_BADFRMHDR);
-}
+	h.s_id[2] ^= 1;
 
-TEST_F(Fcpt, EmptyNameLeavesBufferAlone)
-{
-	topology(R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
-	  {"pwwn":"50:00:00:00:00:00:00:01","symname":""}]}}]}]})");
-	ASSERT_EQ(qorl_adapter_scan(), 1);
-	qorl_t *q = qorl_ioc_open_idx(0);
-	qor_rport_attr_t a;
-	ASSERT_EQ(qorl_rport_get_attr(q, 0, 0, qt::wwn("50:00:00:00:00:00:00:01"), &a), QOR_STATUS_OK);
-	qor_rport_symname_t n;
-	strcpy(n.symname, "before");
-	EXPECT_EQ(qorl_get_rport_symname(q, 0, a.pid, q->pwwn, a.pwwn, &n), QOR_STATUS_OK);
-	EXPECT_STREQ(n.symname, "before");
+	// The driver's own size reaches the caller, also above the room it gave;
+	// a channel failure leaves the size alone.
+	qorsim_san_fabric_fault(QORSIM_SAN_FAULT_RSPSZ_OVER);
+	room = sizeof buf.buf;
+	EXPECT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_FALSE, FC_CLASS_3, &h, &req, sizeof req, rsp, &room),
+		  QOR_STATUS_OK);
+	EXPECT_EQ(room, sizeof buf.buf + 100);
+	qorsim_fault_request(QOR_IOCTL_FCPT, -1, EIO, 0, 1);
+	room = sizeof buf.buf;
+	EXPECT_EQ(qorl_fcpt(fc0, 0, fc0->pwwn, 0, 5, QOR_FALSE, FC_CLASS_3, &h, &req, sizeof req, rsp, &room),
+		  QOR_STATUS_EIO);
+	EXPECT_EQ(room, sizeof buf.buf);
 }
 
 } // namespace

@@ -42,7 +42,9 @@ protected:
 struct Layout {
 	const char *name;
 	void (*build)(Osname &);
-	std::string expect; // empty: QOR_STATUS_FAILED, name untouched
+	std::string expect; // empty: status `st`, name untouched
+	uint32_t lun = 3;
+	qor_status_t st = QOR_STATUS_FAILED;
 };
 
 const Layout kLayouts[] = {
@@ -70,6 +72,9 @@ const Layout kLayouts[] = {
 	 "/dev/s" + std::string(57, 'x')},
 	{"name_one_too_long", [](Osname &t) { t.dir("block/s" + std::string(58, 'x')); }, ""},
 	{"link_target_too_long", [](Osname &t) { t.link("block", "../../block/s" + std::string(60, 'y')); }, ""},
+	{"missing_unit", [](Osname &t) { t.dir("block/sde"); }, "", 4},
+	{"no_sysfs", [](Osname &) { qorsim_set_root("/nonexistent-qorl-root"); }, ""},
+	{"link_without_slash", [](Osname &t) { t.link("block", "sdg"); }, "", 3, QOR_STATUS_OK},
 };
 
 class Layouts : public Osname, public ::testing::WithParamInterface<Layout> {};
@@ -78,30 +83,19 @@ TEST_P(Layouts, DeviceNode)
 {
 	const Layout &c = GetParam();
 	c.build(*this);
-	qor_status_t st = lookup();
+	qor_status_t st = lookup(c.lun);
 	EXPECT_EQ(ndev, 1u);
 	if (!c.expect.empty()) {
 		ASSERT_EQ(st, QOR_STATUS_OK);
 		EXPECT_EQ(std::string(name), c.expect);
 	} else {
-		EXPECT_EQ(st, QOR_STATUS_FAILED);
+		EXPECT_EQ(st, c.st);
 		EXPECT_TRUE(untouched()) << name;
 	}
 }
 
 INSTANTIATE_TEST_SUITE_P(Osname, Layouts, ::testing::ValuesIn(kLayouts),
 			 [](const auto &i) { return std::string(i.param.name); });
-
-TEST_F(Osname, MissingUnitFailsAndSetsCount)
-{
-	dir("block/sde");
-	EXPECT_EQ(lookup(4), QOR_STATUS_FAILED);
-	EXPECT_EQ(ndev, 1u);
-	EXPECT_TRUE(untouched());
-	qorsim_set_root("/nonexistent-qorl-root");
-	EXPECT_EQ(lookup(), QOR_STATUS_FAILED);
-	EXPECT_TRUE(untouched());
-}
 
 TEST_F(Osname, OverlongLinkTargetIsCutAndReported)
 {
@@ -118,13 +112,6 @@ TEST_F(Osname, OverlongLinkTargetIsCutAndReported)
 	ASSERT_EQ(st, QOR_STATUS_OK);
 	EXPECT_EQ(out, "The symbolic link length exceeds the maximum\n");
 	EXPECT_EQ(std::string(name), "/dev/sdfz");
-}
-
-TEST_F(Osname, LinkWithoutSlashWritesNothing)
-{
-	link("block", "sdg");
-	EXPECT_EQ(lookup(), QOR_STATUS_OK);
-	EXPECT_TRUE(untouched());
 }
 
 TEST_F(Osname, NoBufferIsRefused)

@@ -35,10 +35,29 @@ HBA_WWN hw(const char *text)
 	return w;
 }
 
+wwn_t w64(HBA_WWN w)
+{
+	wwn_t v;
+	std::memcpy(&v, w.wwn, 8);
+	return v;
+}
+
 const HBA_WWN kPort0 = hw("20:00:02:5a:31:0a:f0:00"), kNode1 = hw("10:00:02:5a:31:0a:f0:01"),
 	      kFcoe0 = hw("20:00:02:5a:31:0c:c0:00"), kTgtA = hw("50:25:a3:40:10:3a:7c:00"),
 	      kInit = hw("21:00:02:5a:30:4c:8e:10"), kFabric = hw("10:00:02:5a:30:fa:b0:01"),
 	      kNobody = hw("20:00:00:00:00:00:00:99");
+
+// The requests of one code sent since the log was cleared.
+template <class R> std::vector<R> sent(uint32_t code)
+{
+	std::vector<R> v;
+	for (auto &e : qt::log_entries(code)) {
+		R r;
+		std::memcpy(&r, e.in, sizeof r);
+		v.push_back(r);
+	}
+	return v;
+}
 
 // The wrapper's view: the table the library filled, loaded once.
 class Snia : public qt::SimTest {
@@ -61,16 +80,7 @@ protected:
 			t.FreeLibraryHandler();
 	}
 	// The pass-through requests sent since the log was cleared.
-	std::vector<qor_ioctl_fcpt_t> frames()
-	{
-		std::vector<qor_ioctl_fcpt_t> v;
-		for (auto &e : qt::log_entries(QOR_IOCTL_FCPT)) {
-			qor_ioctl_fcpt_t r;
-			std::memcpy(&r, e.in, sizeof r);
-			v.push_back(r);
-		}
-		return v;
-	}
+	std::vector<qor_ioctl_fcpt_t> frames() { return sent<qor_ioctl_fcpt_t>(QOR_IOCTL_FCPT); }
 	std::vector<uint8_t> payload()
 	{
 		std::vector<uint8_t> p(256);
@@ -86,10 +96,8 @@ using slot = void (*)(void);
 
 TEST(SniaRegistration, EverySlotFilledAndV2BeginsWithV1)
 {
-	HBA_ENTRYPOINTS v1;
-	HBA_ENTRYPOINTSV2 v2;
-	std::memset(&v1, 0, sizeof v1);
-	std::memset(&v2, 0, sizeof v2);
+	HBA_ENTRYPOINTS v1{};
+	HBA_ENTRYPOINTSV2 v2{};
 	ASSERT_EQ(HBA_RegisterLibrary(&v1), HBA_STATUS_OK);
 	ASSERT_EQ(HBA_RegisterLibraryV2(&v2), HBA_STATUS_OK);
 	slot s1[24], s2[54];
@@ -197,11 +205,10 @@ TEST_F(Snia, NamesAndOpening)
 	ASSERT_EQ(qorl_get_last_error(), QOR_STATUS_OK);
 	ASSERT_EQ(t.GetAdapterNameHandler(1, name), HBA_STATUS_OK);
 	EXPECT_STREQ(name, "san-b");
-	EXPECT_EQ(t.OpenAdapterHandler(const_cast<char *>("san-b")), 2u);
-	EXPECT_EQ(t.OpenAdapterHandler(const_cast<char *>("QXC2214C007")), 2u) << "the serial number too";
-	EXPECT_EQ(t.OpenAdapterHandler(const_cast<char *>("QXA2210F001")), 1u);
-	EXPECT_EQ(t.OpenAdapterHandler(const_cast<char *>("nobody")), 0u);
-	EXPECT_EQ(t.OpenAdapterHandler(nullptr), 0u);
+	// By name, by the serial number too; 0 for no adapter.
+	for (auto [n, want] : {std::pair<const char *, HBA_HANDLE>{"san-b", 2}, {"QXC2214C007", 2}, {"QXA2210F001", 1},
+			       {"nobody", 0}, {nullptr, 0}})
+		EXPECT_EQ(t.OpenAdapterHandler(const_cast<char *>(n)), want) << (n ? n : "null");
 
 	HBA_HANDLE h = 77;
 	EXPECT_EQ(t.OpenAdapterByWWNHandler(&h, kNode1), HBA_STATUS_OK) << "a node WWN of any FC port";
@@ -398,38 +405,20 @@ TEST_F(Snia, LinkServiceFramesOnTheWire)
 		wwn_t dest;
 		uint8_t reply = FC_ELS_ACC;
 	};
+	const wwn_t fabric = w64(kFabric), tgt = w64(kTgtA);
 	const Case cases[] = {
-		{"SRL to our own domain",
-		 [&](uint8_t *b, HBA_UINT32 *n) { return t.SendSRLHandler(1, kPort0, kFabric, 0x10, b, n); },
-		 {0xFF, 0xFC, 0x10},
-		 {0x7B, 0, 0, 0, 0, 0, 0, 0},
-		 qt::wwn("10:00:02:5a:30:fa:b0:01")},
-		{"SRL domain 5",
-		 [&](uint8_t *b, HBA_UINT32 *n) { return t.SendSRLHandler(1, kPort0, kFabric, 5, b, n); },
-		 {0xFF, 0xFC, 0x05},
-		 {0x7B, 0, 0, 0, 0, 0, 0, 0},
-		 qt::wwn("10:00:02:5a:30:fa:b0:01"),
-		 FC_ELS_LS_RJT},
-		{"LIRR",
-		 [&](uint8_t *b, HBA_UINT32 *n) { return t.SendLIRRHandler(1, kPort0, kTgtA, 1, 0x18, b, n); },
-		 {0x01, 0x1a, 0x00},
-		 {0x7A, 0, 0, 0, 0x01, 0x18, 0, 0},
-		 qt::wwn("50:25:a3:40:10:3a:7c:00")},
-		{"RLS",
-		 [&](uint8_t *b, HBA_UINT32 *n) { return t.SendRLSHandler(1, kPort0, kTgtA, b, n); },
-		 {0x01, 0x1a, 0x00},
-		 {0x0F, 0, 0, 0, 0, 0, 0, 0},
-		 qt::wwn("50:25:a3:40:10:3a:7c:00")},
-		{"RNID",
-		 [&](uint8_t *b, HBA_UINT32 *n) { return t.SendRNIDHandler(1, kInit, NODE_WWN, b, n); },
-		 {0x01, 0x1c, 0x00},
-		 {0x78, 0, 0, 0, 0xDF, 0, 0, 0},
-		 qt::wwn("21:00:02:5a:30:4c:8e:10")},
-		{"RNID v2",
-		 [&](uint8_t *b, HBA_UINT32 *n) { return t.SendRNIDV2Handler(1, kPort0, kTgtA, 0, 0x00, b, n); },
-		 {0x01, 0x1a, 0x00},
-		 {0x78, 0, 0, 0, 0x00, 0, 0, 0},
-		 qt::wwn("50:25:a3:40:10:3a:7c:00")},
+		{"SRL to own domain", [&](auto *b, auto *n) { return t.SendSRLHandler(1, kPort0, kFabric, 0x10, b, n); },
+		 {0xFF, 0xFC, 0x10}, {0x7B, 0, 0, 0, 0, 0, 0, 0}, fabric},
+		{"SRL domain 5", [&](auto *b, auto *n) { return t.SendSRLHandler(1, kPort0, kFabric, 5, b, n); },
+		 {0xFF, 0xFC, 0x05}, {0x7B, 0, 0, 0, 0, 0, 0, 0}, fabric, FC_ELS_LS_RJT},
+		{"LIRR", [&](auto *b, auto *n) { return t.SendLIRRHandler(1, kPort0, kTgtA, 1, 0x18, b, n); },
+		 {0x01, 0x1a, 0x00}, {0x7A, 0, 0, 0, 0x01, 0x18, 0, 0}, tgt},
+		{"RLS", [&](auto *b, auto *n) { return t.SendRLSHandler(1, kPort0, kTgtA, b, n); },
+		 {0x01, 0x1a, 0x00}, {0x0F, 0, 0, 0, 0, 0, 0, 0}, tgt},
+		{"RNID", [&](auto *b, auto *n) { return t.SendRNIDHandler(1, kInit, NODE_WWN, b, n); },
+		 {0x01, 0x1c, 0x00}, {0x78, 0, 0, 0, 0xDF, 0, 0, 0}, w64(kInit)},
+		{"RNID v2", [&](auto *b, auto *n) { return t.SendRNIDV2Handler(1, kPort0, kTgtA, 0, 0x00, b, n); },
+		 {0x01, 0x1a, 0x00}, {0x78, 0, 0, 0, 0x00, 0, 0, 0}, tgt},
 	};
 	for (const auto &c : cases) {
 		SCOPED_TRACE(c.what);
@@ -586,15 +575,9 @@ TEST_F(Snia, RnidManagementInformation)
 	EXPECT_EQ(m.TopologyDiscoveryFlags, 0xDF);
 	EXPECT_EQ(m.reserved, 0x3333) << "not written";
 
-	HBA_MGMTINFO set{};
-	set.wwn = kPort0;
-	set.unittype = 3;
-	set.PortId = 0x10203;
-	set.NumberOfAttachedNodes = 4;
-	set.IPVersion = 6;
-	set.UDPPort = 1234;
+	HBA_MGMTINFO set{.wwn = kPort0, .unittype = 3, .PortId = 0x10203, .NumberOfAttachedNodes = 4, .IPVersion = 6,
+			 .UDPPort = 1234, .IPAddress = {}, .reserved = 0, .TopologyDiscoveryFlags = 0x80};
 	set.IPAddress[15] = 9;
-	set.TopologyDiscoveryFlags = 0x80;
 	ASSERT_EQ(t.SetRNIDMgmtInfoHandler(1, &set), HBA_STATUS_OK);
 	qor_port_rnid_t r;
 	ASSERT_EQ(qorl_port_get_rnid_info(qorl_adapter_get_port(1), &r), QOR_STATUS_OK);
@@ -637,56 +620,24 @@ TEST_F(Snia, PersistentBindingIsNotSupported)
 
 // ---- events --------------------------------------------------------------------------------
 
-struct SniaEvents {
-	std::mutex mu;
-	std::condition_variable cv;
-	struct Ev {
-		HBA_UINT32 type;
-		wwn_t a, b;
-		HBA_UINT32 fcid;
-	};
-	std::vector<Ev> got;
-	void add(Ev e)
-	{
-		std::lock_guard lk(mu);
-		got.push_back(e);
-		cv.notify_all();
-	}
-	bool wait(size_t n)
-	{
-		std::unique_lock lk(mu);
-		return cv.wait_for(lk, std::chrono::seconds(30), [&] { return got.size() >= n; });
-	}
-	std::vector<Ev> all()
-	{
-		std::lock_guard lk(mu);
-		return got;
-	}
-};
-
-wwn_t w64(HBA_WWN w)
-{
-	wwn_t v;
-	std::memcpy(&v, w.wwn, 8);
-	return v;
-}
-
+// SNIA callbacks record into a qt::Recorder: event is the SNIA type, key the
+// first WWN, id the port's address.
 void on_adapter(void *ud, HBA_WWN pwwn, HBA_UINT32 type)
 {
-	static_cast<SniaEvents *>(ud)->add({type, w64(pwwn), 0, 0});
+	static_cast<qt::Recorder *>(ud)->add({0, (int)type, 0, w64(pwwn)});
 }
 void on_port(void *ud, HBA_WWN pwwn, HBA_UINT32 type, HBA_UINT32 fcid)
 {
-	static_cast<SniaEvents *>(ud)->add({type, w64(pwwn), 0, fcid});
+	static_cast<qt::Recorder *>(ud)->add({0, (int)type, fcid, w64(pwwn)});
 }
-void on_target(void *ud, HBA_WWN l, HBA_WWN r, HBA_UINT32 type)
+void on_target(void *ud, HBA_WWN l, HBA_WWN, HBA_UINT32 type)
 {
-	static_cast<SniaEvents *>(ud)->add({type, w64(l), w64(r), 0});
+	static_cast<qt::Recorder *>(ud)->add({0, (int)type, 0, w64(l)});
 }
 
 TEST_F(Snia, EventsReachCallbacksInSniaForm)
 {
-	SniaEvents ports, targets, adapters;
+	qt::Recorder ports, targets, adapters;
 	HBA_CALLBACKHANDLE hp, ht, ha;
 	ASSERT_EQ(t.RegisterForAdapterPortEventsHandler(on_port, &ports, 1, kPort0, &hp), HBA_STATUS_OK);
 	ASSERT_EQ(t.RegisterForTargetEventsHandler(on_target, &targets, 1, kPort0, kNobody, &ht, 1), HBA_STATUS_OK);
@@ -694,23 +645,23 @@ TEST_F(Snia, EventsReachCallbacksInSniaForm)
 
 	ASSERT_EQ(qorsim_set_link(FC, 0, 0), 0);
 	ASSERT_EQ(qorsim_set_link(FC, 0, 1), 0);
-	ASSERT_TRUE(ports.wait(2));
-	auto p = ports.all();
-	EXPECT_EQ(p[0].type, (HBA_UINT32)HBA_EVENT_PORT_OFFLINE);
-	EXPECT_EQ(p[0].a, w64(kPort0));
-	EXPECT_EQ(p[1].type, (HBA_UINT32)HBA_EVENT_PORT_ONLINE);
-	EXPECT_EQ(p[1].fcid, 0x100000u) << "the port's address as a number";
-	ASSERT_TRUE(targets.wait(4)) << "every target of the port (allTargets)";
-	auto tg = targets.all();
-	EXPECT_EQ(tg[0].type, (HBA_UINT32)HBA_EVENT_TARGET_OFFLINE);
-	EXPECT_EQ(tg[3].type, (HBA_UINT32)HBA_EVENT_TARGET_ONLINE);
+	ASSERT_TRUE(ports.wait_count(2));
+	auto p = ports.calls();
+	EXPECT_EQ(p[0].event, HBA_EVENT_PORT_OFFLINE);
+	EXPECT_EQ(p[0].key, w64(kPort0));
+	EXPECT_EQ(p[1].event, HBA_EVENT_PORT_ONLINE);
+	EXPECT_EQ(p[1].id, 0x100000u) << "the port's address as a number";
+	ASSERT_TRUE(targets.wait_count(4)) << "every target of the port (allTargets)";
+	auto tg = targets.calls();
+	EXPECT_EQ(tg[0].event, HBA_EVENT_TARGET_OFFLINE);
+	EXPECT_EQ(tg[3].event, HBA_EVENT_TARGET_ONLINE);
 
 	// Additions of any adapter; the queue of the adapter's function is watched
 	// because the port subscription's controller shares its driver node.
 	ASSERT_EQ(qorsim_adapter_event(1, QOR_ADAPTER_AEN_ADD), 0);
-	ASSERT_TRUE(adapters.wait(1));
-	EXPECT_EQ(adapters.all()[0].type, (HBA_UINT32)HBA_EVENT_ADAPTER_ADD);
-	EXPECT_EQ(adapters.all()[0].a, w64(kFcoe0));
+	ASSERT_TRUE(adapters.wait_count(1));
+	EXPECT_EQ(adapters.calls()[0].event, HBA_EVENT_ADAPTER_ADD);
+	EXPECT_EQ(adapters.calls()[0].key, w64(kFcoe0));
 
 	EXPECT_EQ(t.RemoveCallbackHandler(ht), HBA_STATUS_OK);
 	EXPECT_EQ(t.RemoveCallbackHandler(ht), HBA_STATUS_ERROR) << "a second removal";
@@ -726,19 +677,19 @@ TEST_F(Snia, EventsReachCallbacksInSniaForm)
 
 TEST_F(Snia, AdapterEventsOfAnAdapter)
 {
-	SniaEvents ev, watch;
+	qt::Recorder ev, watch;
 	HBA_CALLBACKHANDLE h, hw2;
 	ASSERT_EQ(t.RegisterForAdapterEventsHandler(on_adapter, &ev, 1, &h), HBA_STATUS_OK);
 	// The adapter handle watches its first controller's queue.
 	ASSERT_EQ(qorsim_adapter_event(0, QOR_ADAPTER_AEN_REMOVE), 0);
-	ASSERT_TRUE(ev.wait(1));
-	EXPECT_EQ(ev.all()[0].type, (HBA_UINT32)HBA_EVENT_ADAPTER_REMOVE);
-	EXPECT_EQ(ev.all()[0].a, w64(kPort0));
+	ASSERT_TRUE(ev.wait_count(1));
+	EXPECT_EQ(ev.calls()[0].event, HBA_EVENT_ADAPTER_REMOVE);
+	EXPECT_EQ(ev.calls()[0].key, w64(kPort0));
 	// Handle 0 names no adapter: a subscription to additions of any adapter.
 	ASSERT_EQ(t.RegisterForAdapterEventsHandler(on_adapter, &watch, 0, &hw2), HBA_STATUS_OK);
 	ASSERT_EQ(qorsim_adapter_event(0, QOR_ADAPTER_AEN_ADD), 0);
-	ASSERT_TRUE(watch.wait(1));
-	EXPECT_EQ(watch.all()[0].type, (HBA_UINT32)HBA_EVENT_ADAPTER_ADD);
+	ASSERT_TRUE(watch.wait_count(1));
+	EXPECT_EQ(watch.calls()[0].event, HBA_EVENT_ADAPTER_ADD);
 	// Removed before the recorders go: a call still running is waited for.
 	EXPECT_EQ(t.RemoveCallbackHandler(h), HBA_STATUS_OK);
 	EXPECT_EQ(t.RemoveCallbackHandler(hw2), HBA_STATUS_OK);
@@ -746,16 +697,16 @@ TEST_F(Snia, AdapterEventsOfAnAdapter)
 
 TEST_F(Snia, DirectDeliveryReachesSniaSubscribers)
 {
-	SniaEvents ev;
+	qt::Recorder ev;
 	HBA_CALLBACKHANDLE h;
 	ASSERT_EQ(t.RegisterForAdapterPortEventsHandler(on_port, &ev, 1, kPort0, &h), HBA_STATUS_OK);
 	qor_lport_aen_data_t d{};
 	d.lpwwn = w64(kPort0);
 	ASSERT_EQ(qorl_lport_windows_event(qorl_adapter_get_port(1), &d, QOR_LPORT_AEN_ONLINE, qor_timeval_t{}),
 		  QOR_STATUS_OK);
-	ASSERT_EQ(ev.all().size(), 1u) << "called on this thread, before the delivery returned";
-	EXPECT_EQ(ev.all()[0].type, (HBA_UINT32)HBA_EVENT_PORT_ONLINE);
-	EXPECT_EQ(ev.all()[0].fcid, 0x100000u);
+	ASSERT_EQ(ev.calls().size(), 1u) << "called on this thread, before the delivery returned";
+	EXPECT_EQ(ev.calls()[0].event, HBA_EVENT_PORT_ONLINE);
+	EXPECT_EQ(ev.calls()[0].id, 0x100000u);
 	EXPECT_EQ(t.RemoveCallbackHandler(h), HBA_STATUS_OK);
 }
 
@@ -878,11 +829,8 @@ TEST_F(Snia, TargetMappingWithDeviceNames)
 
 qor_ioctl_scsi_t last_scsi()
 {
-	auto l = qt::log_entries(QOR_IOCTL_SCSI);
-	qor_ioctl_scsi_t r{};
-	if (!l.empty())
-		std::memcpy(&r, l.back().in, sizeof r);
-	return r;
+	auto l = sent<qor_ioctl_scsi_t>(QOR_IOCTL_SCSI);
+	return l.empty() ? qor_ioctl_scsi_t{} : l.back();
 }
 
 TEST_F(Snia, ScsiCommandsBothVersions)
@@ -986,11 +934,8 @@ TEST_F(Snia, EventBufferFetchesAtMost64AndOnlyWhatFits)
 	qorsim_log_clear();
 	ASSERT_EQ(t.GetEventBufferHandler(1, e.data(), &n), HBA_STATUS_OK);
 	EXPECT_EQ(n, 150u);
-	for (auto &l : qt::log_entries(QOR_IOCTL_AEN_GET)) {
-		qor_ioctl_aen_t r;
-		std::memcpy(&r, l.in, sizeof r);
+	for (auto &r : sent<qor_ioctl_aen_t>(QOR_IOCTL_AEN_GET))
 		EXPECT_LE(r.aen_count, 64) << "a bounded fetch";
-	}
 	ASSERT_EQ(qorsim_inject_events(FC, 0, v.data(), 10), 0);
 	n = 3;
 	ASSERT_EQ(t.GetEventBufferHandler(1, e.data(), &n), HBA_STATUS_OK);
@@ -1063,18 +1008,16 @@ TEST_F(Cpqfc_, EntryPointsByNameAndTheirRecord)
 		qorl_t *q = qorl_adapter_get_port((int)w.h);
 		qor_ioc_attr_t ia;
 		ASSERT_EQ(qorl_ioc_get_attr(q, &ia), QOR_STATUS_OK);
-		EXPECT_STREQ(a.Manufacturer, ia.adapter_attr.manufacturer);
-		EXPECT_STREQ(a.SerialNumber, ia.adapter_attr.serial_num);
-		EXPECT_STREQ(a.Model, ia.adapter_attr.model);
-		EXPECT_STREQ(a.ModelDescription, ia.adapter_attr.model_descr);
+		const auto &ad = ia.adapter_attr;
+		for (auto [got, want] : {std::pair<const char *, const char *>{a.Manufacturer, ad.manufacturer},
+					 {a.SerialNumber, ad.serial_num}, {a.Model, ad.model},
+					 {a.ModelDescription, ad.model_descr}, {a.NodeSymbolicName, ad.node_symname},
+					 {a.HardwareVersion, ad.hw_ver}, {a.DriverVersion, ia.driver_attr.driver_ver},
+					 {a.OptionROMVersion, ad.optrom_ver}, {a.FirmwareVersion, ad.fw_ver},
+					 {a.DriverName, ia.driver_attr.driver}})
+			EXPECT_STREQ(got, want);
 		EXPECT_EQ(std::memcmp(a.NodeWWN.wwn, &q->nwwn, 8), 0);
-		EXPECT_STREQ(a.NodeSymbolicName, ia.adapter_attr.node_symname);
-		EXPECT_STREQ(a.HardwareVersion, ia.adapter_attr.hw_ver);
-		EXPECT_STREQ(a.DriverVersion, ia.driver_attr.driver_ver);
-		EXPECT_STREQ(a.OptionROMVersion, ia.adapter_attr.optrom_ver);
-		EXPECT_STREQ(a.FirmwareVersion, ia.adapter_attr.fw_ver);
 		EXPECT_EQ(a.NumberOfPorts, 1u);
-		EXPECT_STREQ(a.DriverName, ia.driver_attr.driver);
 		EXPECT_EQ(a.Manufacturer[63], '\0');
 		EXPECT_EQ(a.DriverName[255], '\0');
 		// The PCI identity and location.
