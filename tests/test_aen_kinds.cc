@@ -1,5 +1,6 @@
 // The event kinds as data: the field tables agree with the record structs
-// (checked at compile time), the table's lookups, and the integer field
+// (offsets and sizes are checked where the table is made, member types
+// here, at compile time), the table's lookups, and the integer field
 // reader and writer that the emulator and mxt share.
 #include <gtest/gtest.h>
 
@@ -63,15 +64,6 @@ TEST(AenKinds, EightKindsInCategoryOrderThenTheCategoriesWithoutOne)
 		{"adapter", 1}, {"port", 2}, {"lport", 3}, {"rport", 4}, {"itnim", 5},
 		{"audit", 8},   {"ioc", 9},  {"ethport", 10}, {"tin", 6}, {"ipfc", 7}};
 	EXPECT_EQ(got, want);
-	for (auto *r : rows()) {
-		const bool kind = r->cat != QOR_AEN_CAT_TIN && r->cat != QOR_AEN_CAT_IPFC;
-		EXPECT_EQ(r->nfields > 0, kind) << r->kind;
-		EXPECT_EQ(r->ntypes > 0, kind) << r->kind;
-		EXPECT_EQ(r->size > 0, kind) << r->kind;
-		EXPECT_LE(r->size, sizeof(qor_aen_data_t)) << r->kind;
-	}
-	EXPECT_EQ(qor_aen_category(QOR_AEN_CAT_RPORT)->size, sizeof(qor_rport_aen_data_t));
-	EXPECT_EQ(qor_aen_category(QOR_AEN_CAT_ETHPORT)->size, sizeof(qor_ethport_aen_data_t));
 }
 
 TEST(AenKinds, FieldsAreInRecordOrderWithoutOverlapAndNamedInSnakeCase)
@@ -83,7 +75,6 @@ TEST(AenKinds, FieldsAreInRecordOrderWithoutOverlapAndNamedInSnakeCase)
 			const qor_aen_field_t &f = r->fields[i];
 			EXPECT_GE(f.offset, end) << r->kind << "." << f.name;
 			end = f.offset + f.size;
-			EXPECT_LE(end, r->size) << r->kind << "." << f.name;
 			EXPECT_TRUE(names.insert(f.name).second) << r->kind << "." << f.name;
 			for (const char *c = f.name; *c; c++)
 				EXPECT_TRUE(std::islower(static_cast<unsigned char>(*c)) || *c == '_')

@@ -127,21 +127,6 @@ TEST_F(AenSim, ChangesToUnknownObjectsFail)
 	EXPECT_EQ(qorsim_set_adapter_enabled(5, 0), -1);
 }
 
-TEST_F(AenSim, FullQueueDropsItsOldestAndCountsThem)
-{
-	qor_aen_data_t d{};
-	std::vector<qor_aen_entry_t> v;
-	for (uint32_t i = 1; i <= 1030; i++)
-		v.push_back(qt::entry(QOR_AEN_CAT_PORT, QOR_PORT_AEN_ONLINE, d, i));
-	ASSERT_EQ(qorsim_inject_events(FC, 1, v.data(), v.size()), 0);
-	EXPECT_EQ(qorsim_event_count(FC, 1, qor_aen_app_test), 1024);
-	EXPECT_EQ(qorsim_event_dropped(FC, 1, qor_aen_app_test), 6);
-	qor_aen_entry_t first;
-	int n = 1;
-	ASSERT_EQ(qorl_aen_get_events(qt::controller(FC, 1), &first, &n, qor_aen_app_test), QOR_STATUS_OK);
-	EXPECT_EQ(first.aen_tv.tv_usec, 7u);
-}
-
 TEST_F(AenSim, ScheduledChangesHappenAtTheirVirtualTime)
 {
 	topology(topo(R"(, "schedule": [
@@ -285,7 +270,7 @@ struct KindEvent {
 	const char *driver; // instance 0 of this driver raises it
 	const char *data;   // the record's fields as a topology gives them
 	std::function<void(qor_aen_data_t &)> record; // the record the library must deliver
-	const char *printed; // the fields as mxt events --json prints them
+	const char *printed; // the fields as mxt events --json prints them; null: as `data`
 	const char *object;  // the object of mxt events' text line
 };
 
@@ -303,7 +288,7 @@ const KindEvent kKindEvents[] = {
 		 d.adapter.nports = 2;
 		 d.adapter.pwwn = qt::wwn(kF0);
 	 },
-	 R"({"serial_num": "QXA2210F001", "nports": 2, "pwwn": "20:00:02:5a:31:0a:f0:00"})",
+	 nullptr,
 	 "serial_num QXA2210F001"},
 	{"port", "sfp_pom", QOR_PORT_AEN_SFP_POM, "fc",
 	 R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "fwwn": "0x1000025a30000001", "phy_port_num": 1,
@@ -340,8 +325,7 @@ const KindEvent kKindEvents[] = {
 		 d.rport.priv.qos_priority = 2;
 		 d.rport.priv.qos_flow_id = 4000000000u;
 	 },
-	 R"({"vf_id": 65535, "ppwwn": "20:00:02:5a:31:0a:f0:00", "lpwwn": "20:00:02:5a:31:0a:f0:00",
-	     "rpwwn": "21:00:02:5a:30:00:00:09", "qos_priority": 2, "qos_flow_id": 4000000000})",
+	 nullptr,
 	 "rpwwn 21:00:02:5a:30:00:00:09"},
 	{"itnim", "disconnect", QOR_ITNIM_AEN_DISCONNECT, "fc",
 	 R"({"vf_id": "0x10", "lpwwn": "20:00:02:5a:31:0a:f0:00", "rpwwn": "2100025a30000009"})",
@@ -359,7 +343,7 @@ const KindEvent kKindEvents[] = {
 		 d.audit.partition_inst = -1;
 		 d.audit.partition_type = 2147483647;
 	 },
-	 R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "partition_inst": -1, "partition_type": 2147483647})",
+	 nullptr,
 	 "pwwn 20:00:02:5a:31:0a:f0:00"},
 	{"ioc", "hb_fail", QOR_IOC_AEN_HB_FAIL, "fc", R"({"pwwn": "20:00:02:5a:31:0a:f0:00", "ioc_type": 1})",
 	 [](qor_aen_data_t &d) {
@@ -400,24 +384,19 @@ TEST_F(AenSim, ATopologyEventOfEveryKindReachesItsSubscriberWithItsFields)
 		  QOR_STATUS_OK);
 	qorl_ioc_aen_cbhandle_t *hi;
 	ASSERT_EQ(qorl_ioc_aen_register(fc, qt::keep_record, &got["ioc"], &hi), QOR_STATUS_OK);
-	qor_port_aen_data_t pk{};
-	pk.pwwn = fc->pwwn;
+	qor_port_aen_data_t pk{.pwwn = fc->pwwn};
 	qorl_port_aen_cbhandle_t *hp;
 	ASSERT_EQ(qorl_port_aen_register(fc, qt::keep_record, &got["port"], &pk, &hp), QOR_STATUS_OK);
-	qor_lport_aen_data_t lk{};
-	lk.lpwwn = fc->pwwn;
+	qor_lport_aen_data_t lk{.lpwwn = fc->pwwn};
 	qorl_lport_aen_cbhandle_t *hl;
 	ASSERT_EQ(qorl_lport_aen_register(fc, qt::keep_record, &got["lport"], &lk, &hl, 0), QOR_STATUS_OK);
-	qor_rport_aen_data_t rk{};
-	rk.lpwwn = fc->pwwn;
+	qor_rport_aen_data_t rk{.lpwwn = fc->pwwn};
 	qorl_rport_aen_cbhandle_t *hr;
 	ASSERT_EQ(qorl_rport_aen_register(fc, qt::keep_record, &got["rport"], &rk, &hr), QOR_STATUS_OK);
-	qor_itnim_aen_data_t ik{};
-	ik.lpwwn = fc->pwwn;
+	qor_itnim_aen_data_t ik{.lpwwn = fc->pwwn};
 	qorl_itnim_aen_cbhandle_t *hn;
 	ASSERT_EQ(qorl_itnim_aen_register(fc, qt::keep_record, &got["itnim"], &ik, &hn, 0), QOR_STATUS_OK);
-	qor_audit_aen_data_t uk{};
-	uk.pwwn = fc->pwwn;
+	qor_audit_aen_data_t uk{.pwwn = fc->pwwn};
 	qorl_audit_aen_cbhandle_t *hu;
 	ASSERT_EQ(qorl_audit_aen_register(fc, qt::keep_record, &got["audit"], &uk, &hu), QOR_STATUS_OK);
 	qorl_ethport_aen_cbhandle_t *he;
@@ -458,7 +437,7 @@ TEST(AenSimMxt, FollowPrintsEveryFieldOfEveryKind)
 	ASSERT_EQ(tx.lines.size(), kinds);
 	for (const auto &k : kKindEvents) {
 		SCOPED_TRACE(k.kind);
-		nlohmann::json want = nlohmann::json::parse(k.printed);
+		nlohmann::json want = nlohmann::json::parse(k.printed ? k.printed : k.data);
 		want["category"] = k.kind;
 		want["type"] = k.type;
 		// Instance 0 of the FC driver serves port 1/0, of the Ethernet driver port 2/0.

@@ -71,10 +71,15 @@ void PrintTo(const setter_case &c, std::ostream *os) { *os << c.name; }
 
 class ConfigSetter : public ct::Fixture, public ::testing::WithParamInterface<setter_case> {};
 
+// Also: a port without a slot, or none, changes nothing.
 TEST_P(ConfigSetter, BitFollowsValue)
 {
 	const setter_case &c = GetParam();
+	qorl_t stranger = ct::fc_port("20:00:00:99:99:99:99:99", false);
 	qorl_t q0 = ct::fc_port(P0);
+	c.set(&stranger, c.value);
+	c.set(nullptr, c.value);
+	EXPECT_EQ(ct::lines().size(), 1u);
 	c.set(&q0, c.value);
 	EXPECT_EQ(ct::lines().back(), "qor0-" + c.key + " = " + c.text);
 	c.set(&q0, c.other);
@@ -95,23 +100,17 @@ std::vector<setter_case> with_global_form()
 	return v;
 }
 
-TEST_P(ConfigGlobalSetter, GlobalStaysWhenValueUnchanged)
+// A global line stays while a slot is set to its value, and turns per slot
+// when one is set to another.
+TEST_P(ConfigGlobalSetter, GlobalTurnsPerSlotOnChange)
 {
 	const setter_case &c = GetParam();
-	qorl_t q0 = ct::fc_port(P0), q1 = ct::fc_port(P1);
+	ct::fc_port(P0);
+	qorl_t q1 = ct::fc_port(P1);
 	std::string line = c.global + "\n";
 	qorl_config_parse(line.data());
 	c.set(&q1, c.value);
 	EXPECT_EQ(ct::lines().back(), c.global);
-	(void)q0;
-}
-
-TEST_P(ConfigGlobalSetter, GlobalTurnsPerSlotOnChange)
-{
-	const setter_case &c = GetParam();
-	qorl_t q0 = ct::fc_port(P0), q1 = ct::fc_port(P1);
-	std::string line = c.global + "\n";
-	qorl_config_parse(line.data());
 	// A second written value where there is one, else the default.
 	bool second = c.other_text != c.text;
 	c.set(&q1, second ? c.other : c.def);
@@ -119,17 +118,6 @@ TEST_P(ConfigGlobalSetter, GlobalTurnsPerSlotOnChange)
 	if (second)
 		expect.push_back("qor1-" + c.key + " = " + c.other_text);
 	EXPECT_EQ(ct::lines_from(2), expect);
-	(void)q0;
-}
-
-TEST_P(ConfigSetter, NoSlotNoChange)
-{
-	const setter_case &c = GetParam();
-	qorl_t stranger = ct::fc_port("20:00:00:99:99:99:99:99", false);
-	ct::fc_port(P0);
-	c.set(&stranger, c.value);
-	c.set(nullptr, c.value);
-	EXPECT_EQ(ct::lines().size(), 1u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Port, ConfigSetter, ::testing::ValuesIn(setter_cases),
@@ -253,38 +241,27 @@ TEST_F(ConfigSetters, VportAddDelete)
 	EXPECT_EQ(ct::lines().size(), 1u);
 }
 
-TEST_F(ConfigSetters, VportNameWithCommaShifts)
+// A name with a comma shifts the fields; one without NUL is cut to 127 characters.
+TEST_F(ConfigSetters, VportSymbolicNames)
 {
 	qorl_t q = ct::fc_port(P0);
 	qor_lport_cfg_t a = lport("20:00:00:11:22:33:00:09", "left,right", 1);
 	qorl_config_vport_add(&q, 1, &a);
 	EXPECT_EQ(ct::lines().back(),
 		  "qor0-vport-0 = \"20:00:00:11:22:33:00:09,20:00:00:11:22:33:00:0a,left,right\",0\";");
-}
-
-TEST_F(ConfigSetters, VportUnterminatedSymbolicName)
-{
-	qorl_t q = ct::fc_port(P0);
-	qor_lport_cfg_t a = lport("20:00:00:11:22:33:00:09", "", 1);
 	std::memset(a.sym_name.symname, 'S', sizeof a.sym_name.symname);
 	qorl_config_vport_add(&q, 1, &a);
 	EXPECT_EQ(ct::lines().back(),
 		  "qor0-vport-0 = \"20:00:00:11:22:33:00:09,20:00:00:11:22:33:00:0a," + std::string(127, 'S') + ",IM,1\";");
 }
 
-TEST_F(ConfigSetters, VirtualFabricMode)
+TEST_F(ConfigSetters, VirtualFabricModeAndList)
 {
 	qorl_t q = ct::fc_port(P0);
 	qorl_config_vf_mode(&q, 5, QOR_TRUE);
-	EXPECT_EQ(ct::lines_from(1),
-		  (strings{"qor0-vf-enable = \"TRUE\"", "qor0-vf-default = 5;"}));
+	EXPECT_EQ(ct::lines_from(1), (strings{"qor0-vf-enable = \"TRUE\"", "qor0-vf-default = 5;"}));
 	qorl_config_vf_mode(&q, 1, QOR_FALSE);
 	EXPECT_EQ(ct::lines().size(), 1u);
-}
-
-TEST_F(ConfigSetters, VirtualFabricList)
-{
-	qorl_t q = ct::fc_port(P0);
 	qorl_config_vf_list(&q, 3, QOR_TRUE);
 	qorl_config_vf_list(&q, 20, QOR_TRUE);
 	qorl_config_vf_list(&q, 15, QOR_TRUE);

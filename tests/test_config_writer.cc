@@ -151,41 +151,12 @@ TEST_F(ConfigWriter, ValuesWithoutWordAreNotWritten)
 	EXPECT_EQ(ct::lines().size(), 1u);
 }
 
-TEST_F(ConfigWriter, MissingDirectoryIsEfopen)
+TEST_F(ConfigWriter, UnopenableTargetIsEfopen)
 {
 	std::string p = root_ + "/no/such/dir/qor.conf";
 	EXPECT_EQ(qorl_config_sync(p.data()), QOR_STATUS_EFOPEN);
 	EXPECT_EQ(qorl_config_sync(nullptr), QOR_STATUS_EFOPEN);
 	EXPECT_EQ(qorl_config_sync((char *)""), QOR_STATUS_EFOPEN);
-}
-
-TEST_F(ConfigWriter, KeepsModeAndLeavesNoTemp)
-{
-	qt::write_file(path_, "old\n");
-	ASSERT_EQ(chmod(path_.c_str(), 0640), 0);
-	mode_t old = umask(077);
-	qorl_config_ioc_add(qt::wwn("20:00:00:11:22:33:00:01"));
-	EXPECT_EQ(sync(), QOR_STATUS_OK);
-	umask(old);
-	struct stat st;
-	ASSERT_EQ(stat(path_.c_str(), &st), 0);
-	EXPECT_EQ(st.st_mode & 07777, 0640u);
-	EXPECT_NE(qt::read_file(path_).find("qor0-port-wwn"), std::string::npos);
-	EXPECT_EQ(temp_files(root_ + "/etc"), 0u);
-}
-
-TEST_F(ConfigWriter, NewFileMode)
-{
-	mode_t old = umask(022);
-	ASSERT_EQ(sync(), QOR_STATUS_OK);
-	umask(old);
-	struct stat st;
-	ASSERT_EQ(stat(path_.c_str(), &st), 0);
-	EXPECT_EQ(st.st_mode & 07777, 0644u);
-}
-
-TEST_F(ConfigWriter, DirectoryTargetIsEfopen)
-{
 	// The target is a directory: no file can be opened there.
 	std::string dir = root_ + "/etc/adir";
 	qt::write_file(dir + "/inside", "x");
@@ -196,12 +167,43 @@ TEST_F(ConfigWriter, DirectoryTargetIsEfopen)
 	EXPECT_EQ(temp_files(root_ + "/etc"), 0u);
 }
 
-TEST_F(ConfigWriter, RenameFailureIsEioAndKeepsTheOldFile)
+TEST_F(ConfigWriter, FileModeKeptOrFromUmask)
+{
+	mode_t old = umask(022);
+	ASSERT_EQ(sync(), QOR_STATUS_OK);
+	struct stat st;
+	ASSERT_EQ(stat(path_.c_str(), &st), 0);
+	EXPECT_EQ(st.st_mode & 07777, 0644u);
+	ASSERT_EQ(chmod(path_.c_str(), 0640), 0);
+	umask(077);
+	qorl_config_ioc_add(qt::wwn("20:00:00:11:22:33:00:01"));
+	EXPECT_EQ(sync(), QOR_STATUS_OK);
+	umask(old);
+	ASSERT_EQ(stat(path_.c_str(), &st), 0);
+	EXPECT_EQ(st.st_mode & 07777, 0640u);
+	EXPECT_NE(qt::read_file(path_).find("qor0-port-wwn"), std::string::npos);
+	EXPECT_EQ(temp_files(root_ + "/etc"), 0u);
+}
+
+// A failed rename (an immutable file) or failed writes (a file size limit)
+// are EIO and keep the old file.
+TEST_F(ConfigWriter, FailuresAreEioAndKeepTheOldFile)
 {
 	qt::write_file(path_, "old text\n");
 	qorl_config_ioc_add(qt::wwn("20:00:00:11:22:33:00:01"));
-	g_rename_errno = EPERM; // an immutable file
+	g_rename_errno = EPERM;
 	EXPECT_EQ(sync(), QOR_STATUS_EIO);
+	g_rename_errno = 0;
+	EXPECT_EQ(qt::read_file(path_), "old text\n");
+	EXPECT_EQ(temp_files(root_ + "/etc"), 0u);
+	for (int i = 0; i < 128; i++)
+		qorl_config_ioc_add(0x100 + i);
+	ASSERT_TRUE(ct::in_child([&] {
+		signal(SIGXFSZ, SIG_IGN);
+		struct rlimit rl{1024, 1024};
+		setrlimit(RLIMIT_FSIZE, &rl);
+		_exit(sync() == QOR_STATUS_EIO ? 0 : 1);
+	}));
 	EXPECT_EQ(qt::read_file(path_), "old text\n");
 	EXPECT_EQ(temp_files(root_ + "/etc"), 0u);
 }
@@ -217,30 +219,13 @@ TEST_F(ConfigWriter, TheNewFileIsSyncedBeforeItReplacesTheOld)
 	g_recording = false;
 	auto r = std::find_if(g_calls.begin(), g_calls.end(), [](const fs_call &c) { return c.op == 'r'; });
 	ASSERT_NE(r, g_calls.end());
-	EXPECT_TRUE(std::any_of(g_calls.begin(), r, [&](const fs_call &c) {
-		return c.op == 's' && c.dev == r->dev && c.ino == r->ino;
-	})) << "the renamed file was not synced before the rename";
+	auto synced = [](auto from, auto to, dev_t dev, ino_t ino) {
+		return std::any_of(from, to, [&](const fs_call &c) { return c.op == 's' && c.dev == dev && c.ino == ino; });
+	};
+	EXPECT_TRUE(synced(g_calls.begin(), r, r->dev, r->ino)) << "the renamed file was not synced before the rename";
 	struct stat dir;
 	ASSERT_EQ(stat((root_ + "/etc").c_str(), &dir), 0);
-	EXPECT_TRUE(std::any_of(r, g_calls.end(), [&](const fs_call &c) {
-		return c.op == 's' && c.dev == dir.st_dev && c.ino == dir.st_ino;
-	})) << "the directory was not synced after the rename";
-}
-
-TEST_F(ConfigWriter, WriteFailureKeepsOldFile)
-{
-	qt::write_file(path_, "old text\n");
-	for (int i = 0; i < 128; i++)
-		qorl_config_ioc_add(0x100 + i);
-	// A file size limit makes the writes fail part way.
-	ASSERT_TRUE(ct::in_child([&] {
-		signal(SIGXFSZ, SIG_IGN);
-		struct rlimit rl{1024, 1024};
-		setrlimit(RLIMIT_FSIZE, &rl);
-		_exit(sync() == QOR_STATUS_EIO ? 0 : 1);
-	}));
-	EXPECT_EQ(qt::read_file(path_), "old text\n");
-	EXPECT_EQ(temp_files(root_ + "/etc"), 0u);
+	EXPECT_TRUE(synced(r, g_calls.end(), dir.st_dev, dir.st_ino)) << "the directory was not synced after the rename";
 }
 
 // ---- golden file -------------------------------------------------------------
@@ -321,16 +306,22 @@ TEST_F(ConfigWriter, GoldenFullModel)
 	EXPECT_EQ(qt::read_file(path_), qt::read_file(golden));
 }
 
+// In a child process of its own: builds a model and writes it to path.
+template <class F> bool write_in_child(F build, const std::string &path)
+{
+	return ct::in_child([&] {
+		build();
+		_exit(qorl_config_sync(const_cast<char *>(path.c_str())) == QOR_STATUS_OK ? 0 : 1);
+	});
+}
+
 // The file that loading `text` into a fresh model and writing it back gives.
 std::string rewrite(const std::string &dir, const std::string &text)
 {
 	std::string in = dir + "/rt.in", out = dir + "/rt.out";
 	qt::write_file(in, text);
 	std::remove(out.c_str());
-	EXPECT_TRUE(ct::in_child([&] {
-		qorl_config_load(in.data());
-		_exit(qorl_config_sync(out.data()) == QOR_STATUS_OK ? 0 : 1);
-	}));
+	EXPECT_TRUE(write_in_child([&] { qorl_config_load(in.data()); }, out));
 	return qt::read_file(out);
 }
 
@@ -569,10 +560,7 @@ TEST_F(ConfigWriter, RandomModelsRoundTrip)
 {
 	std::string a = root_ + "/a.conf";
 	for (unsigned seed = 1; seed <= 200; seed++) {
-		ASSERT_TRUE(ct::in_child([&] {
-			build_random_model(seed);
-			_exit(qorl_config_sync(a.data()) == QOR_STATUS_OK ? 0 : 1);
-		})) << "seed " << seed;
+		ASSERT_TRUE(write_in_child([&] { build_random_model(seed); }, a)) << "seed " << seed;
 		std::string first = qt::read_file(a);
 		std::string once = rewrite(root_, first);
 		ASSERT_EQ(reverse_vports(once), first) << "seed " << seed;
@@ -603,10 +591,7 @@ TEST_F(ConfigWriter, KilledWriterLeavesOldOrNewFile)
 	std::string texts[2];
 	for (int v = 0; v < 2; v++) {
 		std::string p = root_ + "/variant" + std::to_string(v);
-		ASSERT_TRUE(ct::in_child([&] {
-			build_big_model(v);
-			_exit(qorl_config_sync(p.data()) == QOR_STATUS_OK ? 0 : 1);
-		}));
+		ASSERT_TRUE(write_in_child([&] { build_big_model(v); }, p));
 		texts[v] = qt::read_file(p);
 		ASSERT_GT(texts[v].size(), 100000u);
 	}
@@ -616,10 +601,7 @@ TEST_F(ConfigWriter, KilledWriterLeavesOldOrNewFile)
 	using clock = std::chrono::steady_clock;
 	// How long one child takes from fork to exit, to spread the kills over it.
 	auto t0 = clock::now();
-	ASSERT_TRUE(ct::in_child([&] {
-		build_big_model(1);
-		_exit(sync() == QOR_STATUS_OK ? 0 : 1);
-	}));
+	ASSERT_TRUE(write_in_child([] { build_big_model(1); }, path_));
 	auto span = std::chrono::duration_cast<std::chrono::microseconds>(clock::now() - t0).count();
 	qt::write_file(path_, texts[0]);
 

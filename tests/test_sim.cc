@@ -522,7 +522,6 @@ TEST(SimTopology, BadFilesGetClearErrors)
 		{R"({"adapterz": []})", "unknown key 'adapterz'"},
 		{R"({"adapters": [{"functions": [{"type": "scsi"}]}]})", "adapters[0].functions[0].type"},
 		{R"({"adapters": [{"serial": "ABCDEFGHIJKL", "functions": []}]})", "at most 11 characters"},
-		{R"({"adapters": [{"functions": [{"type": "fc", "pwwn": "20:00"}]}]})", "must be a WWN"},
 		{R"({"adapters": [{"functions": [{"type": "eth", "mac": "zz:00:00:00:00:00"}]}]})", "MAC address"},
 		{R"({"adapters": [{"functions": [{"type": "fc", "instance": 1}, {"type": "fc", "instance": 1}]}]})",
 		 "given twice"},
@@ -557,16 +556,6 @@ TEST(SimTopology, FilesThatCannotBeTopologies)
 	qt::write_file(dir + "/nul.json", nul);
 	qt::write_file(dir + "/big.json", R"({"transition_ms": 1e400})");
 	qt::write_file(dir + "/cut.json", R"({"adapters": [)");
-	const struct {
-		std::string path, says;
-	} rows[] = {
-		{"/dev/zero", "topology file /dev/zero is not a regular file"},
-		{dir + "/fifo", "topology file " + dir + "/fifo is not a regular file"},
-		{dir, "topology file " + dir + " is not a regular file"},
-		{dir + "/nul.json", dir + "/nul.json: not valid JSON: a NUL byte at offset 16"},
-		{dir + "/big.json", dir + "/big.json: not valid JSON: number overflow parsing '1e400'"},
-		{dir + "/cut.json", dir + "/cut.json: not valid JSON: parse error at line 1, column 15"},
-	};
 	// Counts that each fit their key but together would take more memory than a host has.
 	std::string many = R"({"adapters": [{"functions": [)";
 	for (int k = 0; k < 65; k++)
@@ -584,16 +573,18 @@ TEST(SimTopology, FilesThatCannotBeTopologies)
 	qt::write_file(dir + "/large.json", std::string(16 << 20, ' ') + "{}");
 	const struct {
 		std::string path, says;
-	} more[] = {
+	} rows[] = {
+		{"/dev/zero", "topology file /dev/zero is not a regular file"},
+		{dir + "/fifo", "topology file " + dir + "/fifo is not a regular file"},
+		{dir, "topology file " + dir + " is not a regular file"},
+		{dir + "/nul.json", dir + "/nul.json: not valid JSON: a NUL byte at offset 16"},
+		{dir + "/big.json", dir + "/big.json: not valid JSON: number overflow parsing '1e400'"},
+		{dir + "/cut.json", dir + "/cut.json: not valid JSON: parse error at line 1, column 15"},
 		{dir + "/rports.json", "adapters[0].functions[64].fcport.rport_count: a topology has at most 262144 remote ports"},
 		{dir + "/luns.json", "adapters[0].functions[0].fcport.rports[64]: a topology has at most 1048576 logical units"},
 		{dir + "/vports.json", "adapters[0].functions[0].fcport.vports[65536]: a topology has at most 65536 virtual ports"},
 		{dir + "/large.json", "topology file " + dir + "/large.json is larger than 16 MiB"},
 	};
-	for (const auto &row : more) {
-		EXPECT_EQ(qorsim_load_topology_file(row.path.c_str()), -1) << row.path;
-		EXPECT_NE(std::string(qorsim_error()).find(row.says), std::string::npos) << qorsim_error();
-	}
 	for (const auto &row : rows) {
 		EXPECT_EQ(qorsim_load_topology_file(row.path.c_str()), -1) << row.path;
 		EXPECT_NE(std::string(qorsim_error()).find(row.says), std::string::npos) << qorsim_error();
@@ -713,20 +704,23 @@ TEST_F(SimTest, QueueOverflowWarnsOnceAndCounts)
 	Node fc(QOR_DEV_FC), eth(QOR_DEV_ETH);
 	auto inject = [](int drv, int inst, size_t n) {
 		std::vector<qor_aen_entry_t> e(n);
-		for (auto &x : e) {
-			x.aen_category = QOR_AEN_CAT_PORT;
-			x.aen_type = QOR_PORT_AEN_ONLINE;
+		for (size_t i = 0; i < n; i++) {
+			e[i].aen_category = QOR_AEN_CAT_PORT;
+			e[i].aen_type = QOR_PORT_AEN_ONLINE;
+			e[i].aen_tv.tv_usec = static_cast<uint32_t>(i + 1);
 		}
 		ASSERT_EQ(qorsim_inject_events(drv, inst, e.data(), n), 0);
 	};
 	// One fetch of one event; what the emulator said on stderr meanwhile.
-	auto fetch = [](const Node &n, int inst, uint32_t app) {
+	uint32_t id = 0; // the fetched event's
+	auto fetch = [&id](const Node &n, int inst, uint32_t app) {
 		qor_ioctl_aen_t a{};
 		a.qord_num = inst;
 		a.aen_count = 1;
 		a.app_id = app;
 		testing::internal::CaptureStderr();
 		EXPECT_EQ(n.req(QOR_IOCTL_AEN_GET, &a), 0);
+		id = a.aen_list[0].aen_tv.tv_usec;
 		return testing::internal::GetCapturedStderr();
 	};
 	inject(FC, 1, kQueue + 6);
@@ -735,6 +729,7 @@ TEST_F(SimTest, QueueOverflowWarnsOnceAndCounts)
 	EXPECT_EQ(fetch(fc, 1, qor_aen_app_test),
 		  "qorsim: warning: fc driver instance 1: the event queue of application 4 (test) was full; "
 		  "6 events lost, the oldest first\n");
+	EXPECT_EQ(id, 7u) << "the oldest are dropped";
 	EXPECT_EQ(fetch(fc, 1, qor_aen_app_test), "") << "one warning for one overflow";
 	inject(FC, 1, 5); // 1022 queued: three more are lost
 	EXPECT_EQ(qorsim_event_dropped(FC, 1, qor_aen_app_test), 9);
