@@ -21,27 +21,14 @@ namespace {
 
 using nlohmann::json;
 
-struct result {
-	int rc;
-	std::string out, err;
-};
+using result = qt::Run;
 
 // Runs a command line through the shell; stdout and stderr kept apart.
 result sh(const std::string &cmd)
 {
-	std::string errfile = qt::make_temp_dir() + "/err";
-	FILE *p = popen((cmd + " 2>" + errfile).c_str(), "r");
-	result r{-1, "", ""};
-	if (!p)
-		return r;
-	char buf[4096];
-	size_t n;
-	while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-		r.out.append(buf, n);
-	int st = pclose(p);
-	r.rc = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-	r.err = qt::read_file(errfile);
-	qt::remove_tree(errfile.substr(0, errfile.rfind('/')));
+	const std::string dir = qt::make_temp_dir();
+	result r = qt::run_command(cmd, dir + "/err");
+	qt::remove_tree(dir);
 	return r;
 }
 
@@ -990,32 +977,23 @@ TEST_F(Mxt, RemoteLinkErrorCountersAreShownAsNumbers)
 	result r = mxt("--json rport show 1/0 21:00:02:5a:30:00:00:01 --stats", topo);
 	ASSERT_EQ(r.rc, 0) << r.err;
 	json l = json::parse(r.out)["link_error_status"];
-	EXPECT_EQ(l, json({{"link_failure_count", 1},
-			   {"loss_of_synchronization_count", 2},
-			   {"loss_of_signal_count", 3},
-			   {"primitive_sequence_protocol_error_count", 4},
-			   {"invalid_transmission_word_count", 5},
+	EXPECT_EQ(l, json({{"link_failure_count", 1}, {"loss_of_synchronization_count", 2}, {"loss_of_signal_count", 3},
+			   {"primitive_sequence_protocol_error_count", 4}, {"invalid_transmission_word_count", 5},
 			   {"invalid_crc_count", 6}}));
 }
 
-// A name that is not UTF-8 (here from the file the drivers read) is shown
-// with U+FFFD for the bad byte, in both forms; --json does not abort.
-TEST_F(Mxt, BytesThatAreNotUtf8AreReplaced)
+// Driver text with control characters (a name, a description, a symbolic
+// name, a serial number in an event) reaches the terminal escaped as \xNN,
+// never raw; JSON keeps the text as it is, escaped by JSON itself. A name
+// that is not UTF-8 (here from the file the drivers read) is shown with
+// U+FFFD for the bad byte, in both forms; --json does not abort.
+TEST_F(Mxt, ControlCharactersNeverReachTheTerminalRawNorBadUtf8)
 {
 	qt::write_file(root + "/etc/qor.conf", "adapter-QXA2210F001-name = \"lab\xffx\";\n");
 	result j = mxt("--json adapter show 1");
 	ASSERT_EQ(j.rc, 0) << j.err;
 	EXPECT_EQ(json::parse(j.out)["name"], "lab\xef\xbf\xbdx");
-	result t = mxt("adapter list");
-	ASSERT_EQ(t.rc, 0) << t.err;
-	EXPECT_TRUE(has(t.out, "lab\xef\xbf\xbdx")) << t.out;
-}
-
-// Driver text with control characters (a name, a description, a symbolic
-// name, a serial number in an event) reaches the terminal escaped as \xNN,
-// never raw; JSON keeps the text as it is, escaped by JSON itself.
-TEST_F(Mxt, ControlCharactersNeverReachTheTerminalRaw)
-{
+	EXPECT_TRUE(has(mxt("adapter list").out, "lab\xef\xbf\xbdx"));
 	const std::string topo = topo_file(R"({"adapters":[{"serial":"QX\u001b[31mA","model_descr":"evil\u001b[2J\u0007desc\u009b1m",
 		"functions":[{"type":"fc","fcport":{"symname":"sym\u001b]0;title\u0007x",
 		"rports":[{"pwwn":"50:00:00:00:00:00:00:01"}]}}]}],
@@ -1178,15 +1156,14 @@ TEST_F(Mxt, PrometheusFileIsReplacedWhole)
 	EXPECT_EQ(ls.out, "qorl.prom\n");
 
 	mkdir((dir + "/sub.prom").c_str(), 0755);
-	result d = mxt("stats --prometheus --output " + dir + "/sub.prom");
-	EXPECT_EQ(d.rc, 1);
-	EXPECT_TRUE(has(d.err, "exists and is not a regular file")) << d.err;
-	result none = mxt("stats --prometheus -o " + root + "/missing/qorl.prom");
-	EXPECT_EQ(none.rc, 1);
-	EXPECT_TRUE(has(none.err, "cannot create a file in " + root + "/missing")) << none.err;
-	result both = mxt("--json stats --prometheus");
-	EXPECT_EQ(both.rc, 1);
-	EXPECT_TRUE(has(both.err, "--json and --prometheus are two forms of output")) << both.err;
+	for (auto [args, says] : {std::pair<std::string, std::string>{"stats --prometheus --output " + dir + "/sub.prom",
+								      "exists and is not a regular file"},
+				  {"stats --prometheus -o " + root + "/missing/qorl.prom", "cannot create a file in " + root + "/missing"},
+				  {"--json stats --prometheus", "--json and --prometheus are two forms of output"}}) {
+		result f = mxt(args);
+		EXPECT_EQ(f.rc, 1) << args;
+		EXPECT_TRUE(has(f.err, says)) << args << ": " << f.err;
+	}
 }
 
 // --watch: each line's rates are the difference of the counters it shows
@@ -1574,18 +1551,12 @@ TEST_F(Mxt, LunListShowsUnitsCapacitiesAndDevices)
 		{"50:25:a3:40:10:3a:7c:01", 1, "0001000000000000", 41943040ull * 512, "20.0 GiB", "/dev/sdf"},
 	};
 	for (size_t i = 0; i < rows.size(); i++) {
-		const json &row = rows[i];
-		SCOPED_TRACE(row.dump());
-		EXPECT_EQ(row["port"], "1/0");
-		EXPECT_EQ(row["rpwwn"], want[i].rpwwn);
-		EXPECT_EQ(row["lun"], want[i].lun);
-		EXPECT_EQ(row["fcp_lun"], want[i].fcp_lun);
-		EXPECT_EQ(row["type"], "disk");
-		EXPECT_EQ(row["vendor"], "QOR");
-		EXPECT_EQ(row["product"], "QX-Array A");
-		EXPECT_EQ(row["capacity_bytes"], want[i].bytes);
-		EXPECT_EQ(row["capacity"], want[i].capacity);
-		EXPECT_EQ(row["device"], want[i].device);
+		SCOPED_TRACE(rows[i].dump());
+		const json w = {{"port", "1/0"},	 {"rpwwn", want[i].rpwwn},  {"lun", want[i].lun},
+				{"fcp_lun", want[i].fcp_lun}, {"type", "disk"}, {"vendor", "QOR"}, {"product", "QX-Array A"},
+				{"capacity_bytes", want[i].bytes}, {"capacity", want[i].capacity}, {"device", want[i].device}};
+		for (auto &[key, value] : w.items())
+			EXPECT_EQ(rows[i][key], value) << key;
 	}
 	result t = mxt("lun list 1/0");
 	ASSERT_EQ(t.rc, 0) << t.err;
