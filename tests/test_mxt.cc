@@ -21,27 +21,14 @@ namespace {
 
 using nlohmann::json;
 
-struct result {
-	int rc;
-	std::string out, err;
-};
+using result = qt::Run;
 
 // Runs a command line through the shell; stdout and stderr kept apart.
 result sh(const std::string &cmd)
 {
-	std::string errfile = qt::make_temp_dir() + "/err";
-	FILE *p = popen((cmd + " 2>" + errfile).c_str(), "r");
-	result r{-1, "", ""};
-	if (!p)
-		return r;
-	char buf[4096];
-	size_t n;
-	while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-		r.out.append(buf, n);
-	int st = pclose(p);
-	r.rc = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-	r.err = qt::read_file(errfile);
-	qt::remove_tree(errfile.substr(0, errfile.rfind('/')));
+	const std::string dir = qt::make_temp_dir();
+	result r = qt::run_command(cmd, dir + "/err");
+	qt::remove_tree(dir);
 	return r;
 }
 
@@ -90,6 +77,12 @@ protected:
 			  args);
 	}
 	std::string conf() { return qt::read_file(root + "/etc/qor.conf"); }
+	// A topology file under this test's root.
+	std::string topo_file(const std::string &text, const std::string &name = "topology.json")
+	{
+		qt::write_file(root + "/" + name, text);
+		return root + "/" + name;
+	}
 	// A fresh root under this test's root.
 	std::string fresh_root()
 	{
@@ -118,20 +111,29 @@ protected:
 	}
 	// A refused command: exit 1, nothing on stdout, one line on stderr that
 	// begins with "mxt: " and message; with --json the same message as an
-	// error object without a library status.
-	void refused(const std::string &args, const std::string &message)
+	// error object, whose status is named (and numbered alike in the text)
+	// or, without status, null. With a topology each run gets a fresh root.
+	// Returns stderr.
+	std::string refused(const std::string &args, const std::string &message, const std::string &topo = "",
+			    const char *status = nullptr)
 	{
-		result t = mxt(args);
+		result t = mxt(args, topo, topo.empty() ? "" : fresh_root());
 		EXPECT_EQ(t.rc, 1) << args;
 		EXPECT_EQ(t.out, "") << args;
 		EXPECT_EQ(t.err.rfind("mxt: " + message, 0), 0u) << args << ": " << t.err;
 		EXPECT_EQ(t.err.find('\n'), t.err.size() - 1) << args << ": one line: " << t.err;
-		result j = mxt(args + " --json");
+		result j = mxt(args + " --json", topo, topo.empty() ? "" : fresh_root());
 		EXPECT_EQ(j.rc, 1) << args;
 		json e = collect("error", args, j.out);
-		EXPECT_TRUE(e["error"]["status"].is_null()) << j.out;
-		EXPECT_TRUE(e["error"]["name"].is_null()) << j.out;
+		if (status) {
+			EXPECT_EQ(e["error"]["name"], status) << j.out;
+			EXPECT_TRUE(has(t.err, "status " + e["error"]["status"].dump() + " (" + status + ")")) << t.err;
+		} else {
+			EXPECT_TRUE(e["error"]["status"].is_null()) << j.out;
+			EXPECT_TRUE(e["error"]["name"].is_null()) << j.out;
+		}
 		EXPECT_EQ(e["error"]["message"], t.err.substr(5, t.err.size() - 6)) << j.out;
+		return t.err;
 	}
 	// Runs an invocation in a fresh root set up for it; *written gets the
 	// root's etc/qor.conf afterwards. With trap, a directory takes the file's place.
@@ -198,22 +200,15 @@ const char *const trunked_topology = R"({"adapters":[{"serial":"QXA2210F001","tr
 const std::vector<invocation> &walk()
 {
 	static const std::vector<invocation> w = {
-		{"ioc list"},
-		{"ioc show", "0"},
-		{"ioc show", "4"},
+		{"ioc list"}, {"ioc show", "0"}, {"ioc show", "4"},
 		{"ioc coalesce", "0 off --delay 100 --latency 20", "", {"qor0-coalesce = \"off\";"}},
 		{"ioc name", "1 uplink-b", "", {"qor1-port-name = \"uplink-b\";"}},
 		{"ioc name", "4 eth-a", "", {"vek0-port-name = \"eth-a\";"}},
-		{"adapter list"},
-		{"adapter show", "2"},
+		{"adapter list"}, {"adapter show", "2"},
 		{"adapter name", "2 lab-west", "", {"adapter-QXC2214C007-name = \"lab-west\";"}},
-		{"adapter enable", "1"},
-		{"adapter disable", "2"},
-		{"config show"},
-		{"config path"},
-		{"port list"},
-		{"port show", "1/0"},
-		{"port show", "2/1"},
+		{"adapter enable", "1"}, {"adapter disable", "2"},
+		{"config show"}, {"config path"},
+		{"port list"}, {"port show", "1/0"}, {"port show", "2/1"},
 		{"port enable", "1/0", "qor0-port-enable = \"FALSE\";\n", {}, {"qor0-port-enable"}},
 		{"port disable", "1/1", "", {"qor1-port-enable = \"FALSE\";"}},
 		{"port speed", "1/0 4", "", {"qor0-port-speed = 4;"}},
@@ -221,9 +216,7 @@ const std::vector<invocation> &walk()
 		{"port alpa", "1/0 0x02", "", {"qor0-port-hardalpa = 0x2;"}},
 		{"port alpa", "1/0 clear", "qor0-port-hardalpa = 0x2;\n", {}, {"qor0-port-hardalpa"}},
 		{"port frame-size", "1/0 1024", "", {"qor0-port-maxfrsize = 1024;"}},
-		{"port stats", "1/0"},
-		{"port stats", "2/0"},
-		{"port stats", "1/1 --reset"},
+		{"port stats", "1/0"}, {"port stats", "2/0"}, {"port stats", "1/1 --reset"},
 		{"trunk show", "1"},
 		{"trunk enable", "1", "", {"adapter-QXA2210F001-trunk = \"TRUE\";"}},
 		{"trunk disable", "1"},
@@ -231,30 +224,19 @@ const std::vector<invocation> &walk()
 		{"trunk disable", "1", "adapter-QXA2210F001-trunk = \"TRUE\";\n", {}, {"adapter-QXA2210F001-trunk"},
 		 trunked_topology},
 		{"lport list", "1/0"},
-		{"rport list", "1/0"},
-		{"rport show", "1/0 50:25:a3:40:10:3a:7c:00"},
+		{"rport list", "1/0"}, {"rport show", "1/0 50:25:a3:40:10:3a:7c:00"},
 		{"rport show", "1/0 0x5025a340103a7c01 --stats"},
 		{"itnim show", "1/0 5025a340103a7c00"},
-		{"eth show", "2/0"},
-		{"eth stats", "2/1"},
-		{"eth stats", "2/0 --reset"},
-		{"fcoe show", "2/0"},
-		{"fcoe stats", "2/0"},
-		{"fcoe stats", "2/1 --reset"},
+		{"eth show", "2/0"}, {"eth stats", "2/1"}, {"eth stats", "2/0 --reset"},
+		{"fcoe show", "2/0"}, {"fcoe stats", "2/0"}, {"fcoe stats", "2/1 --reset"},
 		{"fcoe enable", "2/0", "qor2-port-enable = \"FALSE\";\n", {}, {"qor2-port-enable"}},
 		{"fcoe disable", "2/1", "", {"qor3-port-enable = \"FALSE\";"}},
-		{"events"},
-		{"events", "--kind rport"},
-		{"flash list", "1"},
-		{"flash read", "2 fw @ROOT@/fw.bin"},
-		{"flash write", "1 optrom2 @PKG@"},
-		{"flash erase", "1 cfg:1 --yes"},
-		{"flash optrom", "2 off"},
-		{"boot inspect", "@PKG@"},
-		{"boot update", "@PKG@ --all"},
+		{"events"}, {"events", "--kind rport"},
+		{"flash list", "1"}, {"flash read", "2 fw @ROOT@/fw.bin"}, {"flash write", "1 optrom2 @PKG@"},
+		{"flash erase", "1 cfg:1 --yes"}, {"flash optrom", "2 off"},
+		{"boot inspect", "@PKG@"}, {"boot update", "@PKG@ --all"},
 		{"boot update", "@PKG@ 2 --devid 0x17"},
-		{"lun list", "1/0"},
-		{"lun list", "1/1 50:25:a3:30:02:5b:6e:20"},
+		{"lun list", "1/0"}, {"lun list", "1/1 50:25:a3:30:02:5b:6e:20"},
 		{"lun list", "2/0 0x5025a35186f71c10"},
 		{"scsi inquiry", "1/0 50:25:a3:40:10:3a:7c:00 0"},
 		{"scsi inquiry", "1/0 50:25:a3:40:10:3a:7c:00 300 --page 0x00"},
@@ -262,12 +244,10 @@ const std::vector<invocation> &walk()
 		{"scsi inquiry", "1/0 50:25:a3:40:10:3a:7c:00 2 --page 131"},
 		{"scsi capacity", "1/0 50:25:a3:40:10:3a:7c:00 0"},
 		{"scsi capacity", "1/0 50:25:a3:40:10:3a:7c:00 1"},
-		{"scsi tur", "1/1 50:25:a3:30:02:5b:6e:20 0"},
-		{"scsi tur", "1/0 50:25:a3:40:10:3a:7c:00 7"},
+		{"scsi tur", "1/1 50:25:a3:30:02:5b:6e:20 0"}, {"scsi tur", "1/0 50:25:a3:40:10:3a:7c:00 7"},
 		{"scsi read", "1/0 50:25:a3:40:10:3a:7c:00 0 0"},
 		{"scsi read", "1/0 50:25:a3:40:10:3a:7c:01 1 41943035 --count 5 --output /dev/null"},
-		{"stats"},
-		{"stats", "1/0 2/0 --rports"},
+		{"stats"}, {"stats", "1/0 2/0 --rports"},
 		{"report", "-o @ROOT@/bundle.tar.gz"},
 	};
 	return w;
@@ -315,14 +295,9 @@ std::string plain(std::string t)
 std::map<std::string, std::string> manual_entries(const std::string &manual)
 {
 	std::map<std::string, std::string> entries;
-	std::vector<std::string> lines;
-	for (size_t at = 0; at < manual.size();) {
-		size_t nl = manual.find('\n', at);
-		if (nl == std::string::npos)
-			nl = manual.size();
-		lines.push_back(plain(manual.substr(at, nl - at)));
-		at = nl + 1;
-	}
+	std::vector<std::string> lines = lines_of(manual);
+	for (std::string &l : lines)
+		l = plain(l);
 	for (size_t i = 0; i < lines.size(); i++) {
 		if (lines[i] != ".TP" || i + 1 >= lines.size())
 			continue;
@@ -336,6 +311,12 @@ std::map<std::string, std::string> manual_entries(const std::string &manual)
 		i = j - 1;
 	}
 	return entries;
+}
+
+// The forms of an argument's name ("--output,-o").
+std::vector<std::string> forms_of(const json &argument)
+{
+	return lines_of(std::regex_replace(argument["name"].get<std::string>(), std::regex(","), "\n"));
 }
 
 bool has_word(const std::string &text, const std::string &w)
@@ -379,23 +360,17 @@ TEST_F(Mxt, TheManualMatchesEveryCommandAndOption)
 		// Every option the entry's usage line names is one the command takes.
 		std::set<std::string> forms = {"--json"};
 		for (const json &a : c["arguments"])
-			for (const std::string &f : lines_of(std::regex_replace(a["name"].get<std::string>(), std::regex(","), "\n")))
+			for (const std::string &f : forms_of(a))
 				forms.insert(f);
 		const std::regex option("(^|[ [|])(--?[a-z][a-z-]*)");
 		for (std::sregex_iterator m(usage.begin(), usage.end(), option), end; m != end; ++m)
 			EXPECT_TRUE(forms.count((*m)[2])) << "docs/mxt.1 gives '" << path << "' the option " << (*m)[2]
 							  << ", which it does not take: " << usage;
 		for (const json &a : c["arguments"]) {
-			std::string name = a["name"];
-			for (size_t at = 0; at <= name.size();) {
-				size_t comma = name.find(',', at);
-				if (comma == std::string::npos)
-					comma = name.size();
-				const std::string form = name.substr(at, comma - at);
+			const std::string name = a["name"];
+			for (const std::string &form : forms_of(a))
 				EXPECT_TRUE(has_word(entry, form)) << "the entry of '" << path << "' lacks " << form << ":\n"
 								   << entry;
-				at = comma + 1;
-			}
 			for (const json &choice : a["choices"]) {
 				EXPECT_TRUE(has_word(entry, choice.get<std::string>()))
 					<< "the entry of '" << path << "' lacks " << name << " " << choice;
@@ -486,21 +461,14 @@ TEST_F(Mxt, FailedWriteBackExitsOneAndSaysSo)
 // nothing on stdout, exit 1; with --json the error object.
 TEST_F(Mxt, RefusedCommandsSayWhy)
 {
+	// Arguments are read strictly: no sign, no blank, no overflow, no extra
+	// part; the message names the argument.
+	for (const std::string ap : {"1/4294967297", "-1/0", "1/ 0", " 1/0", "+1/0", "x", "1/0/0", "1/", "0/0"})
+		refused("port disable '" + ap + "'", "argument A/P: '" + ap + "' is not a port address");
 	struct refusal {
 		const char *args, *message;
 	};
 	const refusal cases_[] = {
-		// Arguments are read strictly: no sign, no blank, no overflow, no
-		// extra part; the message names the argument.
-		{"port disable 1/4294967297", "argument A/P: '1/4294967297' is not a port address"},
-		{"port disable -1/0", "argument A/P: '-1/0' is not a port address"},
-		{"port disable '1/ 0'", "argument A/P: '1/ 0' is not a port address"},
-		{"port disable ' 1/0'", "argument A/P: ' 1/0' is not a port address"},
-		{"port disable +1/0", "argument A/P: '+1/0' is not a port address"},
-		{"port disable x", "argument A/P: 'x' is not a port address"},
-		{"port disable 1/0/0", "argument A/P: '1/0/0' is not a port address"},
-		{"port disable 1/", "argument A/P: '1/' is not a port address"},
-		{"port disable 0/0", "argument A/P: '0/0' is not a port address"},
 		{"adapter disable 99999999999999999999999",
 		 "argument N: '99999999999999999999999' is not an adapter number"},
 		{"adapter disable 4294967297", "argument N: '4294967297' is not an adapter number"},
@@ -519,8 +487,6 @@ TEST_F(Mxt, RefusedCommandsSayWhy)
 		{"events --kind tin", "argument --kind: 'tin' is not a valid choice"},
 		// Well formed, but leading nowhere or to the wrong side.
 		{"adapter show 3", "no adapter 3; 'mxt adapter list' shows the adapters"},
-		{"trunk show 3", "no adapter 3; 'mxt adapter list' shows the adapters"},
-		{"port show 3/0", "no adapter 3; 'mxt adapter list' shows the adapters"},
 		{"port show 1/5", "adapter 1 has no port 5; 'mxt port list' shows the ports"},
 		{"eth show 1/0", "adapter 1 has no Ethernet port 0; 'mxt port list' shows the ports"},
 		{"fcoe show 1/0", "port 1/0 is a Fibre Channel port, not an FCoE port"},
@@ -566,6 +532,8 @@ TEST_F(Mxt, AcceptsBackWhatItPrints)
 	ASSERT_EQ(port["speed_gbps"], 8);
 	ASSERT_EQ(mxt("port speed 1/0 " + port["speed"].get<std::string>()).rc, 0);
 	EXPECT_TRUE(has(conf(), "qor0-port-speed = 8;\n")) << conf();
+	EXPECT_TRUE(has(mxt("config show").out, "qor0-port-speed = 8;\n"));
+	EXPECT_EQ(mxt("config path").out, "/etc/qor.conf\n");
 	for (const char *s : {"4Gbps", "2g", "Auto", "AUTO"})
 		EXPECT_EQ(mxt(std::string("port speed 1/1 ") + s).rc, 0) << s;
 	EXPECT_EQ(port["pport_cfg"]["topology"], "auto");
@@ -624,10 +592,9 @@ TEST_F(Mxt, AlreadySoIsANoteForAdaptersPortsTrunksAndFcoe)
 		{"fcoe disable 2/0", quiet_topology, "disabling FCoE on port 2/0: the port is already disabled"},
 		{"fcoe disable 2/1", quiet_topology, nullptr},
 	};
-	std::string topo = root + "/topology.json";
 	for (const change &c : changes) {
 		const std::string what = std::string(c.args) + (*c.topology ? " (own topology)" : "");
-		qt::write_file(topo, *c.topology ? c.topology : qorsim_default_topology());
+		const std::string topo = topo_file(*c.topology ? c.topology : qorsim_default_topology());
 		result t = mxt(c.args, topo, fresh_root());
 		EXPECT_EQ(t.rc, 0) << what << ": " << t.err;
 		EXPECT_EQ(t.out, "") << what;
@@ -689,24 +656,13 @@ TEST_F(Mxt, RefusalsSayWhyAndWhatToDo)
 		 {"disabling adapter 1:", "timed out", "eth instance 1 (port 1/1) is not disabled (disabling)"},
 		 {"fc instance"}},
 	};
-	std::string topo = root + "/topology.json";
 	for (const refusal &r : refusals) {
-		const std::string what = r.args;
-		qt::write_file(topo, *r.topology ? r.topology : qorsim_default_topology());
-		result t = mxt(r.args, topo, fresh_root());
-		EXPECT_EQ(t.rc, 1) << what;
-		EXPECT_EQ(t.out, "") << what;
-		EXPECT_EQ(t.err.rfind("mxt: ", 0), 0u) << what << ": " << t.err;
-		EXPECT_EQ(t.err.find('\n'), t.err.size() - 1) << what << ": one line: " << t.err;
-		EXPECT_TRUE(has(t.err, std::string(" (") + r.status + ")")) << what << ": " << t.err;
+		const std::string err =
+			refused(r.args, "", topo_file(*r.topology ? r.topology : qorsim_default_topology()), r.status);
 		for (const std::string &part : r.says)
-			EXPECT_TRUE(has(t.err, part)) << what << ": no '" << part << "' in " << t.err;
+			EXPECT_TRUE(has(err, part)) << r.args << ": no '" << part << "' in " << err;
 		for (const std::string &part : r.not_says)
-			EXPECT_FALSE(has(t.err, part)) << what << ": '" << part << "' in " << t.err;
-		result j = mxt(std::string("--json ") + r.args, topo, fresh_root());
-		json e = collect("error", what, j.out);
-		EXPECT_EQ(e["error"]["name"], r.status) << j.out;
-		EXPECT_EQ(e["error"]["message"], t.err.substr(5, t.err.size() - 6)) << j.out;
+			EXPECT_FALSE(has(err, part)) << r.args << ": '" << part << "' in " << err;
 	}
 	check_schemas();
 }
@@ -764,8 +720,7 @@ TEST_F(Mxt, EveryAddressThatLeadsNowhereIsNamed)
 TEST_F(Mxt, TheInstanceLimitIsNamed)
 {
 	const std::string limit = "more than 128 instances (the library's limit per driver)";
-	std::string topo = root + "/topology.json";
-	qt::write_file(topo, R"({"drivers":{"fc":{"count":129}},"adapters":[{"serial":"QXC2214C007",
+	std::string topo = topo_file(R"({"drivers":{"fc":{"count":129}},"adapters":[{"serial":"QXC2214C007",
 		"functions":[{"type":"fcoe"},{"type":"eth"}]}]})");
 	result r = mxt("--json ioc list", topo);
 	EXPECT_EQ(r.rc, 0) << r.err;
@@ -844,8 +799,7 @@ const std::multiset<std::string> kEventNames = {
 // instance and port (the two drivers' instances 1 stay apart).
 TEST_F(Mxt, EventsOfEveryCategoryNameTheirControllerAndMatchTheSchema)
 {
-	std::string topo = root + "/events.json";
-	qt::write_file(topo, events_topology(0));
+	std::string topo = topo_file(events_topology(0));
 	result q = mxt("--json events", topo);
 	ASSERT_EQ(q.rc, 0) << q.err;
 	json queued = collect("events", "events (queued)", q.out);
@@ -866,7 +820,7 @@ TEST_F(Mxt, EventsOfEveryCategoryNameTheirControllerAndMatchTheSchema)
 	EXPECT_EQ(std::count(t.out.begin(), t.out.end(), '\n'), static_cast<long>(kEventNames.size())) << t.out;
 
 	for (int at : {0, 100}) {
-		qt::write_file(topo, events_topology(at));
+		topo_file(events_topology(at));
 		const std::vector<std::string> argv = {bin + "/qorsim", "--root", root, "--topology", topo, "--",
 						       bin + "/mxt",    "--json", "events", "--follow"};
 		qt::Lines f = qt::read_lines(argv, [](const std::vector<std::string> &l) {
@@ -886,8 +840,7 @@ TEST_F(Mxt, EventsOfEveryCategoryNameTheirControllerAndMatchTheSchema)
 // severity and the fields a journal query selects by; nothing on stdout.
 TEST_F(Mxt, EventsGoToTheJournalOneEntryEach)
 {
-	std::string topo = root + "/events.json", journal = root + "/journal.jsonl";
-	qt::write_file(topo, events_topology(0));
+	std::string topo = topo_file(events_topology(0)), journal = root + "/journal.jsonl";
 	result j = mxt("--json events", topo);
 	ASSERT_EQ(j.rc, 0) << j.err;
 	json events = json::parse(j.out);
@@ -946,82 +899,24 @@ TEST_F(Mxt, WithoutDriversSaysSoAndFails)
 	EXPECT_EQ(j["error"]["name"], "QOR_STATUS_NO_DRIVER");
 }
 
-TEST_F(Mxt, IocListOfDefaultHardware)
+// The default hardware as the lists show it: controllers numbered across
+// both cards, each adapter's controllers by port as 'ioc list' numbers them.
+TEST_F(Mxt, ListsOfDefaultHardware)
 {
 	result r = mxt("ioc list --json");
 	ASSERT_EQ(r.rc, 0) << r.err;
-	auto j = nlohmann::json::parse(r.out);
+	json j = json::parse(r.out);
 	ASSERT_EQ(j.size(), 6u);
 	EXPECT_EQ(j[2]["ioc_type"], "fcoe");
 	EXPECT_TRUE(j[0].contains("pwwn"));
 	EXPECT_TRUE(j[0]["mac"].is_null());
 	EXPECT_TRUE(j[4]["pwwn"].is_null());
 	EXPECT_EQ(j[4]["port"], "2/0");
-	r = mxt("ioc list");
-	ASSERT_EQ(r.rc, 0);
-	EXPECT_NE(r.out.find("operational"), std::string::npos);
-}
-
-TEST_F(Mxt, TopologyFileDecidesTheControllers)
-{
-	std::string topo = root + "/topo.json";
-	qt::write_file(
-		topo, R"({"adapters":[{"serial":"TESTSN1","functions":[{"type":"fc"},{"type":"fc"},{"type":"fc"}]}]})");
-	result r = mxt("ioc list --json", topo);
-	ASSERT_EQ(r.rc, 0) << r.err;
-	auto j = nlohmann::json::parse(r.out);
-	ASSERT_EQ(j.size(), 3u);
-	for (auto &c : j)
-		EXPECT_EQ(c["serial_num"], "TESTSN1");
-}
-
-TEST_F(Mxt, BadTopologyIsRefusedByTheLauncher)
-{
-	std::string topo = root + "/bad.json";
-	qt::write_file(topo, R"({"adapters":[{"functions":[{"type":"scsi"}]}]})");
-	result r = mxt("ioc list", topo);
-	EXPECT_EQ(r.rc, 2);
-	EXPECT_NE(r.err.find("type"), std::string::npos) << r.err;
-}
-
-TEST_F(Mxt, IocShowUnknownIdFails)
-{
-	result r = mxt("ioc show 42");
-	EXPECT_EQ(r.rc, 1);
-	EXPECT_NE(r.err.find("no controller 42"), std::string::npos) << r.err;
-	r = mxt("ioc show 4 --json");
-	ASSERT_EQ(r.rc, 0) << r.err;
-	auto j = nlohmann::json::parse(r.out);
+	EXPECT_TRUE(has(mxt("ioc list").out, "operational"));
+	j = json::parse(mxt("ioc show 4 --json").out);
 	EXPECT_EQ(j["identity"]["ioc_type"], "eth");
 	EXPECT_TRUE(j["attributes"]["adapter_attr"].contains("model_descr"));
-}
-
-// Naming rewrites the file by rename and keeps every line the model carries.
-TEST_F(Mxt, AdapterNameKeepsTuningKeysAndAbsentPorts)
-{
-	qt::write_file(root + "/etc/qor.conf", "num-ios = 2048;\n"
-					       "qor7-port-wwn = \"21:00:00:00:00:00:00:77\";\n"
-					       "qor7-port-speed = 4;\n"
-					       "vek3-port-mac = \"02:00:00:00:00:33\";\n"
-					       "vek3-port-mtu = 9000;\n");
-	result r = mxt("adapter name 1 lab-east");
-	ASSERT_EQ(r.rc, 0) << r.err;
-	std::string c = conf();
-	auto list = nlohmann::json::parse(mxt("adapter list --json").out);
-	std::string serial = list[0]["serial_num"];
-	EXPECT_NE(c.find("adapter-" + serial + "-name = \"lab-east\";\n"), std::string::npos) << c;
-	EXPECT_NE(c.find("num-ios = 2048;"), std::string::npos) << c;
-	EXPECT_NE(c.find("qor7-port-wwn = \"21:00:00:00:00:00:00:77\";"), std::string::npos) << c;
-	EXPECT_NE(c.find("qor7-port-speed = 4;"), std::string::npos) << c;
-	EXPECT_NE(c.find("vek3-port-mtu = 9000;"), std::string::npos) << c;
-	EXPECT_EQ(r.out, "");
-}
-
-TEST_F(Mxt, AdapterListShowsControllersByPort)
-{
-	result r = mxt("adapter list --json");
-	ASSERT_EQ(r.rc, 0) << r.err;
-	auto j = nlohmann::json::parse(r.out);
+	j = json::parse(mxt("adapter list --json").out);
 	ASSERT_EQ(j.size(), 2u);
 	EXPECT_EQ(j[0]["ports"].size(), 2u);
 	EXPECT_TRUE(j[0]["ports"][1].contains("fc"));
@@ -1029,86 +924,77 @@ TEST_F(Mxt, AdapterListShowsControllersByPort)
 	EXPECT_TRUE(j[1]["ports"][0].contains("fc"));
 	EXPECT_TRUE(j[1]["ports"][0].contains("eth"));
 	EXPECT_EQ(j[1]["cna_capable"], true);
-	// The controllers as 'ioc list' numbers them, not as the adapter's copies do.
 	EXPECT_EQ(j[1]["ports"][0]["eth"]["id"], 4);
 	EXPECT_EQ(j[1]["ports"][1]["fc"]["id"], 3);
+	EXPECT_GE(json::parse(mxt("rport list 1/0 --json").out).size(), 3u);
 }
 
-// The emulated drivers take names from the file when they load, as real ones do.
-TEST_F(Mxt, NamesSurviveIntoTheNextRun)
+// The launcher builds the controllers from the topology file, and refuses a bad one.
+TEST_F(Mxt, TopologyFileDecidesTheControllers)
 {
+	result r = mxt("ioc list --json", topo_file(R"({"adapters":[{"serial":"TESTSN1","functions":[
+		{"type":"fc"},{"type":"fc"},{"type":"fc"}]}]})"));
+	ASSERT_EQ(r.rc, 0) << r.err;
+	json j = json::parse(r.out);
+	ASSERT_EQ(j.size(), 3u);
+	for (auto &c : j)
+		EXPECT_EQ(c["serial_num"], "TESTSN1");
+	r = mxt("ioc list", topo_file(R"({"adapters":[{"functions":[{"type":"scsi"}]}]})"));
+	EXPECT_EQ(r.rc, 2);
+	EXPECT_TRUE(has(r.err, "type")) << r.err;
+}
+
+// Naming rewrites the file by rename and keeps every line the model
+// carries; the emulated drivers take the names from the file when they
+// load, as real ones do.
+TEST_F(Mxt, NamesKeepEveryOtherLineAndSurviveIntoTheNextRun)
+{
+	const std::string kept = "num-ios = 2048;\nqor7-port-wwn = \"21:00:00:00:00:00:00:77\";\nqor7-port-speed = 4;\n"
+				 "vek3-port-mtu = 9000;\n";
+	qt::write_file(root + "/etc/qor.conf", kept + "vek3-port-mac = \"02:00:00:00:00:33\";\n");
+	result r = mxt("adapter name 1 lab-east");
+	ASSERT_EQ(r.rc, 0) << r.err;
+	EXPECT_EQ(r.out, "");
+	for (const std::string &line : lines_of(kept + "adapter-QXA2210F001-name = \"lab-east\";"))
+		EXPECT_TRUE(has(conf(), line + "\n")) << line << " in\n" << conf();
 	ASSERT_EQ(mxt("adapter name 2 lab-west").rc, 0);
 	ASSERT_EQ(mxt("ioc name 4 uplink-a").rc, 0);
-	auto ads = nlohmann::json::parse(mxt("adapter list --json").out);
-	EXPECT_EQ(ads[1]["name"], "lab-west");
-	auto iocs = nlohmann::json::parse(mxt("ioc list --json").out);
+	EXPECT_EQ(json::parse(mxt("adapter list --json").out)[1]["name"], "lab-west");
+	json iocs = json::parse(mxt("ioc list --json").out);
 	EXPECT_EQ(iocs[4]["port_name"], "uplink-a");
 	EXPECT_EQ(iocs[5]["port_name"], "");
-}
-
-TEST_F(Mxt, OverlongNameIsRefused)
-{
-	result r = mxt("adapter name 1 " + std::string(64, 'x'));
+	r = mxt("adapter name 1 " + std::string(64, 'x'));
 	EXPECT_EQ(r.rc, 1);
-	EXPECT_NE(r.err.find("63 characters"), std::string::npos) << r.err;
-}
-
-TEST_F(Mxt, PortSpeedShowsInConfig)
-{
-	ASSERT_EQ(mxt("port speed 1/0 8").rc, 0);
-	result r = mxt("config show");
-	ASSERT_EQ(r.rc, 0) << r.err;
-	EXPECT_NE(r.out.find("qor0-port-speed = 8;\n"), std::string::npos) << r.out;
-	EXPECT_EQ(mxt("config path").out, "/etc/qor.conf\n");
-}
-
-TEST_F(Mxt, RemotePortsOfFabricPort)
-{
-	result r = mxt("rport list 1/0 --json");
-	ASSERT_EQ(r.rc, 0) << r.err;
-	auto j = nlohmann::json::parse(r.out);
-	ASSERT_TRUE(j.is_array());
-	EXPECT_GE(j.size(), 3u);
+	EXPECT_TRUE(has(r.err, "63 characters")) << r.err;
 }
 
 // The link error counters come big-endian from the remote port; mxt shows
 // their values.
 TEST_F(Mxt, RemoteLinkErrorCountersAreShownAsNumbers)
 {
-	std::string topo = root + "/lesb.json";
-	qt::write_file(topo, R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
+	const std::string topo = topo_file(R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
 		{"pwwn":"21:00:02:5a:30:00:00:01","lesb":[1,2,3,4,5,6]}]}}]}]})");
 	result r = mxt("--json rport show 1/0 21:00:02:5a:30:00:00:01 --stats", topo);
 	ASSERT_EQ(r.rc, 0) << r.err;
 	json l = json::parse(r.out)["link_error_status"];
-	EXPECT_EQ(l, json({{"link_failure_count", 1},
-			   {"loss_of_synchronization_count", 2},
-			   {"loss_of_signal_count", 3},
-			   {"primitive_sequence_protocol_error_count", 4},
-			   {"invalid_transmission_word_count", 5},
+	EXPECT_EQ(l, json({{"link_failure_count", 1}, {"loss_of_synchronization_count", 2}, {"loss_of_signal_count", 3},
+			   {"primitive_sequence_protocol_error_count", 4}, {"invalid_transmission_word_count", 5},
 			   {"invalid_crc_count", 6}}));
 }
 
-// A name that is not UTF-8 (here from the file the drivers read) is shown
-// with U+FFFD for the bad byte, in both forms; --json does not abort.
-TEST_F(Mxt, BytesThatAreNotUtf8AreReplaced)
+// Driver text with control characters (a name, a description, a symbolic
+// name, a serial number in an event) reaches the terminal escaped as \xNN,
+// never raw; JSON keeps the text as it is, escaped by JSON itself. A name
+// that is not UTF-8 (here from the file the drivers read) is shown with
+// U+FFFD for the bad byte, in both forms; --json does not abort.
+TEST_F(Mxt, ControlCharactersNeverReachTheTerminalRawNorBadUtf8)
 {
 	qt::write_file(root + "/etc/qor.conf", "adapter-QXA2210F001-name = \"lab\xffx\";\n");
 	result j = mxt("--json adapter show 1");
 	ASSERT_EQ(j.rc, 0) << j.err;
 	EXPECT_EQ(json::parse(j.out)["name"], "lab\xef\xbf\xbdx");
-	result t = mxt("adapter list");
-	ASSERT_EQ(t.rc, 0) << t.err;
-	EXPECT_TRUE(has(t.out, "lab\xef\xbf\xbdx")) << t.out;
-}
-
-// Driver text with control characters (a name, a description, a symbolic
-// name, a serial number in an event) reaches the terminal escaped as \xNN,
-// never raw; JSON keeps the text as it is, escaped by JSON itself.
-TEST_F(Mxt, ControlCharactersNeverReachTheTerminalRaw)
-{
-	std::string topo = root + "/ctl.json";
-	qt::write_file(topo, R"({"adapters":[{"serial":"QX\u001b[31mA","model_descr":"evil\u001b[2J\u0007desc\u009b1m",
+	EXPECT_TRUE(has(mxt("adapter list").out, "lab\xef\xbf\xbdx"));
+	const std::string topo = topo_file(R"({"adapters":[{"serial":"QX\u001b[31mA","model_descr":"evil\u001b[2J\u0007desc\u009b1m",
 		"functions":[{"type":"fc","fcport":{"symname":"sym\u001b]0;title\u0007x",
 		"rports":[{"pwwn":"50:00:00:00:00:00:00:01"}]}}]}],
 		"schedule":[{"at_ms":0,"action":"adapter_add","adapter":0}]})");
@@ -1164,6 +1050,8 @@ TEST_F(Mxt, ListCommandsTextShowsUsageLines)
 			<< path;
 	}
 	EXPECT_EQ((size_t)std::count(r.out.begin(), r.out.end(), '\n'), 2 * usages);
+	EXPECT_EQ(mxt("--help").rc, 0);
+	EXPECT_EQ(mxt("port --help").rc, 0);
 }
 
 // Output that cannot be written (a full disk) is a failure, not a cut file
@@ -1185,14 +1073,6 @@ TEST_F(Mxt, UnwritableOutputExitsOne)
 	EXPECT_EQ(r.rc, 1);
 	EXPECT_EQ(r.err, "mxt: writing the data failed: No space left on device; check the space left on the file "
 			 "system it goes to\n");
-}
-
-TEST_F(Mxt, UsageErrorsExitOne)
-{
-	EXPECT_EQ(mxt("").rc, 1);
-	EXPECT_EQ(mxt("ioc frobnicate").rc, 1);
-	EXPECT_EQ(mxt("--help").rc, 0);
-	EXPECT_EQ(mxt("port --help").rc, 0);
 }
 
 // ---- monitoring ------------------------------------------------------------------
@@ -1230,8 +1110,7 @@ TEST_F(Mxt, PrometheusFormCarriesEveryCounter)
 	}
 	// The remote port counters come as the driver counts them: an offline
 	// count raised by the emulator's own link change.
-	std::string topo = root + "/rport.json";
-	qt::write_file(topo, R"({"adapters":[{"functions":[{"type":"fc","pwwn":"20:00:00:00:00:00:00:01",
+	const std::string topo = topo_file(R"({"adapters":[{"functions":[{"type":"fc","pwwn":"20:00:00:00:00:00:00:01",
 		"fcport":{"rports":[{"pwwn":"21:00:02:5a:30:00:00:01"}]}}]}],
 		"schedule":[{"at_ms":0,"action":"rport_offline","rpwwn":"21:00:02:5a:30:00:00:01"},
 		            {"at_ms":0,"action":"rport_online","rpwwn":"21:00:02:5a:30:00:00:01"}]})");
@@ -1277,15 +1156,14 @@ TEST_F(Mxt, PrometheusFileIsReplacedWhole)
 	EXPECT_EQ(ls.out, "qorl.prom\n");
 
 	mkdir((dir + "/sub.prom").c_str(), 0755);
-	result d = mxt("stats --prometheus --output " + dir + "/sub.prom");
-	EXPECT_EQ(d.rc, 1);
-	EXPECT_TRUE(has(d.err, "exists and is not a regular file")) << d.err;
-	result none = mxt("stats --prometheus -o " + root + "/missing/qorl.prom");
-	EXPECT_EQ(none.rc, 1);
-	EXPECT_TRUE(has(none.err, "cannot create a file in " + root + "/missing")) << none.err;
-	result both = mxt("--json stats --prometheus");
-	EXPECT_EQ(both.rc, 1);
-	EXPECT_TRUE(has(both.err, "--json and --prometheus are two forms of output")) << both.err;
+	for (auto [args, says] : {std::pair<std::string, std::string>{"stats --prometheus --output " + dir + "/sub.prom",
+								      "exists and is not a regular file"},
+				  {"stats --prometheus -o " + root + "/missing/qorl.prom", "cannot create a file in " + root + "/missing"},
+				  {"--json stats --prometheus", "--json and --prometheus are two forms of output"}}) {
+		result f = mxt(args);
+		EXPECT_EQ(f.rc, 1) << args;
+		EXPECT_TRUE(has(f.err, says)) << args << ": " << f.err;
+	}
 }
 
 // --watch: each line's rates are the difference of the counters it shows
@@ -1341,8 +1219,7 @@ TEST_F(Mxt, WatchRatesComeFromTwoSnapshots)
 	EXPECT_TRUE(tx);
 
 	// A port whose counters cannot be read is a warning each round, not a silence.
-	const std::string topo = root + "/failing.json";
-	qt::write_file(topo, R"({"adapters":[{"functions":[{"type":"fc"},{"type":"fc"}]}],
+	const std::string topo = topo_file(R"({"adapters":[{"functions":[{"type":"fc"},{"type":"fc"}]}],
 		"faults":[{"code":"0xC018432F","instance":0,"errno":"EIO","count":"always"}]})");
 	const std::vector<std::string> failing = {
 		"/bin/sh", "-c", "exec " + bin + "/qorsim --root " + root + " --topology " + topo + " -- " + bin +
@@ -1361,8 +1238,7 @@ TEST_F(Mxt, WatchRatesComeFromTwoSnapshots)
 // a manifest; a configuration file that is a symbolic link is not followed.
 TEST_F(Mxt, ReportBundleHoldsEveryReadingCommand)
 {
-	const std::string topo = root + "/topology.json";
-	qt::write_file(topo, qt::read_file(QORL_SOURCE_DIR "/sim/default_topology.json"));
+	const std::string topo = topo_file(qt::read_file(QORL_SOURCE_DIR "/sim/default_topology.json"));
 	qt::write_file(root + "/etc/qor.conf", "qor0-port-speed = 4;\n");
 	result r = mxt("--json report -o " + root + "/b.tar.gz", topo);
 	ASSERT_EQ(r.rc, 0) << r.err;
@@ -1483,8 +1359,7 @@ const char *const failing_cfg1 = R"({"adapters": [
 // failure says what was written and what to do, and the exit status is 1.
 TEST_F(Mxt, FailedPartitionWriteSaysWhatWasWritten)
 {
-	std::string topo = root + "/failing.json";
-	qt::write_file(topo, failing_cfg1);
+	const std::string topo = topo_file(failing_cfg1);
 	result r = mxt("boot update " + package() + " --all", topo);
 	EXPECT_EQ(r.rc, 1);
 	EXPECT_EQ(r.err, "mxt: adapter 1: writing cfg:1 failed: status 1 (QOR_STATUS_FAILED): the operation failed; "
@@ -1510,18 +1385,10 @@ TEST_F(Mxt, BootUpdateOfTooManyAdaptersIsRefusedCleanly)
 	for (int i = 0; i < 17; i++)
 		t["adapters"].push_back({{"serial", "QXS" + std::to_string(100 + i)}, {"card_type", 611},
 					 {"functions", {{{"type", "fc"}}}}});
-	const std::string topo = root + "/many.json";
-	qt::write_file(topo, t.dump());
-	const std::string says = "mxt: boot update --all updates at most 16 adapters at once and there are 17; update "
-				 "them one at a time (mxt boot update " + package() + " N)\n";
-	result r = mxt("boot update " + package() + " --all", topo);
-	EXPECT_EQ(r.rc, 1);
-	EXPECT_EQ(r.out, "");
-	EXPECT_EQ(r.err, says);
-	r = mxt("--json boot update " + package() + " --all", topo);
-	EXPECT_EQ(r.rc, 1);
-	json e = collect("error", "boot update of 17 adapters", r.out);
-	EXPECT_EQ(e["error"]["message"], says.substr(5, says.size() - 6));
+	const std::string topo = topo_file(t.dump());
+	const std::string says = "boot update --all updates at most 16 adapters at once and there are 17; update "
+				 "them one at a time (mxt boot update " + package() + " N)";
+	EXPECT_EQ(refused("boot update " + package() + " --all", says, topo), "mxt: " + says + "\n");
 	check_schemas();
 }
 
@@ -1530,8 +1397,7 @@ TEST_F(Mxt, BootUpdateOfTooManyAdaptersIsRefusedCleanly)
 // the Prometheus text (node_exporter refuses a file with a stray line).
 TEST_F(Mxt, DriverVersionWarningStaysOffStandardOutput)
 {
-	const std::string topo = root + "/version.json";
-	qt::write_file(topo, R"({"drivers":{"fc":{"present":true,"version":4132}},
+	const std::string topo = topo_file(R"({"drivers":{"fc":{"present":true,"version":4132}},
 		"adapters":[{"serial":"QXA2210F001","functions":[{"type":"fc"}]}]})");
 	for (const std::string &args : {std::string("--json adapter list"), std::string("--json stats"),
 					 "--json boot inspect " + package()}) {
@@ -1647,14 +1513,8 @@ TEST_F(Mxt, FlashAndBootRefusals)
 	// With a library status: the package is not one.
 	const std::string bad = root + "/bad.tar";
 	qt::write_file(bad, std::string(2048, 'x'));
-	for (const char *cmd : {"boot inspect ", "boot update "}) {
-		result r = mxt(std::string(cmd) + bad + (cmd[5] == 'u' ? " --all" : ""));
-		EXPECT_EQ(r.rc, 1);
-		EXPECT_TRUE(has(r.err, "status 79 (QOR_STATUS_BAD_FILE)")) << r.err;
-		r = mxt(std::string("--json ") + cmd + bad + (cmd[5] == 'u' ? " --all" : ""));
-		json e = collect("error", cmd, r.out);
-		EXPECT_EQ(e["error"]["status"], 79);
-	}
+	for (const std::string &args : {"boot inspect " + bad, "boot update " + bad + " --all"})
+		EXPECT_TRUE(has(refused(args, "", "", "QOR_STATUS_BAD_FILE"), "status 79 (QOR_STATUS_BAD_FILE)"));
 	// A firmware image whose checksum fails is refused before anything is sent.
 	const std::string fw = root + "/fw.bin";
 	qt::write_file(fw, std::string(4100, 'f')); // an odd number of equal words: XOR not 0
@@ -1691,18 +1551,12 @@ TEST_F(Mxt, LunListShowsUnitsCapacitiesAndDevices)
 		{"50:25:a3:40:10:3a:7c:01", 1, "0001000000000000", 41943040ull * 512, "20.0 GiB", "/dev/sdf"},
 	};
 	for (size_t i = 0; i < rows.size(); i++) {
-		const json &row = rows[i];
-		SCOPED_TRACE(row.dump());
-		EXPECT_EQ(row["port"], "1/0");
-		EXPECT_EQ(row["rpwwn"], want[i].rpwwn);
-		EXPECT_EQ(row["lun"], want[i].lun);
-		EXPECT_EQ(row["fcp_lun"], want[i].fcp_lun);
-		EXPECT_EQ(row["type"], "disk");
-		EXPECT_EQ(row["vendor"], "QOR");
-		EXPECT_EQ(row["product"], "QX-Array A");
-		EXPECT_EQ(row["capacity_bytes"], want[i].bytes);
-		EXPECT_EQ(row["capacity"], want[i].capacity);
-		EXPECT_EQ(row["device"], want[i].device);
+		SCOPED_TRACE(rows[i].dump());
+		const json w = {{"port", "1/0"},	 {"rpwwn", want[i].rpwwn},  {"lun", want[i].lun},
+				{"fcp_lun", want[i].fcp_lun}, {"type", "disk"}, {"vendor", "QOR"}, {"product", "QX-Array A"},
+				{"capacity_bytes", want[i].bytes}, {"capacity", want[i].capacity}, {"device", want[i].device}};
+		for (auto &[key, value] : w.items())
+			EXPECT_EQ(rows[i][key], value) << key;
 	}
 	result t = mxt("lun list 1/0");
 	ASSERT_EQ(t.rc, 0) << t.err;
@@ -1792,8 +1646,7 @@ TEST_F(Mxt, RefusedScsiCommandsNameTheirSense)
 // others are still shown.
 TEST_F(Mxt, LunListShowsATargetThatFailsAsARow)
 {
-	std::string topo = root + "/t.json";
-	qt::write_file(topo, R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
+	const std::string topo = topo_file(R"({"adapters":[{"functions":[{"type":"fc","fcport":{"rports":[
 		{"pwwn":"50:00:00:00:00:00:00:01","luns":[{"lun":0}],"scsi_fault":{"mode":"no_answer"}},
 		{"pwwn":"50:00:00:00:00:00:00:02","luns":[{"lun":0,"blocks":8}]}]}}]}]})");
 	result r = mxt("--json lun list 1/0", topo);
