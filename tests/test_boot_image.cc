@@ -6,6 +6,7 @@
 #include <functional>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "pkg_util.h"
@@ -91,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(All, OptionRom,
 				 return std::string(std::get<0>(p.param).name) + "_devid_" + id;
 			 });
 
-TEST(OptionRomVersion, TakenOnceFromFirstX86Image)
+TEST(OptionRomVersion, TakenOnceFromFirstX86ImageWhenAsked)
 {
 	std::string rom = qt::make_optrom({{.codetype = 3, .units = 1, .last = false},
 					   {.codetype = 0, .version = "3.1.4.1", .units = 2, .last = false},
@@ -103,13 +104,9 @@ TEST(OptionRomVersion, TakenOnceFromFirstX86Image)
 	// A version already taken during this adapter's update stays.
 	ASSERT_EQ(update_device_id_chksum(bytes(rom), 0x14, true, v), QOR_STATUS_OK);
 	EXPECT_STREQ(v.text, "03.01.04.01");
-}
-
-TEST(OptionRomVersion, NotTakenWhenNotAskedOrMalformed)
-{
+	// Not taken when not asked or malformed.
 	for (auto [ver, ask] : {std::pair{"2.3.0.0", false}, {"2.10.0", true}, {"2.3.0.0x", true}, {"a.b.c.d", true}}) {
-		std::string rom = qt::make_optrom({{.codetype = 0, .version = ver}});
-		fwver v;
+		rom = qt::make_optrom({{.codetype = 0, .version = ver}});
 		v.reset();
 		ASSERT_EQ(update_device_id_chksum(bytes(rom), 0x17, ask, v), QOR_STATUS_OK) << ver;
 		EXPECT_STREQ(v.text, "00000000000") << ver;
@@ -212,25 +209,19 @@ bool vpd_sum_ok(const vpd_image &v)
 TEST(Vpd, TemplateLayout)
 {
 	const vpd_image &t = oem_vpd_template();
-	EXPECT_EQ(t[0], 0x82);
-	EXPECT_EQ(t[1], 128);
-	EXPECT_EQ(text_at(t, 3, std::strlen(QOR_OEM_VPD_PRODUCT_NAME)), QOR_OEM_VPD_PRODUCT_NAME);
-	EXPECT_EQ(t[131], 0x90);
-	EXPECT_EQ(t[132], 236);
-	EXPECT_EQ(text_at(t, 134, 4), std::string("V0\x10\x23", 4));
-	EXPECT_EQ(text_at(t, 153, 3), std::string("PN\x10"));
-	EXPECT_EQ(text_at(t, 198, 3), std::string("SN\x10"));
+	EXPECT_EQ(text_at(t, 0, 3 + std::strlen(QOR_OEM_VPD_PRODUCT_NAME)),
+		  std::string("\x82\x80\0", 3) + QOR_OEM_VPD_PRODUCT_NAME);
+	EXPECT_EQ(text_at(t, 131, 7), std::string("\x90\xec\0V0\x10\x23", 7));
+	EXPECT_EQ(text_at(t, 153, 3 + std::strlen(QOR_OEM_VPD_PART_NUMBER)), "PN\x10" QOR_OEM_VPD_PART_NUMBER);
+	EXPECT_EQ(text_at(t, 191, 10), "MN\x04" QOR_OEM_VPD_MFR_CODE "SN\x10");
 	EXPECT_EQ(text_at(t, 238, 17), std::string("V2\x0e") + "FFV02.03.00.00");
 	EXPECT_EQ(text_at(t, 320, 46), std::string("V7\x2b") + "DCM" + QOR_OEM_VPD_CAPABILITY);
-	EXPECT_EQ(text_at(t, 366, 3), std::string("RV\x01"));
+	EXPECT_EQ(text_at(t, 366, 3), "RV\x01");
 	EXPECT_EQ(t[370], 0x78);
 	EXPECT_TRUE(vpd_sum_ok(t));
 	vpd_layout l;
 	ASSERT_TRUE(vpd_parse(t, l));
-	EXPECT_EQ(l.vpdr_tag, 131u);
-	EXPECT_EQ(l.first_keyword, 134u);
-	EXPECT_EQ(l.v2, 241u);
-	EXPECT_EQ(l.rv, 369u);
+	EXPECT_EQ(std::tuple(l.vpdr_tag, l.first_keyword, l.v2, l.rv), std::tuple(131u, 134u, 241u, 369u));
 }
 
 qor_adapter_attr_t adapter(const char *serial)
@@ -391,8 +382,7 @@ TEST(CardModels, ElevenCodesThreeSinglePort)
 		single += m.ports == 1;
 		EXPECT_EQ(card_model_of(m.code), &m);
 	}
-	EXPECT_EQ(codes.size(), 11u);
-	EXPECT_EQ(single, 3);
+	EXPECT_EQ(std::tuple(codes.size(), single), std::tuple(11u, 3));
 	EXPECT_EQ(card_model_of(0), nullptr);
 	const card_model *oem = card_model_of(QOR_OEM_CARD_TYPE);
 	ASSERT_TRUE(oem);
