@@ -231,13 +231,6 @@ qor_adapter_attr_t adapter(const char *serial)
 	return ad;
 }
 
-void set_own_vpd(qor_adapter_attr_t &ad, const vpd_image &v)
-{
-	ad.vpd.version = 3;
-	ad.vpd.len = 0xff;
-	std::memcpy(ad.vpd.data, v.data(), v.size());
-}
-
 TEST(Vpd, FromTemplateWhenAdapterHasNone)
 {
 	qor_adapter_attr_t ad = adapter("HX1234567890"); // 12 characters, no terminator
@@ -256,8 +249,6 @@ TEST(Vpd, FromTemplateWhenAdapterHasNone)
 		  std::vector<size_t>{});
 }
 
-// The adapter's own VPD keeps its data; the VPD-R length, version, map and
-// checksum are fixed.
 // An adapter whose own VPD is in the OEM layout with its own serial number,
 // an old VPD-R length and a spoilt capability map.
 vpd_image stale_own_vpd()
@@ -269,16 +260,20 @@ vpd_image stale_own_vpd()
 	return own;
 }
 
-// The rebuild for an adapter that reports `own` as its VPD.
-vpd_image rebuilt_from(const vpd_image &own, bool *current)
+// The rebuild for an adapter that reports `own` as its VPD (version 3).
+vpd_image rebuilt_from(const vpd_image &own, bool *current, uint8_t len = 0xff)
 {
 	qor_adapter_attr_t ad = adapter("ATTRSERIAL00");
-	set_own_vpd(ad, own);
+	ad.vpd.version = 3;
+	ad.vpd.len = len;
+	std::memcpy(ad.vpd.data, own.data(), own.size());
 	vpd_image out;
 	rebuild_vpd(ad, "02.03.00.00", out, current);
 	return out;
 }
 
+// The adapter's own VPD keeps its data; the VPD-R length, version, map and
+// checksum are fixed.
 TEST(Vpd, FromAdapterOwn)
 {
 	vpd_image own = stale_own_vpd();
@@ -289,11 +284,9 @@ TEST(Vpd, FromAdapterOwn)
 	vpd_image out = rebuilt_from(own, &current);
 	EXPECT_FALSE(current);
 	EXPECT_EQ(out[132], 236);
-	EXPECT_EQ(text_at(out, 201, 12), "OWNSERIAL123");
-	EXPECT_EQ(text_at(out, 156, 6), "PN-OWN");
+	EXPECT_EQ(std::tuple(text_at(out, 201, 12), text_at(out, 156, 6), text_at(out, 244, 11), text_at(out, 326, 40)),
+		  std::tuple("OWNSERIAL123", "PN-OWN", "02.03.00.00", QOR_OEM_VPD_CAPABILITY));
 	EXPECT_EQ(text_at(out, 10, 46), text_at(own, 10, 46));
-	EXPECT_EQ(text_at(out, 244, 11), "02.03.00.00");
-	EXPECT_EQ(text_at(out, 326, 40), QOR_OEM_VPD_CAPABILITY);
 	EXPECT_TRUE(vpd_sum_ok(out));
 }
 
@@ -317,10 +310,6 @@ TEST(Vpd, OwnVpdNotInLayoutUsesTemplate)
 	vpd_image own{};
 	for (size_t i = 0; i < own.size(); i++)
 		own[i] = static_cast<uint8_t>(i * 31 + 7);
-	qor_adapter_attr_t ad = adapter("ATTRSERIAL00");
-	set_own_vpd(ad, own);
-	vpd_image out;
-	rebuild_vpd(ad, "02.03.00.00", out, nullptr);
 	vpd_image want = oem_vpd_template();
 	std::memcpy(want.data() + 201, "ATTRSERIAL00", 12);
 	want[kVpdChecksumPos] = 0;
@@ -328,13 +317,11 @@ TEST(Vpd, OwnVpdNotInLayoutUsesTemplate)
 	for (size_t i = 0; i < kVpdChecksumPos; i++)
 		s += want[i];
 	want[kVpdChecksumPos] = static_cast<uint8_t>(256 - s % 256);
-	EXPECT_EQ(out, want);
+	EXPECT_EQ(rebuilt_from(own, nullptr), want);
 	// Version 3 with length 0 is no VPD either.
-	ad.vpd.len = 0;
-	std::memcpy(ad.vpd.data, oem_vpd_template().data(), kVpdSize);
-	ad.vpd.data[156] = 'Q';
-	rebuild_vpd(ad, "02.03.00.00", out, nullptr);
-	EXPECT_EQ(out, want);
+	own = oem_vpd_template();
+	own[156] = 'Q';
+	EXPECT_EQ(rebuilt_from(own, nullptr, 0), want);
 }
 
 struct vpd_damage {

@@ -156,7 +156,8 @@ TEST_F(Flash, UpdateRoundTrips)
 		EXPECT_EQ(std::tuple(log[0].code & 0xff, log[1].code & 0xff), std::tuple(0x46u, 0x47u));
 		EXPECT_EQ((log[0].code >> 8) & 0xff, r.q == eth ? 0x44u : 0x43u);
 		qor_ioctl_flash_t w = wire(log[0]);
-		EXPECT_EQ(std::tuple(w.type, w.instance, w.bufsz), std::tuple((uint32_t)r.type, r.inst, (int32_t)data.size()));
+		EXPECT_EQ(std::tuple(w.type, w.instance, w.bufsz),
+			  std::tuple((uint32_t)r.type, r.inst, (int32_t)data.size()));
 		EXPECT_EQ(wire(log[1]).bufsz, (int32_t)data.size());
 	}
 }
@@ -323,9 +324,9 @@ TEST_F(Flash, ContentsSurviveUnderTheRoot)
 	ASSERT_EQ(qorl_adapter_scan(), 2);
 	qor_ioc_attr_t a{};
 	ASSERT_EQ(qorl_ioc_get_attr(qorl_ioc_open_idx(2), &a), QOR_STATUS_OK);
-	EXPECT_STREQ(a.adapter_attr.fw_ver, "5.1.0.2");
-	EXPECT_STREQ(a.adapter_attr.optrom_ver, "5.1.0.2");
-	EXPECT_STREQ(a.driver_attr.bios_ver, "5.1.0.2");
+	EXPECT_EQ(std::tuple(std::string(a.adapter_attr.fw_ver), std::string(a.adapter_attr.optrom_ver),
+			     std::string(a.driver_attr.bios_ver)),
+		  std::tuple("5.1.0.2", "5.1.0.2", "5.1.0.2"));
 	// The other card is untouched and keeps the versions it came with.
 	ASSERT_EQ(qorl_ioc_get_attr(qorl_ioc_open_idx(0), &a), QOR_STATUS_OK);
 	EXPECT_STREQ(a.adapter_attr.fw_ver, "3.2.1.0");
@@ -354,7 +355,8 @@ TEST_F(Flash, TopologySetsRoomSwitchLatencyAndFaults)
 	EXPECT_EQ(qorsim_flash_optrom_enabled(0), 0);
 	qor_flash_attr_t a{};
 	ASSERT_EQ(qorl_flash_get_attr(q, &a), QOR_STATUS_OK);
-	EXPECT_EQ(std::tuple(a.part[1].part_size, a.part[2].part_size), std::tuple(4096u, 64u)); // fw by number, cfg by name
+	// fw by type number, cfg by name
+	EXPECT_EQ(std::tuple(a.part[1].part_size, a.part[2].part_size), std::tuple(4096u, 64u));
 	EXPECT_EQ(update_mem(q, QOR_FLASH_PART_FWCFG, 0, std::string(65, 'c')), QOR_STATUS_FLASH_BAD_LEN);
 	const uint64_t t0 = qorsim_now_ns();
 	EXPECT_EQ(update_mem(q, QOR_FLASH_PART_FWCFG, 0, std::string(64, 'c')), QOR_STATUS_HDMA_FAILED);

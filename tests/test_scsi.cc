@@ -59,7 +59,8 @@ using Builder = qor_status_t (*)(qorl_t *, uint16_t, wwn_t, wwn_t, lun_t, scsi_c
 				 uint8_t *, void *, uint32_t *);
 using Buf = std::unique_ptr<void, decltype(&free)>;
 
-// Commands from fc0, each offered the whole 64-byte sense buffer.
+// Commands from fc0: run() offers the whole 64-byte sense buffer each time,
+// reportluns() the room sns_len holds.
 class ScsiTest : public qt::ScannedTest {
 protected:
 	qor_status_t run(Builder fn, uint16_t lun, scsi_cdb_t cdb, void *buf, uint32_t len, wwn_t tgt = kTgtA)
@@ -72,10 +73,11 @@ protected:
 	{
 		return run(qorl_scsi_cmnd, lun, cdb_of(bytes), buf, len);
 	}
-	// REPORT LUNS to target A; the list lands in `out`.
+	// REPORT LUNS to target A into a new buffer, kept in `out`.
 	qor_status_t reportluns(Buf &out, scsi_cdb_t cdb = {})
 	{
-		void *b = out.release();
+		out.reset();
+		void *b = nullptr;
 		qor_status_t st =
 			qorl_scsi_reportluns(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, &b, 0, &status, sense, &sns_len);
 		out.reset(b);
@@ -165,17 +167,13 @@ TEST_P(CdbBytes, CdbAndRecordOnTheWire)
 	EXPECT_EQ(log[0].code, 0xC050BA01u);
 	ASSERT_EQ(log[0].len, 80u);
 	const uint8_t *r = log[0].in;
-	EXPECT_EQ(r[4] | r[5] << 8, fc0->instance);
-	EXPECT_EQ(r[6] | r[7] << 8, 0);
-	EXPECT_EQ(le64(r + 8), fc0->pwwn);
-	EXPECT_EQ(le64(r + 16), kTgtA);
-	EXPECT_EQ(le64(r + 24), lun_of(1));
+	// Instance, VF, local and remote port, LUN.
+	EXPECT_EQ(std::tuple(r[4] | r[5] << 8, r[6] | r[7] << 8, le64(r + 8), le64(r + 16), le64(r + 24)),
+		  std::tuple((int)fc0->instance, 0, fc0->pwwn, kTgtA, lun_of(1)));
 	EXPECT_EQ(std::vector<uint8_t>(r + 32, r + 48), c.sent);
-	EXPECT_EQ(le32(r + 48), 0u) << "direction";
-	EXPECT_EQ(le32(r + 52), c.iosz);
-	EXPECT_EQ(le32(r + 60), (uint32_t)sizeof sns);
-	EXPECT_EQ(le64(r + 64), (uint64_t)(uintptr_t)data.data());
-	EXPECT_EQ(le64(r + 72), (uint64_t)(uintptr_t)sns);
+	// Direction, data length, sense room, data and sense addresses.
+	EXPECT_EQ(std::tuple(le32(r + 48), le32(r + 52), le32(r + 60), le64(r + 64), le64(r + 72)),
+		  std::tuple(0u, c.iosz, (uint32_t)sizeof sns, (uint64_t)(uintptr_t)data.data(), (uint64_t)(uintptr_t)sns));
 	// The caller's CDB holds what was sent.
 	EXPECT_EQ(std::vector<uint8_t>(cdb.scsi_cdb, cdb.scsi_cdb + 16), c.sent);
 }
@@ -209,9 +207,8 @@ TEST_F(Scsi, PassThroughSendsCdbAndDirectionAsGiven)
 	ASSERT_EQ(log.size(), 2u);
 	EXPECT_EQ(log[0].in[6], 3);
 	EXPECT_EQ(memcmp(log[0].in + 32, cdb.scsi_cdb, 16), 0);
-	EXPECT_EQ(le32(log[0].in + 48), 1u);
-	EXPECT_EQ(le32(log[0].in + 60), 0u) << "no sense buffer offered";
-	EXPECT_EQ(le64(log[0].in + 72), 0u);
+	// Direction; no sense buffer offered.
+	EXPECT_EQ(std::tuple(le32(log[0].in + 48), le32(log[0].in + 60), le64(log[0].in + 72)), std::tuple(1u, 0u, 0ul));
 }
 
 // Like any request, the channel hands it to the Ethernet driver under that
@@ -236,11 +233,9 @@ TEST_F(Scsi, InquiryAndCapacityOfAUnit)
 	EXPECT_EQ(status, SCSI_STATUS_GOOD);
 	scsi_inquiry_info_t inq;
 	ASSERT_TRUE(scsi_inquiry_decode(data, sizeof data, &inq));
-	EXPECT_EQ(inq.type, SCSI_TYPE_DISK);
-	EXPECT_EQ(inq.qualifier, 0);
-	EXPECT_STREQ(inq.vendor, "QOR");
-	EXPECT_STREQ(inq.product, "QX-Disk");
-	EXPECT_STREQ(inq.revision, "0001");
+	EXPECT_EQ(std::tuple(inq.type, inq.qualifier), std::tuple(SCSI_TYPE_DISK, 0));
+	EXPECT_EQ(std::tuple(std::string(inq.vendor), std::string(inq.product), std::string(inq.revision)),
+		  std::tuple("QOR", "QX-Disk", "0001"));
 
 	ASSERT_EQ(run(qorl_scsi_inquiry, 0, cdb_of({0, SCSI_INQUIRY_EVPD, SCSI_VPD_UNIT_SERIAL}), data, sizeof data),
 		  QOR_STATUS_OK);
@@ -255,12 +250,10 @@ TEST_F(Scsi, InquiryAndCapacityOfAUnit)
 	ASSERT_EQ(run(qorl_scsi_readcapacity, 1, {}, data, 8), QOR_STATUS_OK);
 	scsi_capacity_t cap;
 	ASSERT_TRUE(scsi_capacity10_decode(data, 8, &cap));
-	EXPECT_EQ(cap.last_lba, 0xFFFFFFFFu);
-	EXPECT_EQ(cap.block_len, 4096u);
+	EXPECT_EQ(std::tuple(cap.last_lba, cap.block_len), std::tuple(0xFFFFFFFFu, 4096u));
 	ASSERT_EQ(run(qorl_scsi_readcapacity16, 1, {}, data, 32), QOR_STATUS_OK);
 	ASSERT_TRUE(scsi_capacity16_decode(data, 32, &cap));
-	EXPECT_EQ(cap.last_lba, 0x11FFFFFFFull);
-	EXPECT_EQ(cap.bytes, 0x120000000ull * 4096);
+	EXPECT_EQ(std::tuple(cap.last_lba, cap.bytes), std::tuple(0x11FFFFFFFull, 0x120000000ull * 4096));
 }
 
 TEST_F(Scsi, Read10ReturnsThePattern)
@@ -347,12 +340,9 @@ TEST_F(Scsi, FailedSystemCallLeavesOutputsAlone)
 	sns_len = 23;
 	EXPECT_EQ(qorl_scsi_inquiry(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, data, sizeof data, &status, sense, &sns_len),
 		  QOR_STATUS_EIO);
-	EXPECT_EQ(status, 0x77);
-	EXPECT_EQ(sns_len, 23u);
-	EXPECT_EQ(data[0], 0x5A);
+	EXPECT_EQ(std::tuple(status, sns_len, data[0]), std::tuple(0x77, 23u, 0x5A));
 	EXPECT_EQ(reportluns(buf), QOR_STATUS_EIO);
-	EXPECT_EQ(status, 0x77);
-	EXPECT_EQ(sns_len, 23u);
+	EXPECT_EQ(std::tuple(status, sns_len), std::tuple(0x77, 23u));
 	ASSERT_NE(buf, nullptr) << "the buffer stays the caller's";
 	EXPECT_EQ(scsi_report_luns_length(list(buf), 816), 0u);
 	EXPECT_EQ(qorsim_fault_hits(f), 2u);
@@ -368,8 +358,7 @@ TEST_F(Scsi, SenseLengthNeverExceedsTheBuffer)
 	scsi_cdb_t cdb{};
 	EXPECT_EQ(qorl_scsi_testunitready(fc0, 0, fc0->pwwn, kTgtA, lun_of(9), &cdb, 0, nullptr, 0, &status, sns, &room),
 		  QOR_STATUS_OK);
-	EXPECT_EQ(status, SCSI_STATUS_CHECK_CONDITION);
-	EXPECT_EQ(room, 32u);
+	EXPECT_EQ(std::tuple(status, room), std::tuple(SCSI_STATUS_CHECK_CONDITION, 32u));
 	EXPECT_EQ(le32(qt::log_entries(QOR_IOCTL_SCSI)[0].out + 60), 96u) << "the driver claimed all of it";
 	for (size_t i = 32; i < sizeof sns; i++)
 		ASSERT_EQ(sns[i], 0xAB) << i;
@@ -390,9 +379,7 @@ TEST_F(Scsi, UnderrunLeavesTheRestOfTheBuffer)
 	std::vector<uint8_t> data(4096, 0xCD);
 	EXPECT_EQ(run(qorl_scsi_read10, 0, {}, data.data(), 4096), QOR_STATUS_OK);
 	EXPECT_EQ(fc_get_be64(data.data()), 0u);
-	EXPECT_EQ(data[99], (uint8_t)(0 + 0 + 99));
-	EXPECT_EQ(data[100], 0xCD);
-	EXPECT_EQ(data[4095], 0xCD);
+	EXPECT_EQ(std::tuple(data[99], data[100], data[4095]), std::tuple((uint8_t)(0 + 0 + 99), 0xCD, 0xCD));
 }
 
 // ---- REPORT LUNS sizing ----------------------------------------------------------
@@ -487,16 +474,15 @@ TEST_F(Scsi, ReportLunsAfterCheckConditionDoesNotRetry)
 // ---- the emulated targets of the topology -------------------------------------
 
 // The default hardware's array behind port 1/0, as the topology describes it.
-class DefaultTargets : public ScsiTest {
-protected:
-	std::string osname(uint32_t h, uint32_t b, uint32_t t, uint32_t l)
-	{
-		char name[QORL_OSNAME_LEN] = {};
-		char *p = name;
-		uint32_t n;
-		return qorl_get_osname(h, b, t, l, &p, &n) == QOR_STATUS_OK ? name : "";
-	}
-};
+using DefaultTargets = ScsiTest;
+
+std::string osname(uint32_t h, uint32_t b, uint32_t t, uint32_t l)
+{
+	char name[QORL_OSNAME_LEN] = {};
+	char *p = name;
+	uint32_t n;
+	return qorl_get_osname(h, b, t, l, &p, &n) == QOR_STATUS_OK ? name : "";
+}
 
 TEST_F(DefaultTargets, ReportLunsInSamEncoding)
 {
@@ -515,22 +501,19 @@ TEST_F(DefaultTargets, ReadCapacityTenOverflowsPastItsReach)
 	ASSERT_TRUE(scsi_capacity10_decode(d, 8, &c));
 	EXPECT_EQ(c.last_lba, 0xFFFFFFFFu) << "3 TiB of 512-byte blocks";
 	const auto rc16 = [&](uint8_t alloc) {
-		return cmd(1, {SCSI_OP_SERVICE_ACTION_IN16, SCSI_SAI_READ_CAPACITY16, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, alloc},
-			   d, 32);
+		const uint8_t op = SCSI_OP_SERVICE_ACTION_IN16, sa = SCSI_SAI_READ_CAPACITY16;
+		return cmd(1, {op, sa, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, alloc}, d, 32);
 	};
 	ASSERT_EQ(rc16(32), QOR_STATUS_OK);
 	ASSERT_TRUE(scsi_capacity16_decode(d, 32, &c));
-	EXPECT_EQ(c.last_lba, 6442450943u);
-	EXPECT_EQ(c.block_len, 512u);
+	EXPECT_EQ(std::tuple(c.last_lba, c.block_len), std::tuple(6442450943u, 512u));
 	ASSERT_EQ(cmd(2, {SCSI_OP_READ_CAPACITY10}, d, 8), QOR_STATUS_OK);
 	ASSERT_TRUE(scsi_capacity10_decode(d, 8, &c));
-	EXPECT_EQ(c.last_lba, 131071u);
-	EXPECT_EQ(c.block_len, 4096u);
+	EXPECT_EQ(std::tuple(c.last_lba, c.block_len), std::tuple(131071u, 4096u));
 	// The allocation length of READ CAPACITY(16) bounds what comes back.
 	memset(d, 0xAA, sizeof d);
 	ASSERT_EQ(rc16(8), QOR_STATUS_OK);
-	EXPECT_EQ(d[7], 0xFF);
-	EXPECT_EQ(d[8], 0xAA);
+	EXPECT_EQ(std::tuple(d[7], d[8]), std::tuple(0xFF, 0xAA));
 }
 
 TEST_F(DefaultTargets, VitalProductDataPages)
@@ -674,12 +657,9 @@ TEST(ScsiDecode, SenseStopsWhereTheDataEnds)
 	scsi_sense_info_t s;
 	ASSERT_TRUE(scsi_sense_decode(fixed, sizeof fixed, &s));
 	EXPECT_EQ(kcq(s), std::tuple(5, 0x3F, 0x0E));
-	EXPECT_EQ(s.flags, SCSI_SENSE_ILI);
-	EXPECT_EQ(s.info_valid, 1);
-	EXPECT_EQ(s.information, 0x1234u);
+	EXPECT_EQ(std::tuple(s.flags, s.info_valid, s.information), std::tuple(SCSI_SENSE_ILI, 1, 0x1234u));
 	ASSERT_TRUE(scsi_sense_decode(fixed, 13, &s));
-	EXPECT_EQ(s.asc, 0x3F);
-	EXPECT_EQ(s.ascq, 0) << "byte 13 was not delivered";
+	EXPECT_EQ(std::tuple(s.asc, s.ascq), std::tuple(0x3F, 0)) << "byte 13 was not delivered";
 	uint8_t short_add[18];
 	memcpy(short_add, fixed, sizeof short_add);
 	short_add[7] = 4; // the data says it ends before the ASC
@@ -688,9 +668,7 @@ TEST(ScsiDecode, SenseStopsWhereTheDataEnds)
 	EXPECT_FALSE(scsi_sense_decode(fixed, 2, &s));
 	const uint8_t desc[20] = {0x72, 0x06, 0x29, 0x00, 0, 0, 0, 12, 0x00, 10, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0x42};
 	ASSERT_TRUE(scsi_sense_decode(desc, sizeof desc, &s));
-	EXPECT_EQ(s.key, SCSI_SK_UNIT_ATTENTION);
-	EXPECT_EQ(s.asc, 0x29);
-	EXPECT_EQ(s.information, 0x42u);
+	EXPECT_EQ(std::tuple(s.key, s.asc, s.information), std::tuple(SCSI_SK_UNIT_ATTENTION, 0x29, 0x42u));
 	const uint8_t other[4] = {0x7F, 1, 2, 3};
 	EXPECT_FALSE(scsi_sense_decode(other, sizeof other, &s));
 }
@@ -706,15 +684,13 @@ TEST(ScsiDecode, InquiryAndPagesAreBoundedByTheirLengths)
 	const uint8_t *raw = reinterpret_cast<uint8_t *>(&d);
 	scsi_inquiry_info_t inq;
 	ASSERT_TRUE(scsi_inquiry_decode(raw, sizeof d, &inq));
-	EXPECT_STREQ(inq.vendor, "ACME");
-	EXPECT_STREQ(inq.product, "Tape? drive");
-	EXPECT_STREQ(inq.revision, "1.0");
+	EXPECT_EQ(std::tuple(std::string(inq.vendor), std::string(inq.product), std::string(inq.revision)),
+		  std::tuple("ACME", "Tape? drive", "1.0"));
 	ASSERT_TRUE(scsi_inquiry_decode(raw, 20, &inq));
 	EXPECT_STREQ(inq.product, "Tape");
 	d.add_len = 10; // ends inside the vendor field
 	ASSERT_TRUE(scsi_inquiry_decode(raw, sizeof d, &inq));
-	EXPECT_STREQ(inq.vendor, "ACME");
-	EXPECT_STREQ(inq.product, "");
+	EXPECT_EQ(std::tuple(std::string(inq.vendor), std::string(inq.product)), std::tuple("ACME", ""));
 
 	// A page 0x83 whose last descriptor runs past the page stops before it.
 	const uint8_t page[] = {0, 0x83, 0, 20, 0x01, 0x03, 0, 8, 1, 2, 3, 4, 5, 6, 7, 8, 0x02, 0x01, 0, 30, 'A', 'B'};
@@ -725,8 +701,7 @@ TEST(ScsiDecode, InquiryAndPagesAreBoundedByTheirLengths)
 	EXPECT_EQ(n, 18u);
 	scsi_designator_t desig;
 	ASSERT_TRUE(scsi_vpd83_next(p, n, &off, &desig));
-	EXPECT_EQ(desig.type, SCSI_DESIG_NAA);
-	EXPECT_EQ(desig.len, 8u);
+	EXPECT_EQ(std::tuple(desig.type, desig.len), std::tuple(SCSI_DESIG_NAA, 8u));
 	EXPECT_FALSE(scsi_vpd83_next(p, n, &off, &desig));
 	EXPECT_FALSE(scsi_vpd_page(page, 3, &code, &p, &n));
 }
