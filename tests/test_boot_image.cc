@@ -6,6 +6,7 @@
 #include <functional>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "pkg_util.h"
@@ -91,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(All, OptionRom,
 				 return std::string(std::get<0>(p.param).name) + "_devid_" + id;
 			 });
 
-TEST(OptionRomVersion, TakenOnceFromFirstX86Image)
+TEST(OptionRomVersion, TakenOnceFromFirstX86ImageWhenAsked)
 {
 	std::string rom = qt::make_optrom({{.codetype = 3, .units = 1, .last = false},
 					   {.codetype = 0, .version = "3.1.4.1", .units = 2, .last = false},
@@ -103,13 +104,9 @@ TEST(OptionRomVersion, TakenOnceFromFirstX86Image)
 	// A version already taken during this adapter's update stays.
 	ASSERT_EQ(update_device_id_chksum(bytes(rom), 0x14, true, v), QOR_STATUS_OK);
 	EXPECT_STREQ(v.text, "03.01.04.01");
-}
-
-TEST(OptionRomVersion, NotTakenWhenNotAskedOrMalformed)
-{
+	// Not taken when not asked or malformed.
 	for (auto [ver, ask] : {std::pair{"2.3.0.0", false}, {"2.10.0", true}, {"2.3.0.0x", true}, {"a.b.c.d", true}}) {
-		std::string rom = qt::make_optrom({{.codetype = 0, .version = ver}});
-		fwver v;
+		rom = qt::make_optrom({{.codetype = 0, .version = ver}});
 		v.reset();
 		ASSERT_EQ(update_device_id_chksum(bytes(rom), 0x17, ask, v), QOR_STATUS_OK) << ver;
 		EXPECT_STREQ(v.text, "00000000000") << ver;
@@ -212,25 +209,19 @@ bool vpd_sum_ok(const vpd_image &v)
 TEST(Vpd, TemplateLayout)
 {
 	const vpd_image &t = oem_vpd_template();
-	EXPECT_EQ(t[0], 0x82);
-	EXPECT_EQ(t[1], 128);
-	EXPECT_EQ(text_at(t, 3, std::strlen(QOR_OEM_VPD_PRODUCT_NAME)), QOR_OEM_VPD_PRODUCT_NAME);
-	EXPECT_EQ(t[131], 0x90);
-	EXPECT_EQ(t[132], 236);
-	EXPECT_EQ(text_at(t, 134, 4), std::string("V0\x10\x23", 4));
-	EXPECT_EQ(text_at(t, 153, 3), std::string("PN\x10"));
-	EXPECT_EQ(text_at(t, 198, 3), std::string("SN\x10"));
+	EXPECT_EQ(text_at(t, 0, 3 + std::strlen(QOR_OEM_VPD_PRODUCT_NAME)),
+		  std::string("\x82\x80\0", 3) + QOR_OEM_VPD_PRODUCT_NAME);
+	EXPECT_EQ(text_at(t, 131, 7), std::string("\x90\xec\0V0\x10\x23", 7));
+	EXPECT_EQ(text_at(t, 153, 3 + std::strlen(QOR_OEM_VPD_PART_NUMBER)), "PN\x10" QOR_OEM_VPD_PART_NUMBER);
+	EXPECT_EQ(text_at(t, 191, 10), "MN\x04" QOR_OEM_VPD_MFR_CODE "SN\x10");
 	EXPECT_EQ(text_at(t, 238, 17), std::string("V2\x0e") + "FFV02.03.00.00");
 	EXPECT_EQ(text_at(t, 320, 46), std::string("V7\x2b") + "DCM" + QOR_OEM_VPD_CAPABILITY);
-	EXPECT_EQ(text_at(t, 366, 3), std::string("RV\x01"));
+	EXPECT_EQ(text_at(t, 366, 3), "RV\x01");
 	EXPECT_EQ(t[370], 0x78);
 	EXPECT_TRUE(vpd_sum_ok(t));
 	vpd_layout l;
 	ASSERT_TRUE(vpd_parse(t, l));
-	EXPECT_EQ(l.vpdr_tag, 131u);
-	EXPECT_EQ(l.first_keyword, 134u);
-	EXPECT_EQ(l.v2, 241u);
-	EXPECT_EQ(l.rv, 369u);
+	EXPECT_EQ(std::tuple(l.vpdr_tag, l.first_keyword, l.v2, l.rv), std::tuple(131u, 134u, 241u, 369u));
 }
 
 qor_adapter_attr_t adapter(const char *serial)
@@ -238,13 +229,6 @@ qor_adapter_attr_t adapter(const char *serial)
 	qor_adapter_attr_t ad{};
 	std::memcpy(ad.serial_num, serial, std::min<size_t>(std::strlen(serial), sizeof ad.serial_num));
 	return ad;
-}
-
-void set_own_vpd(qor_adapter_attr_t &ad, const vpd_image &v)
-{
-	ad.vpd.version = 3;
-	ad.vpd.len = 0xff;
-	std::memcpy(ad.vpd.data, v.data(), v.size());
 }
 
 TEST(Vpd, FromTemplateWhenAdapterHasNone)
@@ -265,8 +249,6 @@ TEST(Vpd, FromTemplateWhenAdapterHasNone)
 		  std::vector<size_t>{});
 }
 
-// The adapter's own VPD keeps its data; the VPD-R length, version, map and
-// checksum are fixed.
 // An adapter whose own VPD is in the OEM layout with its own serial number,
 // an old VPD-R length and a spoilt capability map.
 vpd_image stale_own_vpd()
@@ -278,16 +260,20 @@ vpd_image stale_own_vpd()
 	return own;
 }
 
-// The rebuild for an adapter that reports `own` as its VPD.
-vpd_image rebuilt_from(const vpd_image &own, bool *current)
+// The rebuild for an adapter that reports `own` as its VPD (version 3).
+vpd_image rebuilt_from(const vpd_image &own, bool *current, uint8_t len = 0xff)
 {
 	qor_adapter_attr_t ad = adapter("ATTRSERIAL00");
-	set_own_vpd(ad, own);
+	ad.vpd.version = 3;
+	ad.vpd.len = len;
+	std::memcpy(ad.vpd.data, own.data(), own.size());
 	vpd_image out;
 	rebuild_vpd(ad, "02.03.00.00", out, current);
 	return out;
 }
 
+// The adapter's own VPD keeps its data; the VPD-R length, version, map and
+// checksum are fixed.
 TEST(Vpd, FromAdapterOwn)
 {
 	vpd_image own = stale_own_vpd();
@@ -298,11 +284,9 @@ TEST(Vpd, FromAdapterOwn)
 	vpd_image out = rebuilt_from(own, &current);
 	EXPECT_FALSE(current);
 	EXPECT_EQ(out[132], 236);
-	EXPECT_EQ(text_at(out, 201, 12), "OWNSERIAL123");
-	EXPECT_EQ(text_at(out, 156, 6), "PN-OWN");
+	EXPECT_EQ(std::tuple(text_at(out, 201, 12), text_at(out, 156, 6), text_at(out, 244, 11), text_at(out, 326, 40)),
+		  std::tuple("OWNSERIAL123", "PN-OWN", "02.03.00.00", QOR_OEM_VPD_CAPABILITY));
 	EXPECT_EQ(text_at(out, 10, 46), text_at(own, 10, 46));
-	EXPECT_EQ(text_at(out, 244, 11), "02.03.00.00");
-	EXPECT_EQ(text_at(out, 326, 40), QOR_OEM_VPD_CAPABILITY);
 	EXPECT_TRUE(vpd_sum_ok(out));
 }
 
@@ -326,10 +310,6 @@ TEST(Vpd, OwnVpdNotInLayoutUsesTemplate)
 	vpd_image own{};
 	for (size_t i = 0; i < own.size(); i++)
 		own[i] = static_cast<uint8_t>(i * 31 + 7);
-	qor_adapter_attr_t ad = adapter("ATTRSERIAL00");
-	set_own_vpd(ad, own);
-	vpd_image out;
-	rebuild_vpd(ad, "02.03.00.00", out, nullptr);
 	vpd_image want = oem_vpd_template();
 	std::memcpy(want.data() + 201, "ATTRSERIAL00", 12);
 	want[kVpdChecksumPos] = 0;
@@ -337,13 +317,11 @@ TEST(Vpd, OwnVpdNotInLayoutUsesTemplate)
 	for (size_t i = 0; i < kVpdChecksumPos; i++)
 		s += want[i];
 	want[kVpdChecksumPos] = static_cast<uint8_t>(256 - s % 256);
-	EXPECT_EQ(out, want);
+	EXPECT_EQ(rebuilt_from(own, nullptr), want);
 	// Version 3 with length 0 is no VPD either.
-	ad.vpd.len = 0;
-	std::memcpy(ad.vpd.data, oem_vpd_template().data(), kVpdSize);
-	ad.vpd.data[156] = 'Q';
-	rebuild_vpd(ad, "02.03.00.00", out, nullptr);
-	EXPECT_EQ(out, want);
+	own = oem_vpd_template();
+	own[156] = 'Q';
+	EXPECT_EQ(rebuilt_from(own, nullptr, 0), want);
 }
 
 struct vpd_damage {
@@ -391,8 +369,7 @@ TEST(CardModels, ElevenCodesThreeSinglePort)
 		single += m.ports == 1;
 		EXPECT_EQ(card_model_of(m.code), &m);
 	}
-	EXPECT_EQ(codes.size(), 11u);
-	EXPECT_EQ(single, 3);
+	EXPECT_EQ(std::tuple(codes.size(), single), std::tuple(11u, 3));
 	EXPECT_EQ(card_model_of(0), nullptr);
 	const card_model *oem = card_model_of(QOR_OEM_CARD_TYPE);
 	ASSERT_TRUE(oem);

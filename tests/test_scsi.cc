@@ -3,7 +3,8 @@
 // silent, and the bounded readers of the replies.
 #include <cstring>
 #include <filesystem>
-#include <functional>
+#include <memory>
+#include <tuple>
 #include <vector>
 
 #include "protocol/scsi_decode.h"
@@ -20,33 +21,87 @@ namespace {
 const wwn_t kTgtA = qt::wwn("50:25:a3:40:10:3a:7c:00");
 const wwn_t kInitiator = qt::wwn("21:00:02:5a:30:4c:8e:10");
 
-uint32_t le32(const uint8_t *p)
+template <class T> T le(const uint8_t *p)
 {
-	uint32_t v;
-	memcpy(&v, p, 4);
+	T v;
+	memcpy(&v, p, sizeof v);
 	return v;
 }
-uint64_t le64(const uint8_t *p)
-{
-	uint64_t v;
-	memcpy(&v, p, 8);
-	return v;
-}
+uint32_t le32(const uint8_t *p) { return le<uint32_t>(p); }
+uint64_t le64(const uint8_t *p) { return le<uint64_t>(p); }
 
 lun_t lun_of(uint16_t n)
 {
 	uint8_t b[8];
 	scsi_lun_encode(n, b);
-	lun_t l;
-	memcpy(&l, b, 8);
-	return l;
+	return le<lun_t>(b);
 }
 
-class Scsi : public qt::ScannedTest {
+// Sense key, ASC and ASCQ.
+std::tuple<int, int, int> kcq(const scsi_sense_info_t &s) { return {s.key, s.asc, s.ascq}; }
+
+// The CDB bytes given, then 0xEE up to 16.
+std::vector<uint8_t> ee(std::initializer_list<uint8_t> head)
+{
+	std::vector<uint8_t> v(head);
+	v.resize(16, 0xEE);
+	return v;
+}
+
+scsi_cdb_t cdb_of(std::initializer_list<uint8_t> bytes)
+{
+	scsi_cdb_t cdb{};
+	std::copy(bytes.begin(), bytes.end(), cdb.scsi_cdb);
+	return cdb;
+}
+
+using Builder = qor_status_t (*)(qorl_t *, uint16_t, wwn_t, wwn_t, lun_t, scsi_cdb_t *, int, void *, uint32_t,
+				 uint8_t *, void *, uint32_t *);
+using Buf = std::unique_ptr<void, decltype(&free)>;
+
+// Commands from fc0: run() offers the whole 64-byte sense buffer each time,
+// reportluns() the room sns_len holds.
+class ScsiTest : public qt::ScannedTest {
+protected:
+	qor_status_t run(Builder fn, uint16_t lun, scsi_cdb_t cdb, void *buf, uint32_t len, wwn_t tgt = kTgtA)
+	{
+		sns_len = sizeof sense;
+		memset(sense, 0, sizeof sense);
+		return fn(fc0, 0, fc0->pwwn, tgt, lun_of(lun), &cdb, 0, buf, len, &status, sense, &sns_len);
+	}
+	qor_status_t cmd(uint16_t lun, std::initializer_list<uint8_t> bytes, void *buf, uint32_t len)
+	{
+		return run(qorl_scsi_cmnd, lun, cdb_of(bytes), buf, len);
+	}
+	// REPORT LUNS to target A into a new buffer, kept in `out`.
+	qor_status_t reportluns(Buf &out, scsi_cdb_t cdb = {})
+	{
+		out.reset();
+		void *b = nullptr;
+		qor_status_t st =
+			qorl_scsi_reportluns(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, &b, 0, &status, sense, &sns_len);
+		out.reset(b);
+		return st;
+	}
+	const uint8_t *list(const Buf &b) const { return static_cast<const uint8_t *>(b.get()); }
+	scsi_sense_info_t decoded() const
+	{
+		scsi_sense_info_t s;
+		scsi_sense_decode(sense, sns_len, &s);
+		return s;
+	}
+	uint8_t status = 0xEE;
+	uint8_t sense[64];
+	uint32_t sns_len = sizeof sense;
+	Buf buf{nullptr, free};
+};
+
+// Target A of fc0 with three units of its own.
+class Scsi : public ScsiTest {
 protected:
 	void SetUp() override
 	{
-		qt::ScannedTest::SetUp();
+		ScsiTest::SetUp();
 		ASSERT_EQ(qorsim_scsi_set_luns(QORSIM_DRV_FC, fc0->instance, kTgtA, kUnits, 3), 0) << qorsim_error();
 		qorsim_log_clear();
 	}
@@ -62,26 +117,6 @@ protected:
 		ASSERT_EQ(qorsim_scsi_set_luns(QORSIM_DRV_FC, fc0->instance, kTgtA, v.data(), v.size()), 0);
 		qorsim_log_clear();
 	}
-	// One command to target A of fc0 with a sense buffer of `room` bytes.
-	qor_status_t cmd(uint16_t lun, std::initializer_list<uint8_t> cdb_bytes, void *buf, uint32_t len)
-	{
-		scsi_cdb_t cdb{};
-		std::copy(cdb_bytes.begin(), cdb_bytes.end(), cdb.scsi_cdb);
-		sns_len = sizeof sense;
-		memset(sense, 0, sizeof sense);
-		return qorl_scsi_cmnd(fc0, 0, fc0->pwwn, kTgtA, lun_of(lun), &cdb, 0, buf, len, &status, sense,
-				      &sns_len);
-	}
-	scsi_sense_info_t decoded() const
-	{
-		scsi_sense_info_t s;
-		scsi_sense_decode(sense, sns_len, &s);
-		return s;
-	}
-	uint8_t status = 0xEE;
-	uint8_t sense[64];
-	uint32_t sns_len = sizeof sense;
-
 	static constexpr qorsim_lun_t kUnits[3] = {
 		{0, QORSIM_LUN_DISK, 512, 2097152, "QOR", "QX-Disk", "0001", "SERIAL-L0"},
 		{1, QORSIM_LUN_DISK, 4096, 0x120000000ull, nullptr, nullptr, nullptr, nullptr},
@@ -90,9 +125,6 @@ protected:
 };
 
 // ---- what goes on the wire ---------------------------------------------------
-
-using Builder = qor_status_t (*)(qorl_t *, uint16_t, wwn_t, wwn_t, lun_t, scsi_cdb_t *, int, void *, uint32_t,
-				 uint8_t *, void *, uint32_t *);
 
 struct CdbCase {
 	const char *name;
@@ -104,18 +136,14 @@ struct CdbCase {
 
 // Bytes not set by a builder keep the caller's 0xEE.
 const CdbCase kCdbCases[] = {
-	{"inquiry", qorl_scsi_inquiry, 0x1FF, {0xEE, 0x01, 0x80},
-	 {0x12, 0x01, 0x80, 0x01, 0xFF, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}},
-	{"inquiry_low16", qorl_scsi_inquiry, 0x12345, {0xEE, 0x00, 0x00},
-	 {0x12, 0x00, 0x00, 0x23, 0x45, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}},
-	{"readcapacity", qorl_scsi_readcapacity, 8, {},
-	 {0x25, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}},
+	{"inquiry", qorl_scsi_inquiry, 0x1FF, {0xEE, 0x01, 0x80}, ee({0x12, 0x01, 0x80, 0x01, 0xFF})},
+	{"inquiry_low16", qorl_scsi_inquiry, 0x12345, {0xEE, 0x00, 0x00}, ee({0x12, 0x00, 0x00, 0x23, 0x45})},
+	{"readcapacity", qorl_scsi_readcapacity, 8, {}, ee({0x25})},
 	{"readcapacity16", qorl_scsi_readcapacity16, 32, {},
-	 {0x9E, 0x10, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0x00, 0x00, 0x00, 0x20, 0xEE, 0xEE}},
-	{"testunitready", qorl_scsi_testunitready, 0, {},
-	 {0x00, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}},
+	 ee({0x9E, 0x10, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0x00, 0x00, 0x00, 0x20})},
+	{"testunitready", qorl_scsi_testunitready, 0, {}, ee({0x00})},
 	{"read10", qorl_scsi_read10, 4096, {0xEE, 0xEE, 0x00, 0x01, 0x02, 0x03},
-	 {0x28, 0xEE, 0x00, 0x01, 0x02, 0x03, 0xEE, 0x00, 0x08, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}},
+	 ee({0x28, 0xEE, 0x00, 0x01, 0x02, 0x03, 0xEE, 0x00, 0x08})},
 };
 
 class CdbBytes : public Scsi, public ::testing::WithParamInterface<CdbCase> {};
@@ -139,17 +167,13 @@ TEST_P(CdbBytes, CdbAndRecordOnTheWire)
 	EXPECT_EQ(log[0].code, 0xC050BA01u);
 	ASSERT_EQ(log[0].len, 80u);
 	const uint8_t *r = log[0].in;
-	EXPECT_EQ(r[4] | r[5] << 8, fc0->instance);
-	EXPECT_EQ(r[6] | r[7] << 8, 0);
-	EXPECT_EQ(le64(r + 8), fc0->pwwn);
-	EXPECT_EQ(le64(r + 16), kTgtA);
-	EXPECT_EQ(le64(r + 24), lun_of(1));
+	// Instance, VF, local and remote port, LUN.
+	EXPECT_EQ(std::tuple(r[4] | r[5] << 8, r[6] | r[7] << 8, le64(r + 8), le64(r + 16), le64(r + 24)),
+		  std::tuple((int)fc0->instance, 0, fc0->pwwn, kTgtA, lun_of(1)));
 	EXPECT_EQ(std::vector<uint8_t>(r + 32, r + 48), c.sent);
-	EXPECT_EQ(le32(r + 48), 0u) << "direction";
-	EXPECT_EQ(le32(r + 52), c.iosz);
-	EXPECT_EQ(le32(r + 60), (uint32_t)sizeof sns);
-	EXPECT_EQ(le64(r + 64), (uint64_t)(uintptr_t)data.data());
-	EXPECT_EQ(le64(r + 72), (uint64_t)(uintptr_t)sns);
+	// Direction, data length, sense room, data and sense addresses.
+	EXPECT_EQ(std::tuple(le32(r + 48), le32(r + 52), le32(r + 60), le64(r + 64), le64(r + 72)),
+		  std::tuple(0u, c.iosz, (uint32_t)sizeof sns, (uint64_t)(uintptr_t)data.data(), (uint64_t)(uintptr_t)sns));
 	// The caller's CDB holds what was sent.
 	EXPECT_EQ(std::vector<uint8_t>(cdb.scsi_cdb, cdb.scsi_cdb + 16), c.sent);
 }
@@ -159,24 +183,32 @@ INSTANTIATE_TEST_SUITE_P(Scsi, CdbBytes, ::testing::ValuesIn(kCdbCases),
 
 TEST_F(Scsi, PassThroughSendsCdbAndDirectionAsGiven)
 {
+	// Missing arguments send nothing.
 	scsi_cdb_t cdb{};
+	uint8_t data[36];
+	void *b = &cdb;
+	EXPECT_EQ(qorl_scsi_inquiry(fc0, 0, fc0->pwwn, kTgtA, 0, nullptr, 0, data, 36, &status, sense, &sns_len),
+		  QOR_STATUS_EINVAL);
+	EXPECT_EQ(qorl_scsi_cmnd(nullptr, 0, 0, kTgtA, 0, &cdb, 0, data, 36, &status, sense, &sns_len), QOR_STATUS_EINVAL);
+	EXPECT_EQ(qorl_scsi_reportluns(fc0, 0, fc0->pwwn, kTgtA, 0, nullptr, 0, &b, 0, &status, sense, &sns_len),
+		  QOR_STATUS_EINVAL);
+	EXPECT_EQ(qorl_scsi_reportluns(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, nullptr, 0, &status, sense, &sns_len),
+		  QOR_STATUS_EINVAL);
+	EXPECT_EQ(qorsim_log_count(), 0u);
+	EXPECT_EQ(status, 0xEE);
+
 	for (int i = 0; i < 16; i++)
 		cdb.scsi_cdb[i] = (uint8_t)(0xA0 + i);
-	uint8_t data[8];
-	EXPECT_EQ(qorl_scsi_cmnd(fc0, 3, fc0->pwwn, kTgtA, lun_of(0), &cdb, 1, data, sizeof data, &status, nullptr,
-				 nullptr),
-		  QOR_STATUS_UNKNOWN_VFID);
 	// The emulated driver refuses data to the device: no command it knows takes any.
-	EXPECT_EQ(qorl_scsi_cmnd(fc0, 0, fc0->pwwn, kTgtA, lun_of(0), &cdb, 1, data, sizeof data, &status, nullptr,
-				 nullptr),
-		  QOR_STATUS_EINVAL);
+	for (auto [vf, want] : {std::pair{3, QOR_STATUS_UNKNOWN_VFID}, {0, QOR_STATUS_EINVAL}})
+		EXPECT_EQ(qorl_scsi_cmnd(fc0, vf, fc0->pwwn, kTgtA, lun_of(0), &cdb, 1, data, 8, &status, nullptr, nullptr),
+			  want);
 	auto log = qt::log_entries(QOR_IOCTL_SCSI);
 	ASSERT_EQ(log.size(), 2u);
 	EXPECT_EQ(log[0].in[6], 3);
 	EXPECT_EQ(memcmp(log[0].in + 32, cdb.scsi_cdb, 16), 0);
-	EXPECT_EQ(le32(log[0].in + 48), 1u);
-	EXPECT_EQ(le32(log[0].in + 60), 0u) << "no sense buffer offered";
-	EXPECT_EQ(le64(log[0].in + 72), 0u);
+	// Direction; no sense buffer offered.
+	EXPECT_EQ(std::tuple(le32(log[0].in + 48), le32(log[0].in + 60), le64(log[0].in + 72)), std::tuple(1u, 0u, 0ul));
 }
 
 // Like any request, the channel hands it to the Ethernet driver under that
@@ -192,46 +224,20 @@ TEST_F(Scsi, EthernetSideGoesToTheEthernetDriver)
 	EXPECT_EQ(status, SCSI_STATUS_GOOD);
 }
 
-TEST_F(Scsi, MissingArgumentsSendNothing)
-{
-	scsi_cdb_t cdb{};
-	uint8_t data[36];
-	EXPECT_EQ(qorl_scsi_inquiry(fc0, 0, fc0->pwwn, kTgtA, 0, nullptr, 0, data, 36, &status, sense, &sns_len),
-		  QOR_STATUS_EINVAL);
-	EXPECT_EQ(qorl_scsi_cmnd(nullptr, 0, 0, kTgtA, 0, &cdb, 0, data, 36, &status, sense, &sns_len),
-		  QOR_STATUS_EINVAL);
-	void *buf = &cdb;
-	EXPECT_EQ(qorl_scsi_reportluns(fc0, 0, fc0->pwwn, kTgtA, 0, nullptr, 0, &buf, 0, &status, sense, &sns_len),
-		  QOR_STATUS_EINVAL);
-	EXPECT_EQ(qorl_scsi_reportluns(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, nullptr, 0, &status, sense, &sns_len),
-		  QOR_STATUS_EINVAL);
-	EXPECT_EQ(qorsim_log_count(), 0u);
-	EXPECT_EQ(status, 0xEE);
-}
-
 // ---- answers ---------------------------------------------------------------------
 
 TEST_F(Scsi, InquiryAndCapacityOfAUnit)
 {
 	uint8_t data[96] = {};
-	scsi_cdb_t cdb{};
-	ASSERT_EQ(qorl_scsi_inquiry(fc0, 0, fc0->pwwn, kTgtA, lun_of(0), &cdb, 0, data, sizeof data, &status, sense,
-				    &sns_len),
-		  QOR_STATUS_OK);
+	ASSERT_EQ(run(qorl_scsi_inquiry, 0, {}, data, sizeof data), QOR_STATUS_OK);
 	EXPECT_EQ(status, SCSI_STATUS_GOOD);
 	scsi_inquiry_info_t inq;
 	ASSERT_TRUE(scsi_inquiry_decode(data, sizeof data, &inq));
-	EXPECT_EQ(inq.type, SCSI_TYPE_DISK);
-	EXPECT_EQ(inq.qualifier, 0);
-	EXPECT_STREQ(inq.vendor, "QOR");
-	EXPECT_STREQ(inq.product, "QX-Disk");
-	EXPECT_STREQ(inq.revision, "0001");
+	EXPECT_EQ(std::tuple(inq.type, inq.qualifier), std::tuple(SCSI_TYPE_DISK, 0));
+	EXPECT_EQ(std::tuple(std::string(inq.vendor), std::string(inq.product), std::string(inq.revision)),
+		  std::tuple("QOR", "QX-Disk", "0001"));
 
-	cdb = scsi_cdb_t{};
-	cdb.scsi_cdb[1] = SCSI_INQUIRY_EVPD;
-	cdb.scsi_cdb[2] = SCSI_VPD_UNIT_SERIAL;
-	ASSERT_EQ(qorl_scsi_inquiry(fc0, 0, fc0->pwwn, kTgtA, lun_of(0), &cdb, 0, data, sizeof data, &status, sense,
-				    &sns_len),
+	ASSERT_EQ(run(qorl_scsi_inquiry, 0, cdb_of({0, SCSI_INQUIRY_EVPD, SCSI_VPD_UNIT_SERIAL}), data, sizeof data),
 		  QOR_STATUS_OK);
 	uint8_t page;
 	const uint8_t *p;
@@ -241,21 +247,13 @@ TEST_F(Scsi, InquiryAndCapacityOfAUnit)
 	EXPECT_EQ(std::string((const char *)p, n), "SERIAL-L0");
 
 	// 0x120000000 blocks of 4 KiB: over 2 TiB, so READ CAPACITY(10) says "ask (16)".
-	cdb = scsi_cdb_t{};
-	ASSERT_EQ(qorl_scsi_readcapacity(fc0, 0, fc0->pwwn, kTgtA, lun_of(1), &cdb, 0, data, 8, &status, sense,
-					 &sns_len),
-		  QOR_STATUS_OK);
+	ASSERT_EQ(run(qorl_scsi_readcapacity, 1, {}, data, 8), QOR_STATUS_OK);
 	scsi_capacity_t cap;
 	ASSERT_TRUE(scsi_capacity10_decode(data, 8, &cap));
-	EXPECT_EQ(cap.last_lba, 0xFFFFFFFFu);
-	EXPECT_EQ(cap.block_len, 4096u);
-	cdb = scsi_cdb_t{};
-	ASSERT_EQ(qorl_scsi_readcapacity16(fc0, 0, fc0->pwwn, kTgtA, lun_of(1), &cdb, 0, data, 32, &status, sense,
-					   &sns_len),
-		  QOR_STATUS_OK);
+	EXPECT_EQ(std::tuple(cap.last_lba, cap.block_len), std::tuple(0xFFFFFFFFu, 4096u));
+	ASSERT_EQ(run(qorl_scsi_readcapacity16, 1, {}, data, 32), QOR_STATUS_OK);
 	ASSERT_TRUE(scsi_capacity16_decode(data, 32, &cap));
-	EXPECT_EQ(cap.last_lba, 0x11FFFFFFFull);
-	EXPECT_EQ(cap.bytes, 0x120000000ull * 4096);
+	EXPECT_EQ(std::tuple(cap.last_lba, cap.bytes), std::tuple(0x11FFFFFFFull, 0x120000000ull * 4096));
 }
 
 TEST_F(Scsi, Read10ReturnsThePattern)
@@ -263,9 +261,7 @@ TEST_F(Scsi, Read10ReturnsThePattern)
 	std::vector<uint8_t> data(8 * 512);
 	scsi_cdb_t cdb{};
 	fc_put_be32(cdb.scsi_cdb + SCSI_READ10_LBA_OFF, 1000);
-	ASSERT_EQ(qorl_scsi_read10(fc0, 0, fc0->pwwn, kTgtA, lun_of(0), &cdb, 0, data.data(), (uint32_t)data.size(),
-				   &status, sense, &sns_len),
-		  QOR_STATUS_OK);
+	ASSERT_EQ(run(qorl_scsi_read10, 0, cdb, data.data(), (uint32_t)data.size()), QOR_STATUS_OK);
 	ASSERT_EQ(status, SCSI_STATUS_GOOD);
 	EXPECT_EQ(sns_len, 0u);
 	for (uint64_t b = 0; b < 8; b++) {
@@ -283,11 +279,8 @@ TEST_F(Scsi, CheckConditionReturnsDriverStatusAndSense)
 	EXPECT_EQ(cmd(7, {SCSI_OP_TEST_UNIT_READY}, nullptr, 0), QOR_STATUS_OK);
 	EXPECT_EQ(status, SCSI_STATUS_CHECK_CONDITION);
 	EXPECT_EQ(sns_len, 18u);
-	scsi_sense_info_t s = decoded();
-	EXPECT_EQ(s.response_code, 0x70);
-	EXPECT_EQ(s.key, SCSI_SK_ILLEGAL_REQUEST);
-	EXPECT_EQ(s.asc, 0x25);
-	EXPECT_EQ(s.ascq, 0x00);
+	EXPECT_EQ(decoded().response_code, 0x70);
+	EXPECT_EQ(kcq(decoded()), std::tuple(SCSI_SK_ILLEGAL_REQUEST, 0x25, 0x00));
 	// A standard INQUIRY there answers with "no unit" rather than refusing.
 	EXPECT_EQ(cmd(7, {SCSI_OP_INQUIRY, 0, 0, 0, 36}, data, sizeof data), QOR_STATUS_OK);
 	EXPECT_EQ(status, SCSI_STATUS_GOOD);
@@ -310,35 +303,23 @@ TEST_F(Scsi, UnitAttentionOnceAfterALunIsAdded)
 	EXPECT_EQ(status, SCSI_STATUS_GOOD) << "INQUIRY does not report it";
 	EXPECT_EQ(cmd(0, {SCSI_OP_TEST_UNIT_READY}, nullptr, 0), QOR_STATUS_OK);
 	EXPECT_EQ(status, SCSI_STATUS_CHECK_CONDITION);
-	scsi_sense_info_t s = decoded();
-	EXPECT_EQ(s.key, SCSI_SK_UNIT_ATTENTION);
-	EXPECT_EQ(s.asc, 0x3F);
-	EXPECT_EQ(s.ascq, 0x0E);
+	EXPECT_EQ(kcq(decoded()), std::tuple(SCSI_SK_UNIT_ATTENTION, 0x3F, 0x0E));
 	EXPECT_EQ(cmd(0, {SCSI_OP_TEST_UNIT_READY}, nullptr, 0), QOR_STATUS_OK);
 	EXPECT_EQ(status, SCSI_STATUS_GOOD);
 
 	// REPORT LUNS clears it and lists the new unit.
 	ASSERT_EQ(qorsim_scsi_add_lun(QORSIM_DRV_FC, fc0->instance, kTgtA, &add), 0);
-	void *buf = nullptr;
-	scsi_cdb_t cdb{};
-	ASSERT_EQ(qorl_scsi_reportluns(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, &buf, 0, &status, sense, &sns_len),
-		  QOR_STATUS_OK);
-	EXPECT_EQ(scsi_report_luns_length(static_cast<uint8_t *>(buf), 816), 32u);
-	free(buf);
+	ASSERT_EQ(reportluns(buf), QOR_STATUS_OK);
+	EXPECT_EQ(scsi_report_luns_length(list(buf), 816), 32u);
 	EXPECT_EQ(cmd(1, {SCSI_OP_TEST_UNIT_READY}, nullptr, 0), QOR_STATUS_OK);
 	EXPECT_EQ(status, SCSI_STATUS_GOOD);
 }
 
 TEST_F(Scsi, DriverRefusalsReachTheCaller)
 {
-	scsi_cdb_t cdb{};
-	status = 0xEE;
-	EXPECT_EQ(qorl_scsi_testunitready(fc0, 0, fc0->pwwn, qt::wwn("50:00:00:00:00:00:00:99"), 0, &cdb, 0, nullptr,
-					  0, &status, sense, &sns_len),
+	EXPECT_EQ(run(qorl_scsi_testunitready, 0, {}, nullptr, 0, qt::wwn("50:00:00:00:00:00:00:99")),
 		  QOR_STATUS_UNKNOWN_RWWN);
-	EXPECT_EQ(qorl_scsi_testunitready(fc0, 0, fc0->pwwn, kInitiator, 0, &cdb, 0, nullptr, 0, &status, sense,
-					  &sns_len),
-		  QOR_STATUS_NO_FCPIM_NEXUS);
+	EXPECT_EQ(run(qorl_scsi_testunitready, 0, {}, nullptr, 0, kInitiator), QOR_STATUS_NO_FCPIM_NEXUS);
 	ASSERT_EQ(qorsim_set_rport_online(QORSIM_DRV_FC, fc0->instance, kTgtA, 0), 0);
 	EXPECT_EQ(cmd(0, {SCSI_OP_TEST_UNIT_READY}, nullptr, 0), QOR_STATUS_RPORT_OFFLINE);
 	EXPECT_EQ(sns_len, 0u);
@@ -356,21 +337,14 @@ TEST_F(Scsi, FailedSystemCallLeavesOutputsAlone)
 	uint8_t data[36];
 	memset(data, 0x5A, sizeof data);
 	status = 0x77;
-	uint32_t room = 23;
-	EXPECT_EQ(qorl_scsi_inquiry(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, data, sizeof data, &status, sense, &room),
+	sns_len = 23;
+	EXPECT_EQ(qorl_scsi_inquiry(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, data, sizeof data, &status, sense, &sns_len),
 		  QOR_STATUS_EIO);
-	EXPECT_EQ(status, 0x77);
-	EXPECT_EQ(room, 23u);
-	EXPECT_EQ(data[0], 0x5A);
-
-	void *buf = nullptr;
-	EXPECT_EQ(qorl_scsi_reportluns(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, &buf, 0, &status, sense, &room),
-		  QOR_STATUS_EIO);
-	EXPECT_EQ(status, 0x77);
-	EXPECT_EQ(room, 23u);
+	EXPECT_EQ(std::tuple(status, sns_len, data[0]), std::tuple(0x77, 23u, 0x5A));
+	EXPECT_EQ(reportluns(buf), QOR_STATUS_EIO);
+	EXPECT_EQ(std::tuple(status, sns_len), std::tuple(0x77, 23u));
 	ASSERT_NE(buf, nullptr) << "the buffer stays the caller's";
-	EXPECT_EQ(scsi_report_luns_length(static_cast<uint8_t *>(buf), 816), 0u);
-	free(buf);
+	EXPECT_EQ(scsi_report_luns_length(list(buf), 816), 0u);
 	EXPECT_EQ(qorsim_fault_hits(f), 2u);
 	EXPECT_EQ(qt::log_entries(QOR_IOCTL_SCSI).size(), 2u) << "no retry after a failed call";
 }
@@ -382,18 +356,15 @@ TEST_F(Scsi, SenseLengthNeverExceedsTheBuffer)
 	memset(sns, 0xAB, sizeof sns);
 	uint32_t room = 32;
 	scsi_cdb_t cdb{};
-	EXPECT_EQ(qorl_scsi_testunitready(fc0, 0, fc0->pwwn, kTgtA, lun_of(9), &cdb, 0, nullptr, 0, &status, sns,
-					  &room),
+	EXPECT_EQ(qorl_scsi_testunitready(fc0, 0, fc0->pwwn, kTgtA, lun_of(9), &cdb, 0, nullptr, 0, &status, sns, &room),
 		  QOR_STATUS_OK);
-	EXPECT_EQ(status, SCSI_STATUS_CHECK_CONDITION);
-	EXPECT_EQ(room, 32u);
+	EXPECT_EQ(std::tuple(status, room), std::tuple(SCSI_STATUS_CHECK_CONDITION, 32u));
 	EXPECT_EQ(le32(qt::log_entries(QOR_IOCTL_SCSI)[0].out + 60), 96u) << "the driver claimed all of it";
 	for (size_t i = 32; i < sizeof sns; i++)
 		ASSERT_EQ(sns[i], 0xAB) << i;
 	scsi_sense_info_t s;
 	ASSERT_TRUE(scsi_sense_decode(sns, room, &s));
 	EXPECT_EQ(s.asc, SCSI_ASC_LUN_NOT_SUPPORTED);
-
 	// No sense buffer at all: nothing comes back.
 	room = 0;
 	EXPECT_EQ(qorl_scsi_testunitready(fc0, 0, fc0->pwwn, kTgtA, lun_of(9), &cdb, 0, nullptr, 0, &status, nullptr,
@@ -406,14 +377,9 @@ TEST_F(Scsi, UnderrunLeavesTheRestOfTheBuffer)
 {
 	fault(QORSIM_SCSI_FAULT_UNDERRUN, 100);
 	std::vector<uint8_t> data(4096, 0xCD);
-	scsi_cdb_t cdb{};
-	EXPECT_EQ(qorl_scsi_read10(fc0, 0, fc0->pwwn, kTgtA, lun_of(0), &cdb, 0, data.data(), 4096, &status, sense,
-				   &sns_len),
-		  QOR_STATUS_OK);
+	EXPECT_EQ(run(qorl_scsi_read10, 0, {}, data.data(), 4096), QOR_STATUS_OK);
 	EXPECT_EQ(fc_get_be64(data.data()), 0u);
-	EXPECT_EQ(data[99], (uint8_t)(0 + 0 + 99));
-	EXPECT_EQ(data[100], 0xCD);
-	EXPECT_EQ(data[4095], 0xCD);
+	EXPECT_EQ(std::tuple(data[99], data[100], data[4095]), std::tuple((uint8_t)(0 + 0 + 99), 0xCD, 0xCD));
 }
 
 // ---- REPORT LUNS sizing ----------------------------------------------------------
@@ -425,11 +391,7 @@ struct LunsCase {
 };
 
 const LunsCase kLunsCases[] = {
-	{0, {816}, 0},
-	{1, {816}, 8},
-	{101, {816}, 808},
-	{102, {816, 824}, 816},
-	{300, {816, 2408}, 2400},
+	{0, {816}, 0}, {1, {816}, 8}, {101, {816}, 808}, {102, {816, 824}, 816}, {300, {816, 2408}, 2400},
 };
 
 class ReportLuns : public Scsi, public ::testing::WithParamInterface<LunsCase> {};
@@ -438,10 +400,7 @@ TEST_P(ReportLuns, OneRetryWithTheNeededSize)
 {
 	const LunsCase &c = GetParam();
 	luns(c.luns);
-	void *buf = nullptr;
-	scsi_cdb_t cdb{};
-	ASSERT_EQ(qorl_scsi_reportluns(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, &buf, 0, &status, sense, &sns_len),
-		  QOR_STATUS_OK);
+	ASSERT_EQ(reportluns(buf), QOR_STATUS_OK);
 	ASSERT_NE(buf, nullptr);
 	auto log = qt::log_entries(QOR_IOCTL_SCSI);
 	ASSERT_EQ(log.size(), c.allocs.size());
@@ -452,12 +411,10 @@ TEST_P(ReportLuns, OneRetryWithTheNeededSize)
 		EXPECT_EQ(le32(log[i].in + 52), c.allocs[i]) << "iosz";
 		EXPECT_EQ(le32(log[i].in + 60), (uint32_t)sizeof sense) << "the whole sense buffer each time";
 	}
-	const auto *b = static_cast<const uint8_t *>(buf);
-	EXPECT_EQ(fc_get_be32(b), c.length);
+	EXPECT_EQ(fc_get_be32(list(buf)), c.length);
 	// Every entry the length claims lies within the buffer (ASan would see otherwise).
 	for (uint32_t i = 0; i < c.length / 8; i++)
-		EXPECT_EQ(scsi_lun_number(scsi_report_luns_entry(b, i)), i);
-	free(buf);
+		EXPECT_EQ(scsi_lun_number(scsi_report_luns_entry(list(buf), i)), i);
 }
 
 INSTANTIATE_TEST_SUITE_P(Scsi, ReportLuns, ::testing::ValuesIn(kLunsCases),
@@ -485,16 +442,12 @@ TEST_P(LyingTarget, SizeIsCappedAndTheLengthFitsTheBuffer)
 {
 	const LieCase &c = GetParam();
 	fault(QORSIM_SCSI_FAULT_LUN_LIST_LEN, c.claimed);
-	void *buf = nullptr;
-	scsi_cdb_t cdb{};
-	ASSERT_EQ(qorl_scsi_reportluns(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, &buf, 0, &status, sense, &sns_len),
-		  QOR_STATUS_OK);
+	ASSERT_EQ(reportluns(buf), QOR_STATUS_OK);
 	auto log = qt::log_entries(QOR_IOCTL_SCSI);
 	ASSERT_EQ(log.size(), c.second_alloc ? 2u : 1u);
-	if (c.second_alloc) {
+	if (c.second_alloc)
 		EXPECT_EQ(fc_get_be32(log[1].in + 32 + 6), c.second_alloc);
-	}
-	const auto *b = static_cast<const uint8_t *>(buf);
+	const uint8_t *b = list(buf);
 	EXPECT_EQ(fc_get_be32(b), c.length);
 	// The three real units, then zeros up to the claimed end.
 	const uint32_t n = c.length / 8;
@@ -503,7 +456,6 @@ TEST_P(LyingTarget, SizeIsCappedAndTheLengthFitsTheBuffer)
 		EXPECT_EQ(scsi_report_luns_entry(b, 2)[0] & SCSI_LUN_AM_MASK, SCSI_LUN_AM_FLAT);
 		EXPECT_EQ(le64(scsi_report_luns_entry(b, n - 1)), 0u);
 	}
-	free(buf);
 }
 
 INSTANTIATE_TEST_SUITE_P(Scsi, LyingTarget, ::testing::ValuesIn(kLies),
@@ -512,93 +464,70 @@ INSTANTIATE_TEST_SUITE_P(Scsi, LyingTarget, ::testing::ValuesIn(kLies),
 TEST_F(Scsi, ReportLunsAfterCheckConditionDoesNotRetry)
 {
 	luns(200);
-	void *buf = nullptr;
-	scsi_cdb_t cdb{};
-	cdb.scsi_cdb[2] = 0x7F; // a select report no target knows
-	ASSERT_EQ(qorl_scsi_reportluns(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, &buf, 0, &status, sense, &sns_len),
-		  QOR_STATUS_OK);
+	// A select report no target knows.
+	ASSERT_EQ(reportluns(buf, cdb_of({0, 0, 0x7F})), QOR_STATUS_OK);
 	EXPECT_EQ(status, SCSI_STATUS_CHECK_CONDITION);
 	EXPECT_EQ(decoded().asc, SCSI_ASC_INVALID_FIELD_IN_CDB);
 	EXPECT_EQ(qt::log_entries(QOR_IOCTL_SCSI).size(), 1u);
-	free(buf);
 }
 
 // ---- the emulated targets of the topology -------------------------------------
 
 // The default hardware's array behind port 1/0, as the topology describes it.
-class DefaultTargets : public qt::ScannedTest {
-protected:
-	qor_status_t send(uint16_t lun, std::initializer_list<uint8_t> cdb_bytes, uint8_t *buf, uint32_t len)
-	{
-		scsi_cdb_t cdb{};
-		std::copy(cdb_bytes.begin(), cdb_bytes.end(), cdb.scsi_cdb);
-		sns_len = sizeof sense;
-		return qorl_scsi_cmnd(fc0, 0, fc0->pwwn, kTgtA, lun_of(lun), &cdb, 0, buf, len, &status, sense, &sns_len);
-	}
-	std::string osname(uint32_t h, uint32_t b, uint32_t t, uint32_t l)
-	{
-		char name[QORL_OSNAME_LEN] = {};
-		char *p = name;
-		uint32_t n;
-		return qorl_get_osname(h, b, t, l, &p, &n) == QOR_STATUS_OK ? name : "";
-	}
-	uint8_t status = 0xEE, sense[64];
-	uint32_t sns_len = 0;
-};
+using DefaultTargets = ScsiTest;
+
+std::string osname(uint32_t h, uint32_t b, uint32_t t, uint32_t l)
+{
+	char name[QORL_OSNAME_LEN] = {};
+	char *p = name;
+	uint32_t n;
+	return qorl_get_osname(h, b, t, l, &p, &n) == QOR_STATUS_OK ? name : "";
+}
 
 TEST_F(DefaultTargets, ReportLunsInSamEncoding)
 {
-	void *buf = nullptr;
-	scsi_cdb_t cdb{};
-	ASSERT_EQ(qorl_scsi_reportluns(fc0, 0, fc0->pwwn, kTgtA, 0, &cdb, 0, &buf, 0, &status, sense, &sns_len),
-		  QOR_STATUS_OK);
-	const auto *b = static_cast<const uint8_t *>(buf);
-	ASSERT_EQ(scsi_report_luns_length(b, 8), 32u);
+	ASSERT_EQ(reportluns(buf), QOR_STATUS_OK);
+	ASSERT_EQ(scsi_report_luns_length(list(buf), 8), 32u);
 	const uint8_t want[4][8] = {{0, 0}, {0, 1}, {0, 2}, {0x41, 0x2C}}; // peripheral below 256, flat above
 	for (int i = 0; i < 4; i++)
-		EXPECT_EQ(memcmp(scsi_report_luns_entry(b, i), want[i], 8), 0) << i;
-	free(buf);
+		EXPECT_EQ(memcmp(scsi_report_luns_entry(list(buf), i), want[i], 8), 0) << i;
 }
 
 TEST_F(DefaultTargets, ReadCapacityTenOverflowsPastItsReach)
 {
 	uint8_t d[32] = {};
-	ASSERT_EQ(send(1, {SCSI_OP_READ_CAPACITY10}, d, 8), QOR_STATUS_OK);
+	ASSERT_EQ(cmd(1, {SCSI_OP_READ_CAPACITY10}, d, 8), QOR_STATUS_OK);
 	scsi_capacity_t c;
 	ASSERT_TRUE(scsi_capacity10_decode(d, 8, &c));
 	EXPECT_EQ(c.last_lba, 0xFFFFFFFFu) << "3 TiB of 512-byte blocks";
-	ASSERT_EQ(send(1, {SCSI_OP_SERVICE_ACTION_IN16, SCSI_SAI_READ_CAPACITY16, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32},
-		       d, 32),
-		  QOR_STATUS_OK);
+	const auto rc16 = [&](uint8_t alloc) {
+		const uint8_t op = SCSI_OP_SERVICE_ACTION_IN16, sa = SCSI_SAI_READ_CAPACITY16;
+		return cmd(1, {op, sa, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, alloc}, d, 32);
+	};
+	ASSERT_EQ(rc16(32), QOR_STATUS_OK);
 	ASSERT_TRUE(scsi_capacity16_decode(d, 32, &c));
-	EXPECT_EQ(c.last_lba, 6442450943u);
-	EXPECT_EQ(c.block_len, 512u);
-	ASSERT_EQ(send(2, {SCSI_OP_READ_CAPACITY10}, d, 8), QOR_STATUS_OK);
+	EXPECT_EQ(std::tuple(c.last_lba, c.block_len), std::tuple(6442450943u, 512u));
+	ASSERT_EQ(cmd(2, {SCSI_OP_READ_CAPACITY10}, d, 8), QOR_STATUS_OK);
 	ASSERT_TRUE(scsi_capacity10_decode(d, 8, &c));
-	EXPECT_EQ(c.last_lba, 131071u);
-	EXPECT_EQ(c.block_len, 4096u);
+	EXPECT_EQ(std::tuple(c.last_lba, c.block_len), std::tuple(131071u, 4096u));
 	// The allocation length of READ CAPACITY(16) bounds what comes back.
 	memset(d, 0xAA, sizeof d);
-	ASSERT_EQ(send(1, {SCSI_OP_SERVICE_ACTION_IN16, SCSI_SAI_READ_CAPACITY16, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 8},
-		       d, 32),
-		  QOR_STATUS_OK);
-	EXPECT_EQ(d[7], 0xFF);
-	EXPECT_EQ(d[8], 0xAA);
+	ASSERT_EQ(rc16(8), QOR_STATUS_OK);
+	EXPECT_EQ(std::tuple(d[7], d[8]), std::tuple(0xFF, 0xAA));
 }
 
 TEST_F(DefaultTargets, VitalProductDataPages)
 {
-	uint8_t d[255] = {};
-	ASSERT_EQ(send(0, {SCSI_OP_INQUIRY, 1, SCSI_VPD_SUPPORTED_PAGES, 0, 255}, d, sizeof d), QOR_STATUS_OK);
-	uint8_t page;
+	uint8_t d[255] = {}, page;
 	const uint8_t *p;
 	size_t n;
+	ASSERT_EQ(cmd(0, {SCSI_OP_INQUIRY, 1, SCSI_VPD_SUPPORTED_PAGES, 0, 255}, d, sizeof d), QOR_STATUS_OK);
 	ASSERT_TRUE(scsi_vpd_page(d, sizeof d, &page, &p, &n));
 	EXPECT_EQ(std::vector<uint8_t>(p, p + n), (std::vector<uint8_t>{0x00, 0x80, 0x83}));
-	ASSERT_EQ(send(0, {SCSI_OP_INQUIRY, 1, SCSI_VPD_UNIT_SERIAL, 0, 255}, d, sizeof d), QOR_STATUS_OK);
+	ASSERT_EQ(cmd(0, {SCSI_OP_INQUIRY, 1, SCSI_VPD_UNIT_SERIAL, 0, 255}, d, sizeof d), QOR_STATUS_OK);
 	ASSERT_TRUE(scsi_vpd_page(d, sizeof d, &page, &p, &n));
 	EXPECT_EQ(std::string((const char *)p, n), "QXA7C0000");
-	ASSERT_EQ(send(0, {SCSI_OP_INQUIRY, 1, SCSI_VPD_DEVICE_ID, 0, 255}, d, sizeof d), QOR_STATUS_OK);
+	ASSERT_EQ(cmd(0, {SCSI_OP_INQUIRY, 1, SCSI_VPD_DEVICE_ID, 0, 255}, d, sizeof d), QOR_STATUS_OK);
 	ASSERT_TRUE(scsi_vpd_page(d, sizeof d, &page, &p, &n));
 	size_t off = 0;
 	scsi_designator_t desig;
@@ -611,7 +540,7 @@ TEST_F(DefaultTargets, VitalProductDataPages)
 	}
 	EXPECT_TRUE(lu_naa);
 	EXPECT_TRUE(port) << "the target port's own WWN";
-	EXPECT_EQ(send(0, {SCSI_OP_INQUIRY, 1, 0x89, 0, 255}, d, sizeof d), QOR_STATUS_OK);
+	EXPECT_EQ(cmd(0, {SCSI_OP_INQUIRY, 1, 0x89, 0, 255}, d, sizeof d), QOR_STATUS_OK);
 	EXPECT_EQ(status, SCSI_STATUS_CHECK_CONDITION);
 	scsi_sense_info_t s;
 	ASSERT_TRUE(scsi_sense_decode(sense, sns_len, &s));
@@ -619,25 +548,21 @@ TEST_F(DefaultTargets, VitalProductDataPages)
 }
 
 // The SCSI address the driver gives a target leads to its units' device
-// nodes in every layout the topology asks for.
+// nodes in every layout the topology asks for; a new set of units replaces
+// the tree of the old one, and nothing else in it.
 TEST_F(DefaultTargets, DeviceNodesAtTheDriversScsiAddress)
 {
 	uint32_t h = 0, b = 0, t = 0;
 	ASSERT_EQ(qorl_rport_get_scsi_address(fc0, 0, fc0->pwwn, kTgtA, &h, &b, &t), QOR_STATUS_OK);
-	EXPECT_EQ(osname(h, b, t, 0), "/dev/sda"); // newer layout
-	EXPECT_EQ(osname(h, b, t, 2), "/dev/sdc"); // "block:sdc"
+	EXPECT_EQ(osname(h, b, t, 0), "/dev/sda");   // newer layout
+	EXPECT_EQ(osname(h, b, t, 2), "/dev/sdc");   // "block:sdc"
 	EXPECT_EQ(osname(h, b, t, 300), "/dev/sdd"); // link "block"
 	EXPECT_EQ(osname(h, b, t, 3), "") << "no unit";
 	ASSERT_EQ(qorl_rport_get_scsi_address(fc1, 0, fc1->pwwn, qt::wwn("50:25:a3:30:02:5b:6e:20"), &h, &b, &t),
 		  QOR_STATUS_OK);
 	EXPECT_EQ(osname(h, b, t, 0), "/dev/st0");
-	const std::string dev = root_path("/sys/class/scsi_device/1:0:0:300/device/block");
-	EXPECT_TRUE(std::filesystem::is_symlink(dev));
-}
+	EXPECT_TRUE(std::filesystem::is_symlink(root_path("/sys/class/scsi_device/1:0:0:300/device/block")));
 
-// A new set of units replaces the tree of the old one, and nothing else in it.
-TEST_F(DefaultTargets, TheTreeFollowsTheUnits)
-{
 	ASSERT_EQ(osname(1, 0, 0, 2), "/dev/sdc");
 	qt::write_file(root_path("/sys/class/scsi_device/7:0:0:0/device/block:sdx"), "");
 	const qorsim_lun_t one{5, QORSIM_LUN_DISK, 512, 100, nullptr, nullptr, nullptr, nullptr};
@@ -679,9 +604,7 @@ TEST_F(ScsiTopology, ScheduledLunRaisesOneUnitAttention)
 	EXPECT_EQ(tur(), SCSI_STATUS_CHECK_CONDITION);
 	scsi_sense_info_t s;
 	ASSERT_TRUE(scsi_sense_decode(sns, len, &s));
-	EXPECT_EQ(s.key, SCSI_SK_UNIT_ATTENTION);
-	EXPECT_EQ(s.asc, 0x3F);
-	EXPECT_EQ(s.ascq, 0x0E);
+	EXPECT_EQ(kcq(s), std::tuple(SCSI_SK_UNIT_ATTENTION, 0x3F, 0x0E));
 	EXPECT_EQ(tur(), SCSI_STATUS_GOOD) << "once";
 	void *buf = nullptr;
 	cdb = scsi_cdb_t{};
@@ -733,15 +656,10 @@ TEST(ScsiDecode, SenseStopsWhereTheDataEnds)
 	const uint8_t fixed[18] = {0xF0, 0, 0x25, 0, 0, 0x12, 0x34, 10, 0, 0, 0, 0, 0x3F, 0x0E, 0, 0, 0, 0};
 	scsi_sense_info_t s;
 	ASSERT_TRUE(scsi_sense_decode(fixed, sizeof fixed, &s));
-	EXPECT_EQ(s.key, 5);
-	EXPECT_EQ(s.flags, SCSI_SENSE_ILI);
-	EXPECT_EQ(s.info_valid, 1);
-	EXPECT_EQ(s.information, 0x1234u);
-	EXPECT_EQ(s.asc, 0x3F);
-	EXPECT_EQ(s.ascq, 0x0E);
+	EXPECT_EQ(kcq(s), std::tuple(5, 0x3F, 0x0E));
+	EXPECT_EQ(std::tuple(s.flags, s.info_valid, s.information), std::tuple(SCSI_SENSE_ILI, 1, 0x1234u));
 	ASSERT_TRUE(scsi_sense_decode(fixed, 13, &s));
-	EXPECT_EQ(s.asc, 0x3F);
-	EXPECT_EQ(s.ascq, 0) << "byte 13 was not delivered";
+	EXPECT_EQ(std::tuple(s.asc, s.ascq), std::tuple(0x3F, 0)) << "byte 13 was not delivered";
 	uint8_t short_add[18];
 	memcpy(short_add, fixed, sizeof short_add);
 	short_add[7] = 4; // the data says it ends before the ASC
@@ -750,9 +668,7 @@ TEST(ScsiDecode, SenseStopsWhereTheDataEnds)
 	EXPECT_FALSE(scsi_sense_decode(fixed, 2, &s));
 	const uint8_t desc[20] = {0x72, 0x06, 0x29, 0x00, 0, 0, 0, 12, 0x00, 10, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0x42};
 	ASSERT_TRUE(scsi_sense_decode(desc, sizeof desc, &s));
-	EXPECT_EQ(s.key, SCSI_SK_UNIT_ATTENTION);
-	EXPECT_EQ(s.asc, 0x29);
-	EXPECT_EQ(s.information, 0x42u);
+	EXPECT_EQ(std::tuple(s.key, s.asc, s.information), std::tuple(SCSI_SK_UNIT_ATTENTION, 0x29, 0x42u));
 	const uint8_t other[4] = {0x7F, 1, 2, 3};
 	EXPECT_FALSE(scsi_sense_decode(other, sizeof other, &s));
 }
@@ -765,51 +681,44 @@ TEST(ScsiDecode, InquiryAndPagesAreBoundedByTheirLengths)
 	memcpy(d.vendor, "ACME\0\0\0\0", 8);
 	memcpy(d.product, "Tape\x01 drive      ", 16);
 	memcpy(d.revision, "1.0 ", 4);
+	const uint8_t *raw = reinterpret_cast<uint8_t *>(&d);
 	scsi_inquiry_info_t inq;
-	ASSERT_TRUE(scsi_inquiry_decode(reinterpret_cast<uint8_t *>(&d), sizeof d, &inq));
-	EXPECT_STREQ(inq.vendor, "ACME");
-	EXPECT_STREQ(inq.product, "Tape? drive");
-	EXPECT_STREQ(inq.revision, "1.0");
-	ASSERT_TRUE(scsi_inquiry_decode(reinterpret_cast<uint8_t *>(&d), 20, &inq));
+	ASSERT_TRUE(scsi_inquiry_decode(raw, sizeof d, &inq));
+	EXPECT_EQ(std::tuple(std::string(inq.vendor), std::string(inq.product), std::string(inq.revision)),
+		  std::tuple("ACME", "Tape? drive", "1.0"));
+	ASSERT_TRUE(scsi_inquiry_decode(raw, 20, &inq));
 	EXPECT_STREQ(inq.product, "Tape");
 	d.add_len = 10; // ends inside the vendor field
-	ASSERT_TRUE(scsi_inquiry_decode(reinterpret_cast<uint8_t *>(&d), sizeof d, &inq));
-	EXPECT_STREQ(inq.vendor, "ACME");
-	EXPECT_STREQ(inq.product, "");
+	ASSERT_TRUE(scsi_inquiry_decode(raw, sizeof d, &inq));
+	EXPECT_EQ(std::tuple(std::string(inq.vendor), std::string(inq.product)), std::tuple("ACME", ""));
 
 	// A page 0x83 whose last descriptor runs past the page stops before it.
 	const uint8_t page[] = {0, 0x83, 0, 20, 0x01, 0x03, 0, 8, 1, 2, 3, 4, 5, 6, 7, 8, 0x02, 0x01, 0, 30, 'A', 'B'};
 	uint8_t code;
 	const uint8_t *p;
-	size_t n;
+	size_t n, off = 0;
 	ASSERT_TRUE(scsi_vpd_page(page, sizeof page, &code, &p, &n));
 	EXPECT_EQ(n, 18u);
-	size_t off = 0;
 	scsi_designator_t desig;
 	ASSERT_TRUE(scsi_vpd83_next(p, n, &off, &desig));
-	EXPECT_EQ(desig.type, SCSI_DESIG_NAA);
-	EXPECT_EQ(desig.len, 8u);
+	EXPECT_EQ(std::tuple(desig.type, desig.len), std::tuple(SCSI_DESIG_NAA, 8u));
 	EXPECT_FALSE(scsi_vpd83_next(p, n, &off, &desig));
 	EXPECT_FALSE(scsi_vpd_page(page, 3, &code, &p, &n));
 }
 
 TEST(ScsiDecode, ReportLunsNeededSizeNeverWraps)
 {
-	EXPECT_EQ(scsi_report_luns_needed(0), 8u);
-	EXPECT_EQ(scsi_report_luns_needed(7), 8u);
-	EXPECT_EQ(scsi_report_luns_needed(808), 816u);
-	EXPECT_EQ(scsi_report_luns_needed(816), 824u);
-	EXPECT_EQ(scsi_report_luns_needed(0xFFFFFFF8u), SCSI_REPORT_LUNS_MAX_LEN);
+	for (auto [have, need] : {std::pair{0u, 8u}, {7u, 8u}, {808u, 816u}, {816u, 824u},
+				  {0xFFFFFFF8u, (uint32_t)SCSI_REPORT_LUNS_MAX_LEN}})
+		EXPECT_EQ(scsi_report_luns_needed(have), need) << have;
 	const uint8_t hdr[12] = {0, 0, 0, 64, 0, 0, 0, 0, 0, 1, 0, 0};
 	EXPECT_EQ(scsi_report_luns_count(hdr, sizeof hdr), 0u) << "no whole entry held";
 	EXPECT_EQ(scsi_report_luns_count(hdr, 7), 0u);
 	uint8_t lun[8];
 	scsi_lun_encode(255, lun);
-	EXPECT_EQ(lun[0], 0x00);
-	EXPECT_EQ(lun[1], 0xFF);
+	EXPECT_EQ(std::tuple(lun[0], lun[1]), std::tuple(0x00, 0xFF));
 	scsi_lun_encode(256, lun);
-	EXPECT_EQ(lun[0], 0x41);
-	EXPECT_EQ(lun[1], 0x00);
+	EXPECT_EQ(std::tuple(lun[0], lun[1]), std::tuple(0x41, 0x00));
 	EXPECT_EQ(scsi_lun_number(lun), 256);
 }
 
