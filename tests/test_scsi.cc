@@ -63,15 +63,15 @@ using Buf = std::unique_ptr<void, decltype(&free)>;
 // reportluns() the room sns_len holds.
 class ScsiTest : public qt::ScannedTest {
 protected:
-	qor_status_t run(Builder fn, uint16_t lun, scsi_cdb_t cdb, void *buf, uint32_t len, wwn_t tgt = kTgtA)
+	qor_status_t run(Builder fn, uint16_t lun, scsi_cdb_t cdb, void *data, uint32_t len, wwn_t tgt = kTgtA)
 	{
 		sns_len = sizeof sense;
 		memset(sense, 0, sizeof sense);
-		return fn(fc0, 0, fc0->pwwn, tgt, lun_of(lun), &cdb, 0, buf, len, &status, sense, &sns_len);
+		return fn(fc0, 0, fc0->pwwn, tgt, lun_of(lun), &cdb, 0, data, len, &status, sense, &sns_len);
 	}
-	qor_status_t cmd(uint16_t lun, std::initializer_list<uint8_t> bytes, void *buf, uint32_t len)
+	qor_status_t cmd(uint16_t lun, std::initializer_list<uint8_t> bytes, void *data, uint32_t len)
 	{
-		return run(qorl_scsi_cmnd, lun, cdb_of(bytes), buf, len);
+		return run(qorl_scsi_cmnd, lun, cdb_of(bytes), data, len);
 	}
 	// REPORT LUNS to target A into a new buffer, kept in `out`.
 	qor_status_t reportluns(Buf &out, scsi_cdb_t cdb = {})
@@ -445,8 +445,9 @@ TEST_P(LyingTarget, SizeIsCappedAndTheLengthFitsTheBuffer)
 	ASSERT_EQ(reportluns(buf), QOR_STATUS_OK);
 	auto log = qt::log_entries(QOR_IOCTL_SCSI);
 	ASSERT_EQ(log.size(), c.second_alloc ? 2u : 1u);
-	if (c.second_alloc)
+	if (c.second_alloc) {
 		EXPECT_EQ(fc_get_be32(log[1].in + 32 + 6), c.second_alloc);
+	}
 	const uint8_t *b = list(buf);
 	EXPECT_EQ(fc_get_be32(b), c.length);
 	// The three real units, then zeros up to the claimed end.

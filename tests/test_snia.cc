@@ -995,11 +995,11 @@ TEST_F(Cpqfc_, EntryPointsByNameAndTheirRecord)
 		HBA_HANDLE h;
 		uint32_t vendor_specific, subsystem;
 		uint8_t bus, devfunc, domain;
-	} const want[] = {
+	} const rows[] = {
 		{1, 0x0013f1e0, 0x0113f1e0, 0x0b, 0x01, 0x00},
 		{2, 0x0013f1e0, 0x0113f1e0, 0x04, 0xff, 0x01},
 	};
-	for (const auto &w : want) {
+	for (const auto &w : rows) {
 		SCOPED_TRACE(w.h);
 		CPQFC_ADAPTERATTRIBUTES a;
 		std::memset(&a, 'z', sizeof a);
